@@ -1,0 +1,152 @@
+#ifndef DATASOURCE_FILE_H
+#define DATASOURCE_FILE_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "Datasource/export.h"
+#include "Datasource/platform/extNameStr.h"
+#include "Datasource/platform/threads.h"
+#include "Datasource/platform/types.h"
+#include "Datasource/refCount.h"
+
+/// Turns the encryption of file contents on or off for raw files constructed from now on; off at
+/// start. Contents are enciphered when this is on AND encryption was asked for at construction.
+///
+/// Threads: any.
+DATASOURCE_API void SetKeepEncrypt(bool keep);
+
+/// One open file that several streams and workers may share: positional reads and writes under one
+/// lock, seeking only when it must, enciphered in 16-byte blocks if that was chosen.
+///
+/// All positions are file positions in bytes. One transfer moves at most the low 32 bits of its
+/// count.
+///
+/// Raises: StringSysError with catalogue "strmcat.err", 1002 on the writing side, 1003 on the
+///   reading side, and the file's generic name. errno is that of the failing call. The good flag is
+///   cleared before; nothing else that was done is rolled back.
+/// Threads: any thread that holds a reference, except for Open, which is called before the file is
+///   shared. Each operation holds the file's lock from its seek to the end of its transfer, so two
+///   transfers never interleave.
+class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
+ public:
+  /// A closed file with plain contents.
+  DATASOURCE_MEMBER VORN_File();
+  /// A closed file; its contents are enciphered if `encrypt` and the keep-encrypt switch both say
+  /// so now.
+  DATASOURCE_MEMBER explicit VORN_File(bool encrypt);
+  explicit VORN_File(const void*) = delete;
+  /// Forbidden: asserts. If the assertion returns, the copy is a closed file.
+  DATASOURCE_MEMBER VORN_File(const VORN_File& other);
+  VORN_File& operator=(const VORN_File&) = delete;
+
+  /// Closes the file. An error met here goes to the lost-error handler.
+  DATASOURCE_MEMBER ~VORN_File() override;
+
+  /// Opens the file `name`, closing first what is open. `mode` is read as the C runtime's fopen
+  /// mode, letters in any order: r, w, a, +, t (text), T (short-lived), D (removed at close); without
+  /// '+', 'r' outranks 'w' and 'a'. Null counts as "".
+  /// Returns: true when the file is open now. A failed open raises nothing, keeps the new name and
+  ///   leaves the file closed and not good.
+  /// Raises: 1002 when closing the file open before fails; nothing else has changed then.
+  /// Threads: one, before the file is shared.
+  DATASOURCE_MEMBER bool Open(const ExtNameStr& name, const char* mode);
+
+  /// Reads up to `size` bytes at `position` into `buffer`.
+  ///
+  /// Requires: `buffer` holds `size` bytes. On an enciphered file both `position` and `size` are
+  ///   multiples of 16 (assertion, made before the lock is taken).
+  /// Returns: bytes delivered; 0 at the end of the file or when the file is closed. A short count
+  ///   is no error and is not retried: the caller asks again.
+  /// Raises: 1003 when the seek or the read fails or deciphering does not succeed.
+  /// Changes: the remembered position becomes `position` + result and the end-of-file flag follows
+  ///   the result. After an error the remembered position is unchanged.
+  /// Cost: one system call when `position` is the remembered position, otherwise two.
+  /// Kept as is: an enciphered read leaves the descriptor where it stood before, so the contents
+  ///   are read whole, in one call from position 0.
+  DATASOURCE_MEMBER std::size_t Read(void* buffer, std::size_t size, int64 position);
+
+  /// Writes `size` bytes at `position`.
+  ///
+  /// Returns: on a plain file the bytes written, which may be fewer than asked (neither retried nor
+  ///   raised); 0 when the file is closed. On an enciphered file the count of the last physical
+  ///   write, which is no measure of the bytes accepted: all of them are.
+  /// Raises: 1002 when the seek or the write fails or enciphering does not succeed.
+  /// Changes: the remembered position becomes `position` + the plain bytes accepted.
+  /// Cost: one system call when `position` is the remembered position, otherwise two; on a file
+  ///   opened for appending one more.
+  DATASOURCE_MEMBER std::size_t Write(const void* buffer, std::size_t size, int64 position);
+
+  /// Returns: the file's length in bytes; 0 when closed; -1 when it cannot be told.
+  /// Cost: two system calls; a read that goes on where the last one ended still makes no seek.
+  DATASOURCE_MEMBER int64 Size() const;
+
+  /// Ends a running encryption and closes the file. Bytes carried for the next cipher block are not
+  /// written: the streams finish the encryption first.
+  /// Returns: 1 when a file was closed, 0 when none was open.
+  /// Raises: 1002. When the system's close failed, the descriptor is gone all the same: the file
+  ///   counts as open, and every later operation on it fails without touching the descriptor.
+  DATASOURCE_MEMBER int Close();
+
+  /// Enciphers the carried tail, padded to a whole block, and ends the running encryption.
+  /// Returns: the count of the last physical write; 0 when there was nothing to do.
+  /// Raises: 1002.
+  DATASOURCE_LOCAL std::int32_t FinishEncryption();
+
+  bool IsOpen() const noexcept { return fHandle != -1; }
+
+ private:
+  friend class VORN_FileStream;
+  friend class zcmpsFilestr;
+  friend class PreIOThread_W_C;
+  friend struct VORN_FilePeer;  // the tests' view of the fields
+
+  /// Which side of the catalogue an error belongs to.
+  enum class Side : int { writing = 1002, reading = 1003 };
+
+  /// Writes all `size` bytes of a plain file, going on after a short transfer; on an enciphered file
+  /// one Write.
+  /// Returns: `size`, or on an enciphered file what Write returns.
+  /// Raises: 1002, also when no more bytes can be written.
+  DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position);
+
+  /// Close and Open under the lock, for a file that others share.
+  DATASOURCE_LOCAL bool Reopen(const ExtNameStr& name, const char* mode);
+
+  [[noreturn]] DATASOURCE_LOCAL void Fail(Side side, int systemError);
+  DATASOURCE_LOCAL void SeekUnlessThere(Side side, int64 position);
+  DATASOURCE_LOCAL void MoveBackAfterFailure() noexcept;
+
+  DATASOURCE_LOCAL std::size_t WriteEnciphered(const void* buffer, std::size_t size, int64 position);
+  DATASOURCE_LOCAL std::int32_t EncipherAndWrite(const unsigned char* bytes, std::int32_t size, bool giveBack);
+  DATASOURCE_LOCAL std::size_t DecipherInPlace(void* buffer, std::size_t rawCount, int64 position);
+  DATASOURCE_LOCAL std::int32_t EndRunningEncryption();
+  DATASOURCE_LOCAL void SeekToCipherEnd();
+  DATASOURCE_LOCAL std::int32_t WriteCipherOutput(const unsigned char* output, std::int32_t length);
+
+  mutable sfMutex fMutex;
+  int64 fPosition = 0;
+  ExtNameStr fName;
+  std::string fMode;
+  std::int32_t fHandle = -1;
+  std::atomic<bool> fGood = true;
+  std::atomic<bool> fEof = false;
+  bool fEncrypted = false;
+  bool fEncryptStarted = false;
+  unsigned char* fCarry;
+  std::int32_t fCarryCount = 0;
+  std::int32_t fPadCount = 0;
+  // While fHandle is not -1 the file is open, and the descriptor stands at fPosition after every
+  // plain operation. fGood and fEof are atomic because streams look at them without the lock.
+
+  bool fDescriptorLost = false;       // the system's close failed: fHandle may name another file now
+  mutable bool fAdrift = false;       // the descriptor does not stand where it is believed to
+  int64 fCipherPosition = 0;          // where the next cipher output belongs, while fEncrypted
+  mutable bool fCipherMoved = false;  // the descriptor may stand elsewhere
+};
+
+extern template class DATASOURCE_TEMPLATE_DECLARATION RefCountPtr<VORN_File>;
+
+#endif

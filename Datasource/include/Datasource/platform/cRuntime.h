@@ -1,0 +1,65 @@
+#ifndef DATASOURCE_PLATFORM_CRUNTIME_H
+#define DATASOURCE_PLATFORM_CRUNTIME_H
+
+#include "Datasource/export.h"
+#include "Datasource/platform/types.h"
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <share.h>
+#include <sys/stat.h>
+#else
+// The open, share and permission flags with the values that they have in the Windows C runtime; the
+// platform translates them.
+inline constexpr int _O_RDONLY = 0x0;
+inline constexpr int _O_WRONLY = 0x1;
+inline constexpr int _O_RDWR = 0x2;
+inline constexpr int _O_APPEND = 0x8;
+inline constexpr int _O_RANDOM = 0x10;
+inline constexpr int _O_TEMPORARY = 0x40;
+inline constexpr int _O_CREAT = 0x100;
+inline constexpr int _O_TRUNC = 0x200;
+inline constexpr int _O_SHORT_LIVED = 0x1000;
+inline constexpr int _O_TEXT = 0x4000;
+inline constexpr int _O_BINARY = 0x8000;
+inline constexpr int _SH_DENYWR = 0x20;
+inline constexpr int _S_IREAD = 0x100;
+inline constexpr int _S_IWRITE = 0x80;
+#endif
+
+namespace datasource::platform {
+
+/// The low-level file calls, as one table of functions. All file traffic of the library goes through
+/// the table that is in force; only tests replace it, to count calls and to let them fail.
+///
+/// Contract for whoever supplies another:
+/// - every function returns -1 and sets errno on failure;
+/// - a call that a signal interrupts goes on by itself;
+/// - `_read` is short only at the end of the file;
+/// - `_write` goes on after a partial transfer until all is written or an error stops it; it then
+///   returns what was written, or -1 if nothing was;
+/// - one transfer moves at most 0x7FFFF000 bytes on POSIX; on Windows a count above INT_MAX is -1
+///   with EINVAL;
+/// - `_close` returns 0, or -1 with the descriptor gone all the same.
+struct CRuntimeCalls {
+  /// Opens the file with this generic name. Flags and meaning: _sopen of the Windows C runtime; on
+  /// POSIX a handle that can write holds an exclusive advisory lock, and the open fails with EACCES
+  /// while another such handle exists; handles that only read take no lock.
+  int (*_sopen)(const char* genericName, int oflag, int shflag, int pmode);
+  int64 (*_lseeki64)(int descriptor, int64 offset, int origin);
+  int (*_read)(int descriptor, void* buffer, unsigned int count);
+  int (*_write)(int descriptor, const void* buffer, unsigned int count);
+  int (*_close)(int descriptor);
+};
+
+/// Returns: the table in force. Threads: any.
+DATASOURCE_API const CRuntimeCalls& cRuntime() noexcept;
+
+/// Puts another table in force; null restores the platform's own. For tests.
+/// Requires: the table outlives its use, and no other thread is in a file call during the change.
+/// Returns: the table that was in force before.
+DATASOURCE_API const CRuntimeCalls* replaceCRuntime(const CRuntimeCalls* calls) noexcept;
+
+}  // namespace datasource::platform
+
+#endif

@@ -1,0 +1,88 @@
+#include "Datasource/platform/cipher.h"
+
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+
+#include "cipherEngine.h"
+
+namespace datasource::cipher {
+namespace {
+
+constexpr std::int32_t blockLength = 16;
+
+struct Free {
+  void operator()(unsigned char* bytes) const noexcept { std::free(bytes); }
+};
+
+enum class KeyState : unsigned char { NotMade, Ready, Wiped };
+
+// Guards the engine and `keyState`. Both need no destructor: threads may still be here at exit.
+constinit std::mutex engineMutex;
+constinit KeyState keyState = KeyState::NotMade;
+
+void wipeAtExit() {
+  const std::lock_guard lock(engineMutex);
+  if (keyState == KeyState::Ready) engine::wipe();
+  keyState = KeyState::Wiped;
+}
+
+/// Makes the key on the first call. Requires: engineMutex is held. The wiping is registered after
+/// the engine has started, so it runs before the clean-up of any library that the engine uses.
+bool prepareKey() noexcept {
+  if (keyState == KeyState::NotMade && engine::start()) {
+    keyState = KeyState::Ready;
+    if (std::atexit(wipeAtExit) != 0) {
+      engine::wipe();
+      keyState = KeyState::NotMade;
+    }
+  }
+  return keyState == KeyState::Ready;
+}
+
+using EngineCall = bool (*)(unsigned char*, const unsigned char*, std::size_t) noexcept;
+
+bool guardedCall(EngineCall call, unsigned char* output, const unsigned char* input, std::size_t length) {
+  const std::lock_guard lock(engineMutex);
+  return prepareKey() && call(output, input, length);
+}
+
+int convert(EngineCall call, unsigned char** output, std::int32_t* outputLength, const unsigned char* input,
+            std::int32_t inputLength) {
+  if (output == nullptr || outputLength == nullptr) return 0;
+  *output = nullptr;
+  *outputLength = 0;
+  if (inputLength == 0) return 1;
+  if (input == nullptr || inputLength < 0 || inputLength % blockLength != 0) return 0;
+  const auto length = static_cast<std::size_t>(inputLength);
+  std::unique_ptr<unsigned char, Free> bytes(static_cast<unsigned char*>(std::malloc(length)));
+  if (bytes == nullptr || !guardedCall(call, bytes.get(), input, length)) return 0;
+  *output = bytes.release();
+  *outputLength = inputLength;
+  return 1;
+}
+
+int end(unsigned char** output, std::int32_t* outputLength) {
+  if (output == nullptr || outputLength == nullptr) return 0;
+  *output = nullptr;
+  *outputLength = 0;
+  return 1;
+}
+
+}  // namespace
+
+int Encrypt(unsigned char** output, std::int32_t* outputLength, const unsigned char* input, std::int32_t inputLength) {
+  return convert(engine::encipher, output, outputLength, input, inputLength);
+}
+
+int Decrypt(unsigned char** output, std::int32_t* outputLength, const unsigned char* input, std::int32_t inputLength) {
+  return convert(engine::decipher, output, outputLength, input, inputLength);
+}
+
+// Each block stands on its own: at the end nothing is left to hand out.
+int EndEncrypt(unsigned char** output, std::int32_t* outputLength) { return end(output, outputLength); }
+int EndDecrypt(unsigned char** output, std::int32_t* outputLength) { return end(output, outputLength); }
+
+void FreeOutData(unsigned char* output) { std::free(output); }
+
+}  // namespace datasource::cipher

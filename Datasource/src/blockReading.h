@@ -1,0 +1,36 @@
+#ifndef DATASOURCE_SRC_BLOCKREADING_H
+#define DATASOURCE_SRC_BLOCKREADING_H
+
+#include <cstddef>
+
+#include "Datasource/file.h"
+#include "Datasource/sortTemp/zlibCompress.h"
+#include "compressedForm.h"
+
+/// How the faults of a block are reported: as assertions with the reporter's own words, or, for a fetch
+/// ahead of the reader, not at all (the reader meets the fault when it asks for the block).
+struct FaultReport {
+  const wchar_t* lengthText;  ///< the expression when the length is not the recorded one; null: no report
+  const wchar_t* file;        ///< the reporting source
+  unsigned int line;
+
+  bool silent() const noexcept { return lengthText == nullptr; }
+  /// Reports `text`, or the length fault by default, unless silent.
+  void raise(const wchar_t* text = nullptr) const;
+};
+
+inline constexpr FaultReport kNoReport{nullptr, nullptr, 0};
+
+/// Decompresses a block that was read: `count` bytes at `compressed`, into `plain` with room for
+/// `capacity` bytes.
+/// Returns: whether exactly the recorded block came out, the stream's check value included.
+bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed, std::size_t count,
+                 unsigned char* plain, std::size_t capacity, const FaultReport& report);
+
+/// Reads a block's compressed bytes into `compressed`, which has room for a block, and decompresses them
+/// as unpackBlock does. Nothing is read for a record whose numbers cannot be right.
+/// Returns: whether exactly the recorded block came out. Raises: 1003.
+bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed,
+               unsigned char* plain, std::size_t capacity, const FaultReport& report);
+
+#endif

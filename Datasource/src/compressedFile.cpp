@@ -1,0 +1,86 @@
+#include "Datasource/platform/assertion.h"
+#include "arithmetic.h"
+#include "blockReading.h"
+#include "zcmpsFilestrData.h"
+
+// Heading, table and last block: what a session with a compressed file begins and ends with.
+
+namespace {
+
+constexpr const wchar_t* kSource = L"Datasource/src/zcmpsFilestr";
+
+}  // namespace
+
+void zcmpsFilestr::Data::WriteTableAndHeading() {
+  const auto [table, stLength] = pPosInfo->serialise();
+  DATASOURCE_ASSERT(stLength != 0, "stLength!=0", kSource);
+  DATASOURCE_ASSERT(pRealFile->IsOpen() == true, "fData->pRealFile.IsOpen() == true", kSource);
+  DATASOURCE_ASSERT(fpIOThread == nullptr, "fData->fpIOThread == 0", kSource);
+  // Behind the last block, wherever the other holders of the file have read meanwhile.
+  const int64 tablePos = pPosInfo->collectedEnd(positionPlus(fCaseStartPos, kHeadingSize));
+  const std::size_t ret = pRealFile->WriteWhole(table, stLength, tablePos);
+  DATASOURCE_ASSERT(ret == stLength, "ret == stLength", kSource);
+  unsigned char bytes[kHeadingSize];
+  encode(compressionHeading{fCaseStartPos, tablePos, static_cast<int64>(stLength)}, bytes);
+  pRealFile->WriteWhole(bytes, kHeadingSize, fCaseStartPos);
+}
+
+bool zcmpsFilestr::Data::ReadHeading(int64 position, bool swap, const wchar_t* mismatchText,
+                                     compressionHeading& heading) {
+  unsigned char bytes[kHeadingSize] = {};
+  const std::size_t ret = pRealFile != nullptr ? pRealFile->Read(bytes, kHeadingSize, position) : 0;
+  heading = decode<compressionHeading>(bytes, swap);
+  const bool whole = DATASOURCE_ASSERT(ret == kHeadingSize, "ret == sizeof(compressionHeading)", kSource);
+  if (heading._caseStartPos != position) {
+    datasource::platform::reportAssertion(mismatchText, kSource, __LINE__);
+    return false;
+  }
+  return whole;
+}
+
+std::unique_ptr<unsigned char[]> zcmpsFilestr::Data::ReadTable(const compressionHeading& heading) {
+  std::unique_ptr<unsigned char[]> bytes;
+  std::size_t ret = 0;
+  const int64 fileSize = pRealFile->Size();
+  if (heading._infoPos >= 0 && heading._infoPos <= fileSize && heading._size >= static_cast<int64>(kRecordSize) &&
+      heading._size <= fileSize - heading._infoPos && heading._size <= INT32_MAX) {
+    const auto size = static_cast<std::size_t>(heading._size);
+    bytes = std::make_unique_for_overwrite<unsigned char[]>(size + 1);
+    ret = pRealFile->Read(bytes.get(), size, heading._infoPos);
+  }
+  if (!DATASOURCE_ASSERT(bytes != nullptr && ret == static_cast<std::size_t>(heading._size), "ret == chInfo._size",
+                         kSource)) {
+    bytes.reset();
+  }
+  return bytes;
+}
+
+bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos) {
+  if (last.orginalPos == kHeaderRecordMark) {
+    StartWriting(fCaseStartPos, positionPlus(fCaseStartPos, kHeadingSize));
+    return true;
+  }
+  const int64 lastEnd = positionPlus(last.orginalPos, last.orginalSize);
+  if (last.orginalSize == static_cast<std::int32_t>(kBlockSize)) {
+    // An end that does not match is reported; the next write is then refused.
+    DATASOURCE_ASSERT(isUsable(last) && lastEnd == endpos, "fData->fpos == endpos", kSource);
+    if (!isUsable(last)) {
+      return false;
+    }
+    pPosInfo->add(last);
+    StartWriting(lastEnd, positionPlus(last.translatePos, last.translateSize));
+    return true;
+  }
+  // Kept as is: here the stream's own position is compared, not the block's.
+  const bool fits = isUsable(last) && endpos >= last.orginalPos && endpos <= lastEnd;
+  if (!DATASOURCE_ASSERT(fits && filePos == endpos, "fFilePos == endpos", kSource) ||
+      !readBlock(*pRealFile, fCodec, last, fCmpsBuffer, fBuffer, kBlockSize,
+                 {L"outCount == bInfo.orginalSize", kSource, __LINE__})) {
+    return false;
+  }
+  StartWriting(last.orginalPos, last.translatePos);
+  const auto kept = static_cast<std::size_t>(endpos - last.orginalPos);
+  pBuffCur = fBuffer + kept;
+  availBuffSize = kBlockSize - kept;
+  return true;
+}

@@ -1,0 +1,241 @@
+#include "Datasource/file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
+
+#include "Datasource/platform/assertion.h"
+#include "Datasource/platform/cRuntime.h"
+#include "Datasource/platform/throwError.h"
+#include "arithmetic.h"
+#include "cipherBlock.h"
+
+// The plain side of the raw file, and the points at which the enciphered side (fileEncryption.cpp)
+// branches off.
+
+template class DATASOURCE_TEMPLATE_DEFINITION RefCountPtr<VORN_File>;
+
+namespace {
+
+using datasource::platform::cRuntime;
+
+constexpr const wchar_t* kSource = L"Datasource/src/file";
+
+std::atomic<bool> keepEncrypt = false;
+
+unsigned char* newCarry() {
+  auto* const carry = static_cast<unsigned char*>(std::calloc(1, CIPHER_BLOCK_SIZE));
+  if (carry == nullptr) {
+    throw std::bad_alloc();
+  }
+  return carry;
+}
+
+bool contains(const std::string& mode, char letter) noexcept { return mode.find(letter) != std::string::npos; }
+
+int accessFlags(const std::string& mode) noexcept {
+  if (contains(mode, '+')) {
+    if (contains(mode, 'w')) {
+      return _O_RDWR | _O_CREAT | _O_TRUNC;
+    }
+    return contains(mode, 'a') ? _O_RDWR | _O_APPEND | _O_CREAT : _O_RDWR;
+  }
+  if (contains(mode, 'r')) {
+    return _O_RDONLY;
+  }
+  if (contains(mode, 'w')) {
+    return _O_WRONLY | _O_CREAT | _O_TRUNC;
+  }
+  return contains(mode, 'a') ? _O_WRONLY | _O_APPEND | _O_CREAT : _O_RDONLY;
+}
+
+int openFlags(const std::string& mode) noexcept {
+  return accessFlags(mode) | (contains(mode, 't') ? _O_TEXT : _O_BINARY) | _O_RANDOM |
+         (contains(mode, 'T') ? _O_SHORT_LIVED : 0) | (contains(mode, 'D') ? _O_TEMPORARY : 0);
+}
+
+bool appends(const std::string& mode) noexcept { return (accessFlags(mode) & _O_APPEND) != 0; }
+
+}  // namespace
+
+void SetKeepEncrypt(bool keep) { keepEncrypt = keep; }
+
+VORN_File::VORN_File() : VORN_File(false) {}
+
+VORN_File::VORN_File(bool encrypt) : fEncrypted(encrypt && keepEncrypt), fCarry(newCarry()) {}
+
+VORN_File::VORN_File(const VORN_File& other) : VORN_RefCntObject(other), fCarry(newCarry()) {
+  try {
+    DATASOURCE_ASSERT(0, "0 && \"can't copy an VORN_File\"", kSource);
+  } catch (...) {
+    std::free(fCarry);
+    throw;
+  }
+}
+
+VORN_File::~VORN_File() {
+  std::free(fCarry);
+  if (fDescriptorLost) {
+    return;  // closing failed before, and was reported
+  }
+  try {
+    Close();
+  } catch (...) {
+    datasource::platform::reportLostError("closing a file that nobody holds any more", std::current_exception());
+  }
+}
+
+bool VORN_File::Open(const ExtNameStr& name, const char* mode) {
+  // Copied first: the arguments may be this object's own.
+  ExtNameStr newName(name);
+  std::string newMode(mode != nullptr ? mode : "");
+  if (IsOpen()) {
+    Close();
+  }
+  fName = std::move(newName);
+  fHandle = fName.Sopen(openFlags(newMode), _SH_DENYWR, _S_IREAD | _S_IWRITE);
+  if (IsOpen()) {
+    fPosition = contains(newMode, 'a') ? cRuntime()._lseeki64(fHandle, 0, SEEK_END) : 0;
+    fCipherPosition = fPosition;
+    fAdrift = false;
+    fCipherMoved = false;
+  }
+  fGood = IsOpen();
+  fEof = false;
+  fMode = std::move(newMode);
+  return IsOpen();
+}
+
+bool VORN_File::Reopen(const ExtNameStr& name, const char* mode) {
+  const sfGuard guard(fMutex);
+  return Open(name, mode);
+}
+
+void VORN_File::Fail(Side side, int systemError) {
+  fGood = false;
+  errno = systemError;
+  ThrowError::StringSys("strmcat.err", static_cast<long>(side), fName.GetGeneric().c_str());
+}
+
+void VORN_File::SeekUnlessThere(Side side, int64 position) {
+  if (fDescriptorLost) {
+    Fail(side, EBADF);
+  }
+  errno = 0;
+  if (position == fPosition && !fAdrift) {
+    return;
+  }
+  if (cRuntime()._lseeki64(fHandle, position, SEEK_SET) == -1) {
+    Fail(side, errno);
+  }
+  fAdrift = false;
+}
+
+void VORN_File::MoveBackAfterFailure() noexcept { fAdrift = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1; }
+
+std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
+  if (fEncrypted) {
+    DATASOURCE_ASSERT(position % CIPHER_BLOCK_SIZE == 0 && size % CIPHER_BLOCK_SIZE == 0,
+                      "byteOffset%CIPHER_BLOCK_SIZE == 0 && byteSize%CIPHER_BLOCK_SIZE == 0 && \"byteOffset and "
+                      "byteSize shoule be multiple of 16.\"",
+                      kSource);
+  }
+  const sfGuard guard(fMutex);
+  if (!IsOpen()) {
+    return 0;
+  }
+  fCipherMoved = true;
+  SeekUnlessThere(Side::reading, position);
+  const std::int32_t rawCount = cRuntime()._read(fHandle, buffer, low32Unsigned(size));
+  if (rawCount == -1) {
+    const int systemError = errno;
+    if (!fEncrypted) {
+      MoveBackAfterFailure();
+    }
+    Fail(Side::reading, systemError);
+  }
+  auto count = static_cast<std::size_t>(rawCount);
+  if (fEncrypted) {
+    count = DecipherInPlace(buffer, count, position);
+  }
+  fPosition = positionPlus(position, count);
+  fEof = count == 0;
+  return count;
+}
+
+std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 position) {
+  const sfGuard guard(fMutex);
+  if (!IsOpen()) {
+    return 0;
+  }
+  if (fEncrypted) {
+    return WriteEnciphered(buffer, size, position);
+  }
+  SeekUnlessThere(Side::writing, position);
+  const std::int32_t count = cRuntime()._write(fHandle, buffer, low32Unsigned(size));
+  if (count == -1) {
+    const int systemError = errno;
+    MoveBackAfterFailure();
+    Fail(Side::writing, systemError);
+  }
+  fPosition = positionPlus(position, count);
+  if (appends(fMode)) {
+    // The system wrote at the file's end, wherever that is.
+    MoveBackAfterFailure();
+  }
+  return static_cast<std::size_t>(count);
+}
+
+std::size_t VORN_File::WriteWhole(const void* buffer, std::size_t size, int64 position) {
+  const sfGuard guard(fMutex);
+  if (fEncrypted && IsOpen()) {
+    return Write(buffer, size, position);
+  }
+  const auto* const bytes = static_cast<const unsigned char*>(buffer);
+  for (std::size_t done = 0; done < size;) {
+    errno = 0;
+    const std::size_t count = Write(bytes + done, size - done, positionPlus(position, done));
+    if (count == 0) {
+      Fail(Side::writing, IsOpen() ? ENOSPC : EBADF);
+    }
+    done += count;
+  }
+  return size;
+}
+
+int64 VORN_File::Size() const {
+  const sfGuard guard(fMutex);
+  if (!IsOpen()) {
+    return 0;
+  }
+  if (fDescriptorLost) {
+    return -1;
+  }
+  const int64 size = cRuntime()._lseeki64(fHandle, 0, SEEK_END);
+  fAdrift = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1 || fAdrift;
+  fCipherMoved = true;
+  return size;
+}
+
+int VORN_File::Close() {
+  const sfGuard guard(fMutex);
+  if (!IsOpen()) {
+    return 0;
+  }
+  if (fDescriptorLost) {
+    Fail(Side::writing, EBADF);
+  }
+  if (fEncrypted && fEncryptStarted) {
+    EndRunningEncryption();
+  }
+  errno = 0;
+  if (cRuntime()._close(fHandle) != 0) {
+    // The descriptor is gone all the same; its number may come to name another file.
+    fDescriptorLost = true;
+    Fail(Side::writing, errno);
+  }
+  fHandle = -1;
+  return 1;
+}

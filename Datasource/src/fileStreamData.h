@@ -1,0 +1,76 @@
+#ifndef DATASOURCE_SRC_FILESTREAMDATA_H
+#define DATASOURCE_SRC_FILESTREAMDATA_H
+
+#include "Datasource/file.h"
+#include "Datasource/fileStream.h"
+#include "compressedForm.h"
+#include "multiThreadForFilestr.h"
+
+/// The buffer of a stream, what it holds, and how it is filled and emptied.
+///
+///   buffer                                  bufferEnd                        buffer + kBlockSize
+///   +---------------------------------------+--------------------------------+
+///   | valid bytes, from file position       | free                           |
+///   | bufferPos on                          |                                |
+///   +---------------------------------------+--------------------------------+
+///
+/// buffer <= bufferEnd <= buffer + kBlockSize; equal to buffer: no valid bytes, bufferPos means nothing.
+/// dirty: the valid bytes, if any, are newer than the file's.
+class VORN_FileStream::Data {
+ public:
+  // The buffer stays as it is: pages are touched only when used.
+  explicit Data(bool wantEncryption) noexcept
+      : encrypt(wantEncryption) {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
+
+  /// Writes the valid bytes to the file if they are dirty; they stay valid. Nothing without an open file.
+  /// Raises: 1002; then they stay dirty.
+  void Flush();
+
+  /// Serves a request of at least a block's size straight from the file, up to a multiple of 512 bytes.
+  /// Kept as is: bytes that wait in the buffer are neither flushed nor consulted.
+  void ReadUnbuffered(ReadRequest& request);
+
+  /// Serves what the buffer holds of the request. Returns: the bytes served.
+  std::size_t ServeFromBuffer(ReadRequest& request) noexcept;
+  /// Serves the rest of the request through the buffer, block by block.
+  void Fill(ReadRequest& request);
+  /// Fills the buffer with the worker's block around `wanted`.
+  /// Returns: whether the block holds that position. Raises: 1003; the buffer is then empty.
+  /// Kept as is: bytes that were not flushed are overwritten.
+  bool LoadFromWorker(int64 wanted);
+
+  /// Takes what fits of a write into the buffer, if the write goes on inside or right behind the valid
+  /// bytes; otherwise flushes them.
+  void WriteIntoBuffer(ReadRequest& request);
+  /// Writes the request straight to the file.
+  /// Kept as is: bytes of the same range stay in the buffer as they were.
+  void WriteDirect(ReadRequest& request);
+  /// Takes the request, smaller than a block, as the buffer's new content.
+  void StartBuffer(ReadRequest& request) noexcept;
+
+  /// Returns: the length that the file has or will have once the buffer is flushed.
+  int64 LogicalEnd();
+
+  bool IsOpen() const noexcept { return file.get() != nullptr && file->IsOpen(); }
+  std::size_t ValidBytes() const noexcept { return static_cast<std::size_t>(bufferEnd - buffer); }
+
+  /// Notes that `count` bytes of the request were moved.
+  static void Advance(ReadRequest& request, std::size_t count) noexcept;
+
+  unsigned char buffer[kBlockSize];
+  unsigned char* bufferEnd = buffer;
+  int64 bufferPos = -1;  // -1: never filled
+  int64 filePos = 0;     // behind the last physical transfer; for subclasses
+  RefCountPtr<VORN_File> file;
+  bool dirty = false;
+  bool eof = false;
+  bool encrypt;
+  RefCountPtr<multiThreadForFilestr> worker;  // declared behind file: it goes first
+  unsigned char* readBase = buffer;           // always buffer
+
+ private:
+  void Replace(int64 start, std::int32_t count) noexcept;
+  void FileChanged() noexcept;
+};
+
+#endif

@@ -1,0 +1,3 @@
+#include "Datasource/strBaseIO.h"
+
+VORN_StrBaseIO::~VORN_StrBaseIO() noexcept(false) = default;

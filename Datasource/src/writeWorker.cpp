@@ -1,0 +1,104 @@
+#include "writeWorker.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "arithmetic.h"
+
+namespace {
+
+constexpr std::size_t kKibibyte = 1024;
+
+/// Returns: the staging buffer's size: 7/4 of a block, cut down to whole KiB.
+constexpr std::size_t stagingSize(std::size_t blockSize) noexcept { return blockSize / 4 * 7 / kKibibyte * kKibibyte; }
+
+static_assert(stagingSize(kBlockSize) == 7332864);
+
+}  // namespace
+
+PreIOThread_W_C::PreIOThread_W_C(VORN_File* file, filePosInfo* table, std::size_t blockSize, int64 plainStart,
+                                 int64 compressedStart)
+    : pFile(file),
+      pPosInfo(table),
+      pOutBuf(std::make_unique_for_overwrite<unsigned char[]>(stagingSize(blockSize))),
+      fpOutPos(compressedStart),
+      fpCompPos(compressedStart),
+      fpOrgPos(plainStart),
+      pInBuf(std::make_unique_for_overwrite<unsigned char[]>(blockSize)),
+      stBlockSize(blockSize) {}
+
+PreIOThread_W_C::~PreIOThread_W_C() { endThreads(); }
+
+void PreIOThread_W_C::raiseError() {
+  if (error != nullptr) {
+    std::rethrow_exception(std::exchange(error, nullptr));
+  }
+}
+
+std::size_t PreIOThread_W_C::requestWrite(void* src, std::size_t size, int64 /*fpos*/) {
+  semFree.waitSemaphore();
+  if (size != 0 && error != nullptr) {
+    semFree.postSemaphore();
+    raiseError();
+  }
+  stInSize = std::min(size, stBlockSize);
+  if (stInSize != 0) {
+    std::memcpy(pInBuf.get(), src, stInSize);
+  }
+  semWork.postSemaphore();
+  return size;
+}
+
+void PreIOThread_W_C::writeOut() {
+  // The worker looks at no count: WriteWhole has written everything or raised.
+  pFile->WriteWhole(pOutBuf.get(), stOutCount, fpOutPos);
+  fpOutPos = positionPlus(fpOutPos, stOutCount);
+  stOutCount = 0;
+}
+
+void PreIOThread_W_C::writeBlock() {
+  const auto temporary = std::make_unique_for_overwrite<unsigned char[]>(stBlockSize);
+  std::size_t outCount = stBlockSize;
+  blockCompress(codec, pInBuf.get(), stInSize, temporary.get(), outCount);
+  const bInfo record{fpOrgPos, fpCompPos, low32Signed(stInSize), low32Signed(outCount)};
+  std::memcpy(pOutBuf.get(), temporary.get(), outCount);
+  stOutCount = outCount;
+  if (stOutCount != 0) {
+    writeOut();
+  }
+  pPosInfo->add(record);
+  // Kept as is: a block whose compressed form did not fit is written cut. It is counted.
+  if (!codec.complete()) {
+    ++truncated;
+  }
+  fpOrgPos = positionPlus(fpOrgPos, stInSize);
+  fpCompPos = positionPlus(fpCompPos, outCount);
+}
+
+bool PreIOThread_W_C::writeThreadStep() {
+  semWork.waitSemaphore();
+  if (stInSize == 0) {
+    return true;
+  }
+  if (!failed) {
+    try {
+      writeBlock();
+    } catch (...) {
+      failed = true;
+      error = std::current_exception();
+    }
+  }
+  semFree.postSemaphore();
+  return false;
+}
+
+std::size_t PreIOThread_W_C::requestRead(void* /*dest*/, std::size_t /*reqSize*/, int64 /*fpos*/) {
+  unsupported(__LINE__);
+  return 0;
+}
+
+bool PreIOThread_W_C::readThreadStep() {
+  unsupported(__LINE__);
+  return true;
+}

@@ -1,0 +1,107 @@
+#ifndef DATASOURCE_SRC_ZCMPSFILESTRDATA_H
+#define DATASOURCE_SRC_ZCMPSFILESTRDATA_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "Datasource/file.h"
+#include "Datasource/sortTemp/zlibCompress.h"
+#include "Datasource/zcmpsFilestr.h"
+#include "compressedForm.h"
+#include "filePosInfo.h"
+#include "writeWorker.h"
+#include "zcmpsPreIOThread.h"
+
+/// The block that a compressed stream writes or reads, and how it gets to the file and back.
+///
+///   fBuffer (logical position fpos)         pBuffCur                         fBuffer + kBlockSize
+///   +---------------------------------------+--------------------------------+
+///   writing: bytes taken                    | availBuffSize bytes of room    |
+///   reading: bytes delivered                | availBuffSize valid bytes, then stale ones
+///   +---------------------------------------+--------------------------------+
+///
+/// Writing: pBuffCur + availBuffSize == fBuffer + kBlockSize; the next byte's logical position is fpos +
+///   (pBuffCur - fBuffer).
+/// Reading: fpos -1 means that no block is loaded, and availBuffSize is 0.
+class zcmpsFilestr::Data {
+ public:
+  explicit Data(VORN_File* file);
+
+  // ---- Writing
+
+  /// Takes the whole request. Requires: it starts where the buffer ends.
+  /// Raises: 1002; the request has then advanced by the bytes taken.
+  void Write(ReadRequest& request);
+  /// Makes a block of the bytes in the buffer, if there are any. Raises: 1002; they then stay there.
+  void Flush();
+  /// Returns: whether a write at `position` goes on where the buffer ends.
+  bool GoesOnAt(int64 position) const noexcept;
+  /// Ends the writing worker, if there is one, once all blocks are in the file.
+  /// Raises: the worker's error.
+  void EndOfData();
+  /// Writes the position table behind the last block and then the heading at the row-0 position.
+  void WriteTableAndHeading();
+  /// An empty buffer for blocks from logical position `start` on, the first at file position `realStart`.
+  void StartWriting(int64 start, int64 realStart) noexcept;
+
+  // ---- Reading
+
+  /// Serves what the loaded block and the one behind it hold of the request.
+  void Read(ReadRequest& request);
+  /// Brings the block that holds logical position `position` into the buffer.
+  /// Returns: whether there is one and it is sound.
+  bool LoadBlock(int64 position);
+  /// No block is loaded.
+  void Unload() noexcept;
+
+  // ---- Heading and table
+
+  /// Reads and checks the heading at `position`; `mismatchText` is the assertion's when it names another
+  /// position. Returns: whether it is sound.
+  bool ReadHeading(int64 position, bool swap, const wchar_t* mismatchText, compressionHeading& heading);
+  /// Reads the table that the heading names. Returns: its bytes, or null when they are not all there.
+  std::unique_ptr<unsigned char[]> ReadTable(const compressionHeading& heading);
+  /// Makes ready for writing behind the last block of a file, at logical position `endpos`.
+  /// Returns: whether the block fits; nothing has been written in any case.
+  bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
+
+  // ---- Workers
+
+  /// Starts the worker for reading or writing that the mode asks for, if any. Where the system gives no
+  /// thread, the work goes on without one.
+  void StartReader();
+  void StartWriter();
+  /// Ends and deletes the worker, whatever it does; what it met is dropped.
+  void EndWorker();
+
+  unsigned char fBuffer[kBlockSize];
+  unsigned char fCmpsBuffer[kBlockSize];
+  int64 fCaseStartPos = 0;
+  int64 fpos = -1;
+  int64 fRealPos = 0;
+  VORN_File* pRealFile;  // the base stream's file, fetched anew by every operation
+  zlibCompressBlock fCodec;
+  std::unique_ptr<filePosInfo> pPosInfo;
+  std::unique_ptr<PreIOThreadBase> fpIOThread;  // declared behind pPosInfo: it goes first
+  unsigned char* pBuffCur = fBuffer;
+  std::size_t availBuffSize = kBlockSize;
+  std::int32_t fMultiThread = 0;
+
+  PreIOThread_W_C* writer = nullptr;  // fpIOThread, while that is a writing worker
+  bool lastDelivered = false;         // the reading worker delivered the last block and takes no request
+  bool finished = false;              // table and heading of this writing session are in the file
+  bool failed = false;                // a block of this writing session is lost: the file is not finished
+  std::size_t truncated = 0;          // blocks that did not fit their compressed form, the live worker's apart
+  bInfo loaded{};                     // the record of the loaded block
+
+ private:
+  void CompressAndWrite(std::size_t count);
+  bool FetchBlock(const bInfo& record);
+  bool FetchFromWorker(const bInfo& record);
+  bool SeekInBuffer(int64 position);
+  void ServeNextBlock(ReadRequest& request);
+  bool Start(std::unique_ptr<PreIOThreadBase> worker, bool reading);
+};
+
+#endif

@@ -1,0 +1,104 @@
+#include "zcmpsPreIOThread.h"
+
+#include <exception>
+
+#include "Datasource/platform/assertion.h"
+#include "Datasource/platform/throwError.h"
+
+namespace {
+
+constexpr const wchar_t* kSource = L"Datasource/src/zcmpsPreIOThread";
+
+/// Runs one step of a worker over and over until it ends. Returns: what a callback returns.
+int runSteps(void* prtData, bool (PreIOThreadBase::*step)()) {
+  if (!DATASOURCE_ASSERT(prtData != nullptr, "prtData!=0", kSource)) {
+    DATASOURCE_ASSERT(prtData != nullptr, "pParent!=0", kSource);
+    return 0;
+  }
+  auto* const pParent = static_cast<PreIOThreadBase*>(prtData);
+  while (!(pParent->*step)()) {
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::size_t blockCompress(zlibCompressBlock& codec, unsigned char* source, std::size_t inCount, unsigned char* dest,
+                          std::size_t& outCount) {
+  const int ret = codec.compressBlock(source, inCount, dest, outCount);
+  if (!DATASOURCE_ASSERT(ret != 0, "ret != 0", kSource)) {
+    outCount = 0;
+  }
+  return outCount;
+}
+
+std::size_t blockDecompress(zlibCompressBlock& codec, unsigned char* source, std::size_t inCount, unsigned char* dest,
+                            std::size_t& outCount, bool report) {
+  const int ret = codec.decompressBlock(source, inCount, dest, outCount);
+  if (ret == 0) {
+    outCount = 0;
+    if (report) {
+      DATASOURCE_ASSERT(false, "ret!= 0", kSource);
+    }
+  }
+  return outCount;
+}
+
+int PreIOThreadBase::newThreadForRead::callBack(void* prtData) {
+  return runSteps(prtData, &PreIOThreadBase::readThreadStep);
+}
+
+int PreIOThreadBase::newThreadForWrite::callBack(void* prtData) {
+  return runSteps(prtData, &PreIOThreadBase::writeThreadStep);
+}
+
+PreIOThreadBase::~PreIOThreadBase() = default;
+
+bool PreIOThreadBase::initThread(bool bRead) {
+  bWrite = !bRead;
+  pool = std::make_shared<sfThreadPool>(1, 0);
+  pool->init();
+  if (bRead) {
+    callback = new newThreadForRead;
+  } else {
+    callback = new newThreadForWrite;
+  }
+  pool->adopt(callback);
+  return true;
+}
+
+bool PreIOThreadBase::startThread() {
+  pool->startAll();
+  pool->submit(callback, this, 1);
+  return true;
+}
+
+bool PreIOThreadBase::checkState() { return true; }
+
+bool PreIOThreadBase::stopThread() {
+  if (!bWrite) {
+    requestRead(nullptr, 0, 0);
+  }
+  if (pool != nullptr) {
+    pool->stopAll();
+  }
+  return true;
+}
+
+bool PreIOThreadBase::releasePool() {
+  pool.reset();
+  return true;
+}
+
+void PreIOThreadBase::endThreads() noexcept {
+  try {
+    if (pool != nullptr) {
+      stopThread();
+      releasePool();
+    }
+  } catch (...) {
+    datasource::platform::reportLostError("ending a worker", std::current_exception());
+  }
+}
+
+void PreIOThreadBase::unsupported(unsigned int line) { datasource::platform::reportAssertion(L"0", kSource, line); }
