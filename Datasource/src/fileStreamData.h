@@ -1,10 +1,14 @@
 #ifndef DATASOURCE_SRC_FILESTREAMDATA_H
 #define DATASOURCE_SRC_FILESTREAMDATA_H
 
+#include <algorithm>
+
 #include "Datasource/file.h"
 #include "Datasource/fileStream.h"
+#include "arithmetic.h"
 #include "compressedForm.h"
 #include "multiThreadForFilestr.h"
+#include "smallCopy.h"
 
 /// The buffer of a stream, what it holds, and how it is filled and emptied.
 ///
@@ -29,6 +33,31 @@ class VORN_FileStream::Data {
   /// Serves a request of at least a block's size straight from the file, up to a multiple of 512 bytes.
   /// Kept as is: bytes that wait in the buffer are neither flushed nor consulted.
   void ReadUnbuffered(ReadRequest& request);
+
+  /// Serves `size` bytes at `wanted` if the buffer holds all of them. Returns: whether it does.
+  bool ServeRecord(void* dest, std::size_t size, int64 wanted) const noexcept {
+    const std::uint64_t offset = distanceFrom(bufferPos, wanted);
+    const std::size_t valid = ValidBytes();
+    if (offset >= valid || size > valid - offset || !file->IsOpen()) {
+      return false;
+    }
+    copyRecord(static_cast<unsigned char*>(dest), buffer + offset, size);
+    return true;
+  }
+
+  /// Takes `size` bytes at `place` if they go on inside or right behind the valid bytes and leave room
+  /// behind them. Returns: whether they do.
+  bool TakeRecord(const void* source, std::size_t size, int64 place) noexcept {
+    const std::uint64_t offset = distanceFrom(bufferPos, place);
+    const std::size_t valid = ValidBytes();
+    if (valid == 0 || offset > valid || size >= kBlockSize - offset || !file->IsOpen() || size == 0) {
+      return false;
+    }
+    copyRecord(buffer + offset, static_cast<const unsigned char*>(source), size);
+    bufferEnd = std::max(bufferEnd, buffer + offset + size);
+    dirty = true;
+    return true;
+  }
 
   /// Serves what the buffer holds of the request. Returns: the bytes served.
   std::size_t ServeFromBuffer(ReadRequest& request) noexcept;

@@ -1,0 +1,27 @@
+# cmake --install: headers, library and a package config, so that find_package(Datasource) gives
+# another project the target Datasource::Datasource.
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Datasource)
+install(TARGETS Datasource Datasource_headers EXPORT DatasourceTargets)
+install(DIRECTORY Datasource/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+# A shared library brings what it needs; whoever links a static one links its dependencies too.
+set(DATASOURCE_CONFIG_DEPENDENCIES "")
+if(NOT BUILD_SHARED_LIBS)
+  set(DATASOURCE_CONFIG_DEPENDENCIES ${DATASOURCE_FIND_DEPENDENCIES})
+  if(TARGET Datasource_lz4)
+    install(TARGETS Datasource_lz4 EXPORT DatasourceTargets)
+  else()
+    install(FILES cmake/FindLZ4.cmake DESTINATION ${package_folder})
+  endif()
+endif()
+
+configure_package_config_file(cmake/DatasourceConfig.cmake.in ${PROJECT_BINARY_DIR}/DatasourceConfig.cmake
+                              INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/DatasourceConfigVersion.cmake
+                                 COMPATIBILITY SameMinorVersion)
+install(EXPORT DatasourceTargets NAMESPACE Datasource:: DESTINATION ${package_folder})
+install(FILES ${PROJECT_BINARY_DIR}/DatasourceConfig.cmake ${PROJECT_BINARY_DIR}/DatasourceConfigVersion.cmake
+        DESTINATION ${package_folder})
