@@ -133,7 +133,7 @@ void VORN_File::SeekUnlessThere(Side side, int64 position) {
   fAdrift = false;
 }
 
-void VORN_File::MoveBackAfterFailure() noexcept { fAdrift = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1; }
+void VORN_File::PutDescriptorBack() noexcept { fAdrift = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1; }
 
 std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
   if (fEncrypted) {
@@ -152,7 +152,7 @@ std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
   if (rawCount == -1) {
     const int systemError = errno;
     if (!fEncrypted) {
-      MoveBackAfterFailure();
+      PutDescriptorBack();
     }
     Fail(Side::reading, systemError);
   }
@@ -177,13 +177,13 @@ std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 positio
   const std::int32_t count = cRuntime()._write(fHandle, buffer, low32Unsigned(size));
   if (count == -1) {
     const int systemError = errno;
-    MoveBackAfterFailure();
+    PutDescriptorBack();
     Fail(Side::writing, systemError);
   }
   fPosition = positionPlus(position, count);
   if (appends(fMode)) {
     // The system wrote at the file's end, wherever that is.
-    MoveBackAfterFailure();
+    PutDescriptorBack();
   }
   return static_cast<std::size_t>(count);
 }

@@ -256,4 +256,6 @@ bool VORN_FileStream::DataReady() const noexcept { return data->IsOpen(); }
 
 VORN_File& VORN_FileStream::GetFile() const noexcept { return *data->file; }
 
+void VORN_FileStream::ForgetReadAhead() noexcept { data->FileChanged(); }
+
 const RefCountPtr<VORN_File>& VORN_FileStream::SharedFile() const noexcept { return data->file; }

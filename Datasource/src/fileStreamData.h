@@ -77,6 +77,9 @@ class VORN_FileStream::Data {
   /// Takes the request, smaller than a block, as the buffer's new content.
   void StartBuffer(ReadRequest& request) noexcept;
 
+  /// Notes that the file is no longer what the worker may have read of it.
+  void FileChanged() noexcept;
+
   /// Returns: the length that the file has or will have once the buffer is flushed.
   int64 LogicalEnd();
 
@@ -99,7 +102,6 @@ class VORN_FileStream::Data {
 
  private:
   void Replace(int64 start, std::int32_t count) noexcept;
-  void FileChanged() noexcept;
 };
 
 #endif

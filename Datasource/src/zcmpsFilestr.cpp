@@ -56,6 +56,7 @@ bool zcmpsFilestr::OpenForUpdate() {
   // The base's own flush: what the dictionary part still buffers must not meet this class's Flush.
   VORN_FileStream::Flush();
   VORN_FileStream::Close();
+  ForgetReadAhead();
   UseFile();
   return fData->pRealFile->Reopen(GetNameStr(), "r+b");
 }
@@ -120,6 +121,11 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
 }
 
 std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
+  // A record that lies in the loaded block goes the shortest way.
+  if (!bIsWriting && fData->ServeRecord(dest, n, fFilePos)) {
+    fFilePos = positionPlus(fFilePos, n);
+    return n;
+  }
   if (!DATASOURCE_ASSERT(bIsWriting == false, "bIsWriting == false", kSource) || n == 0) {
     return 0;
   }
@@ -130,6 +136,10 @@ std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
 }
 
 std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
+  if (bIsWriting && fData->GoesOnAt(fFilePos) && fData->TakeRecord(src, n)) {
+    fFilePos = positionPlus(fFilePos, n);
+    return n;
+  }
   if (!DATASOURCE_ASSERT(bIsWriting == true, "bIsWriting == true", kSource) || n == 0 || !TakesData()) {
     return 0;
   }

@@ -8,8 +8,10 @@
 #include "Datasource/file.h"
 #include "Datasource/sortTemp/zlibCompress.h"
 #include "Datasource/zcmpsFilestr.h"
+#include "arithmetic.h"
 #include "compressedForm.h"
 #include "filePosInfo.h"
+#include "smallCopy.h"
 #include "writeWorker.h"
 #include "zcmpsPreIOThread.h"
 
@@ -30,6 +32,16 @@ class zcmpsFilestr::Data {
 
   // ---- Writing
 
+  /// Takes `size` bytes behind those taken before, if they leave room. Returns: whether they do.
+  bool TakeRecord(const void* source, std::size_t size) noexcept {
+    if (size >= availBuffSize || finished || failed) {
+      return false;
+    }
+    copyRecord(pBuffCur, static_cast<const unsigned char*>(source), size);
+    pBuffCur += size;
+    availBuffSize -= size;
+    return true;
+  }
   /// Takes the whole request. Requires: it starts where the buffer ends.
   /// Raises: 1002; the request has then advanced by the bytes taken.
   void Write(ReadRequest& request);
@@ -47,6 +59,19 @@ class zcmpsFilestr::Data {
 
   // ---- Reading
 
+  /// Serves `size` bytes at logical position `position` if the loaded block holds all of them. Returns:
+  /// whether it does.
+  bool ServeRecord(void* dest, std::size_t size, int64 position) noexcept {
+    const std::size_t valid = static_cast<std::size_t>(pBuffCur - fBuffer) + availBuffSize;
+    const std::uint64_t offset = distanceFrom(fpos, position);
+    if (fpos == -1 || offset >= valid || size > valid - offset) {
+      return false;
+    }
+    copyRecord(static_cast<unsigned char*>(dest), fBuffer + offset, size);
+    pBuffCur = fBuffer + offset + size;
+    availBuffSize = valid - static_cast<std::size_t>(offset) - size;
+    return true;
+  }
   /// Serves what the loaded block and the one behind it hold of the request.
   void Read(ReadRequest& request);
   /// Brings the block that holds logical position `position` into the buffer.

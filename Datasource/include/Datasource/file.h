@@ -117,7 +117,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
 
   [[noreturn]] DATASOURCE_LOCAL void Fail(Side side, int systemError);
   DATASOURCE_LOCAL void SeekUnlessThere(Side side, int64 position);
-  DATASOURCE_LOCAL void MoveBackAfterFailure() noexcept;
+  DATASOURCE_LOCAL void PutDescriptorBack() noexcept;
 
   DATASOURCE_LOCAL std::size_t WriteEnciphered(const void* buffer, std::size_t size, int64 position);
   DATASOURCE_LOCAL std::int32_t EncipherAndWrite(const unsigned char* bytes, std::int32_t size, bool giveBack);

@@ -121,6 +121,8 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   VORN_File& GetFile() const noexcept;
   /// Returns: the counted pointer to the raw file, empty without one.
   const RefCountPtr<VORN_File>& SharedFile() const noexcept;
+  /// Makes the read-ahead worker's next block come from the file: a subclass has changed or reopened it.
+  void ForgetReadAhead() noexcept;
   /// Returns: whether the object goes because an exception is on its way out, so that another must
   ///   not join it.
   bool DestroyedByUnwinding() const noexcept;
