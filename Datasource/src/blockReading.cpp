@@ -24,12 +24,21 @@ bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, unsigned char* c
   return true;
 }
 
+std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, bool ahead) {
+  if (!isUsable(record)) {
+    return 0;
+  }
+  const auto size = static_cast<std::size_t>(record.translateSize);
+  return ahead ? file.ReadAhead(compressed, size, record.translatePos)
+               : file.Read(compressed, size, record.translatePos);
+}
+
 bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed,
                unsigned char* plain, std::size_t capacity, const FaultReport& report) {
   if (!isUsable(record)) {
     report.raise();
     return false;
   }
-  const std::size_t count = file.Read(compressed, static_cast<std::size_t>(record.translateSize), record.translatePos);
+  const std::size_t count = readCompressedBytes(file, record, compressed, report.silent());
   return unpackBlock(codec, record, compressed, count, plain, capacity, report);
 }

@@ -27,6 +27,11 @@ inline constexpr FaultReport kNoReport{nullptr, nullptr, 0};
 bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed, std::size_t count,
                  unsigned char* plain, std::size_t capacity, const FaultReport& report);
 
+/// Reads a block's compressed bytes into `compressed`, which has room for a block. Nothing is read for a
+/// record whose numbers cannot be right. `ahead` of the reader a failure leaves no mark on the file.
+/// Returns: the bytes that the file held of them. Raises: 1003.
+std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, bool ahead);
+
 /// Reads a block's compressed bytes into `compressed`, which has room for a block, and decompresses them
 /// as unpackBlock does. Nothing is read for a record whose numbers cannot be right.
 /// Returns: whether exactly the recorded block came out. Raises: 1003.

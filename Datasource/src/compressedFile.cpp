@@ -55,6 +55,14 @@ std::unique_ptr<unsigned char[]> zcmpsFilestr::Data::ReadTable(const compression
   return bytes;
 }
 
+bool zcmpsFilestr::Data::IsWhole(const compressionHeading& heading, const bInfo& last) const {
+  const bool noBlocks = heading._size == static_cast<int64>(kRecordSize) && last.orginalPos == kHeaderRecordMark;
+  const int64 firstBlock = positionPlus(fCaseStartPos, kHeadingSize);
+  // The blocks and what is written behind them must not hit anything else.
+  return DATASOURCE_ASSERT(noBlocks || pPosInfo->isWholeUpTo(last, fCaseStartPos, firstBlock, heading._infoPos),
+                           "ret == chInfo._size", kSource);
+}
+
 bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos) {
   if (last.orginalPos == kHeaderRecordMark) {
     StartWriting(fCaseStartPos, positionPlus(fCaseStartPos, kHeadingSize));
@@ -63,16 +71,13 @@ bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 
   const int64 lastEnd = positionPlus(last.orginalPos, last.orginalSize);
   if (last.orginalSize == static_cast<std::int32_t>(kBlockSize)) {
     // An end that does not match is reported; the next write is then refused.
-    DATASOURCE_ASSERT(isUsable(last) && lastEnd == endpos, "fData->fpos == endpos", kSource);
-    if (!isUsable(last)) {
-      return false;
-    }
+    DATASOURCE_ASSERT(lastEnd == endpos, "fData->fpos == endpos", kSource);
     pPosInfo->add(last);
     StartWriting(lastEnd, positionPlus(last.translatePos, last.translateSize));
     return true;
   }
   // Kept as is: here the stream's own position is compared, not the block's.
-  const bool fits = isUsable(last) && endpos >= last.orginalPos && endpos <= lastEnd;
+  const bool fits = endpos >= last.orginalPos && endpos <= lastEnd;
   if (!DATASOURCE_ASSERT(fits && filePos == endpos, "fFilePos == endpos", kSource) ||
       !readBlock(*pRealFile, fCodec, last, fCmpsBuffer, fBuffer, kBlockSize,
                  {L"outCount == bInfo.orginalSize", kSource, __LINE__})) {

@@ -84,6 +84,9 @@ VORN_File::~VORN_File() {
     Close();
   } catch (...) {
     datasource::platform::reportLostError("closing a file that nobody holds any more", std::current_exception());
+    if (IsOpen() && !fDescriptorLost) {
+      cRuntime()._close(fHandle);  // ending the encryption failed; the descriptor must not stay behind
+    }
   }
 }
 
@@ -163,6 +166,17 @@ std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
   fPosition = positionPlus(position, count);
   fEof = count == 0;
   return count;
+}
+
+std::size_t VORN_File::ReadAhead(void* buffer, std::size_t size, int64 position) {
+  const sfGuard guard(fMutex);
+  const bool good = fGood;
+  try {
+    return Read(buffer, size, position);
+  } catch (...) {
+    fGood = good;
+    throw;
+  }
 }
 
 std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 position) {

@@ -112,10 +112,16 @@ bInfo filePosInfo::answer(std::size_t index, std::size_t nextCursor) const noexc
 }
 
 bInfo filePosInfo::find(int64 position) const {
-  if (!DATASOURCE_ASSERT(pInfoBuffer != nullptr, "pInfoBuffer != 0", kSource) || infoCount == 0) {
+  if (DATASOURCE_ASSERT(pInfoBuffer != nullptr, "pInfoBuffer != 0", kSource) && infoCount != 0) {
+    DATASOURCE_ASSERT(pInfoBuffer[0].orginalPos != 0, "pInfoBuffer->orginalPos != 0", kSource);
+  }
+  return findQuietly(position);
+}
+
+bInfo filePosInfo::findQuietly(int64 position) const noexcept {
+  if (infoCount == 0) {
     return kNoBlock;
   }
-  DATASOURCE_ASSERT(pInfoBuffer[0].orginalPos != 0, "pInfoBuffer->orginalPos != 0", kSource);
   const bInfo* const records = pInfoBuffer.get();
   const std::size_t last = infoCount - 1;
   if (isBehind(records[last], position) || position < records[0].orginalPos) {
@@ -158,8 +164,18 @@ const bInfo* filePosInfo::findAround(std::size_t guess, int64 position) const no
   return nullptr;
 }
 
-bool filePosInfo::hasDataBehind(const bInfo& record) const noexcept {
-  return infoCount != 0 && pInfoBuffer[infoCount - 1].orginalPos > record.orginalPos;
+bool filePosInfo::spans(int64 position) const noexcept {
+  return infoCount != 0 && position >= pInfoBuffer[0].orginalPos && !isBehind(pInfoBuffer[infoCount - 1], position);
+}
+
+bool filePosInfo::isWholeUpTo(const bInfo& last, int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept {
+  const auto follows = [&plainStart, &fileStart](const bInfo& record) {
+    const bool sound = isUsable(record) && record.orginalPos == plainStart && record.translatePos == fileStart;
+    plainStart = positionPlus(plainStart, record.orginalSize);
+    fileStart = positionPlus(fileStart, record.translateSize);
+    return sound;
+  };
+  return std::all_of(collected.begin(), collected.end(), follows) && follows(last) && fileStart <= fileEnd;
 }
 
 int64 filePosInfo::collectedEnd(int64 start) const noexcept {

@@ -49,10 +49,21 @@ class filePosInfo {
   ///   `orginalPos` -200 when none does.
   /// Cost: no search for the next block, the first, the last, and any block of a table in which all
   ///   blocks but the last are whole; otherwise linear in the distance from the guess.
+  /// A table that was never loaded is an assertion, and so is one whose first block starts at 0.
   bInfo find(int64 position) const;
 
-  /// Returns: whether records loaded for finding lie behind `record` in the data.
-  bool hasDataBehind(const bInfo& record) const noexcept;
+  /// As find, but reports nothing: for a fetch ahead of the reader.
+  bInfo findQuietly(int64 position) const noexcept;
+
+  /// Returns: whether a block holds logical position `position`.
+  bool hasBlockAt(int64 position) const noexcept { return findQuietly(position).orginalPos != kNoBlockMark; }
+
+  /// Returns: whether `position` lies between the first loaded block's start and the last one's end.
+  bool spans(int64 position) const noexcept;
+
+  /// Returns: whether the collected records and `last` behind them form whole data from `plainStart` on,
+  ///   compressed without a gap from file position `fileStart` to at most `fileEnd`.
+  bool isWholeUpTo(const bInfo& last, int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept;
 
   /// Returns: the file position behind the last collected block, or `start` when there is none.
   int64 collectedEnd(int64 start) const noexcept;

@@ -73,6 +73,7 @@ int VORN_FileStream::Open(const ExtNameStr& name, const ExtNameStr& /*password*/
   // Whoever holds a worker also holds its file, so the worker goes before the file does.
   data->worker = nullptr;
   data->file = newFile;
+  ++openings;
   const bool opened = data->file->Open(newName, newMode.c_str());
   data->filePos = data->file->fPosition;
   position = data->file->fPosition;

@@ -38,7 +38,8 @@ class VORN_FileStream::Data {
   bool ServeRecord(void* dest, std::size_t size, int64 wanted) const noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, wanted);
     const std::size_t valid = ValidBytes();
-    if (offset >= valid || size > valid - offset || !file->IsOpen()) {
+    // Size 0 becomes huge here.
+    if (offset >= valid || size - 1 >= valid - offset || !file->IsOpen()) {
       return false;
     }
     copyRecord(static_cast<unsigned char*>(dest), buffer + offset, size);
@@ -50,7 +51,7 @@ class VORN_FileStream::Data {
   bool TakeRecord(const void* source, std::size_t size, int64 place) noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, place);
     const std::size_t valid = ValidBytes();
-    if (valid == 0 || offset > valid || size >= kBlockSize - offset || !file->IsOpen() || size == 0) {
+    if (valid == 0 || offset > valid || size == 0 || size >= kBlockSize - offset || !file->IsOpen()) {
       return false;
     }
     copyRecord(buffer + offset, static_cast<const unsigned char*>(source), size);

@@ -54,10 +54,6 @@ multiThreadForFilestr::~multiThreadForFilestr() {
   }
 }
 
-std::int32_t multiThreadForFilestr::readBlock(void* dest, int64 fpos) {
-  return low32Signed(file->Read(dest, blockSize, fpos));
-}
-
 std::size_t multiThreadForFilestr::requestRead(void* dest, std::size_t reqSize, int64 fpos) {
   HandOff& shared = *handOff;
   if (reqSize == 0 && fpos == 0) {
@@ -66,7 +62,7 @@ std::size_t multiThreadForFilestr::requestRead(void* dest, std::size_t reqSize, 
     return 0;
   }
   if (shared.ended) {
-    return static_cast<std::size_t>(readBlock(dest, fpos));
+    return file->Read(dest, blockSize, fpos);
   }
   prefetchDone.waitSemaphore();
   try {
@@ -74,7 +70,7 @@ std::size_t multiThreadForFilestr::requestRead(void* dest, std::size_t reqSize, 
       std::memcpy(dest, shared.prefetchBuffer.get(), static_cast<std::size_t>(shared.count));
     } else {
       stale = false;
-      shared.count = readBlock(dest, fpos);
+      shared.count = low32Signed(file->Read(dest, blockSize, fpos));
     }
   } catch (...) {
     shared.prefetchPos = -1;
@@ -98,7 +94,7 @@ bool multiThreadForFilestr::readThreadStep() {
   const TokenReturn token(prefetchDone);
   try {
     shared.prefetchPos = shared.nextPos;
-    shared.count = readBlock(shared.prefetchBuffer.get(), shared.nextPos);
+    shared.count = low32Signed(file->ReadAhead(shared.prefetchBuffer.get(), blockSize, shared.nextPos));
   } catch (...) {
     // The reader's own read will meet the error on its thread.
     shared.prefetchPos = -1;

@@ -63,8 +63,6 @@ class multiThreadForFilestr final : public PreIOThreadBase {
     std::atomic<bool> ended = false;  // no thread fetches any more
   };
 
-  std::int32_t readBlock(void* dest, int64 fpos);
-
   sfSemaphore prefetchDone{1};
   sfSemaphore prefetchWanted{0};
   VORN_File* file;

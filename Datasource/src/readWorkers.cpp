@@ -24,7 +24,7 @@ PreIOThread_R_D::PreIOThread_R_D(VORN_File* file, filePosInfo* table, std::size_
 PreIOThread_R_D::~PreIOThread_R_D() { endThreads(); }
 
 std::size_t PreIOThread_R_D::readBlockAt(int64 fpos, unsigned char* dest, const FaultReport& report) {
-  const bInfo record = pPosInfo->find(fpos);
+  const bInfo record = report.silent() ? pPosInfo->findQuietly(fpos) : pPosInfo->find(fpos);
   if (record.orginalPos != fpos) {
     report.raise(L"fpos == bInfo.orginalPos");
     return 0;
@@ -39,8 +39,9 @@ std::size_t PreIOThread_R_D::deliver(unsigned char* dest, std::size_t reqSize, i
     return readBlockAt(fpos, dest, {kLengthText, kSource, __LINE__}) == 0 ? 0 : reqSize;
   }
   DATASOURCE_ASSERT(reqSize == stCurSize, "reqSize == stCurSize", kSource);
-  std::memcpy(dest, pPreBuf.get(), std::min(reqSize, stCurSize));
-  return reqSize;
+  const std::size_t count = std::min(reqSize, stCurSize);
+  std::memcpy(dest, pPreBuf.get(), count);
+  return count;
 }
 
 std::size_t PreIOThread_R_D::requestRead(void* dest, std::size_t reqSize, int64 fpos) {
@@ -63,7 +64,7 @@ std::size_t PreIOThread_R_D::requestRead(void* dest, std::size_t reqSize, int64 
     semReady.postSemaphore();
     throw;
   }
-  if (pPosInfo->find(fpNextPos).orginalPos != kNoBlockMark) {
+  if (pPosInfo->hasBlockAt(positionPlus(fpos, reqSize))) {
     semWork.postSemaphore();
   }
   return result;

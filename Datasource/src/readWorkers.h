@@ -36,8 +36,8 @@ class PreIOThread_R_D final : public PreIOThreadBase {
 
   /// Fills `dest` with the block of `reqSize` bytes that starts at logical position `fpos`; size 0 at
   /// position 0 is the end request.
-  /// Returns: `reqSize`; 0 when the block is damaged and the assertion about it returned.
-  /// Raises: 1003.
+  /// Returns: `reqSize`; fewer when the block is damaged, or not of that size, and the assertion about it
+  ///   returned. Raises: 1003.
   std::size_t requestRead(void* dest, std::size_t reqSize, int64 fpos) override;
   std::size_t requestWrite(void* src, std::size_t size, int64 fpos) override;
   bool writeThreadStep() override;
@@ -105,7 +105,6 @@ class PreIOThread_Tri_R_D : public PreIOThreadBase {
   bool decompressAt(int64 fpos, Report report);
   bool decompressHolding(int64 fpos, const bInfo& record, Report report);
   bool readCompressed(int64 fpos, Report report);
-  bool blockAt(int64 fpos) const;
 
   zlibCompressBlock codec;
   filePosInfo* pPosInfo;

@@ -56,8 +56,6 @@ bool PreIOThread_Tri_R_D::releasePool() {
   return PreIOThreadBase::releasePool();
 }
 
-bool PreIOThread_Tri_R_D::blockAt(int64 fpos) const { return pPosInfo->find(fpos).orginalPos != kNoBlockMark; }
-
 bool PreIOThread_Tri_R_D::readCompressed(int64 fpos, Report report) {
   const auto reportIf = [report](bool sound, const wchar_t* text) {
     if (!sound && report == Report::yes) {
@@ -67,13 +65,11 @@ bool PreIOThread_Tri_R_D::readCompressed(int64 fpos, Report report) {
   };
   fpCurReadPos = -1;
   stReadCount = 0;
-  const bInfo record = pPosInfo->find(fpos);
+  const bInfo record = report == Report::yes ? pPosInfo->find(fpos) : pPosInfo->findQuietly(fpos);
   if (!reportIf(record.orginalPos == fpos, L"fpos == bInfo.orginalPos")) {
     return false;
   }
-  const std::size_t ret = isUsable(record) ? pFile->Read(pCompBuf.get(), static_cast<std::size_t>(record.translateSize),
-                                                         record.translatePos)
-                                           : 0;
+  const std::size_t ret = readCompressedBytes(*pFile, record, pCompBuf.get(), report == Report::no);
   if (!reportIf(isUsable(record) && ret == static_cast<std::size_t>(record.translateSize),
                 L"ret == bInfo.translateSize")) {
     return false;
@@ -105,10 +101,10 @@ bool PreIOThread_Tri_R_D::decompressAt(int64 fpos, Report report) {
   bool sound = false;
   bool readAhead = false;
   try {
-    const bInfo record = pPosInfo->find(fpos);
+    const bInfo record = report == Report::yes ? pPosInfo->find(fpos) : pPosInfo->findQuietly(fpos);
     sound = decompressHolding(fpos, record, report);
     fpNextReadPos = positionPlus(fpos, record.orginalSize);
-    readAhead = sound && blockAt(fpNextReadPos);
+    readAhead = sound && pPosInfo->hasBlockAt(fpNextReadPos);
   } catch (...) {
     fpCurReadPos = -1;
     semReadDone.postSemaphore();
@@ -175,7 +171,7 @@ std::size_t PreIOThread_Tri_R_D::requestRead(void* dest, std::size_t reqSize, in
       std::memcpy(dest, pPlainBuf.get(), std::min(reqSize, stBlockSize));
     }
     fpNextDecompressPos = positionPlus(fpos, reqSize);
-    decompressAhead = blockAt(fpNextDecompressPos);
+    decompressAhead = pPosInfo->hasBlockAt(fpNextDecompressPos);
   } catch (...) {
     fpCurDecompressPos = -1;
     semDecompDone.postSemaphore();

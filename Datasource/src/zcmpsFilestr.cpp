@@ -22,7 +22,7 @@ constexpr std::int32_t kReopenFailed = 1201;
 }  // namespace
 
 zcmpsFilestr::zcmpsFilestr(const VORN_FileStream& plain)
-    : VORN_FileStream(plain), fData(std::make_unique<Data>(SharedFile().get())) {}
+    : VORN_FileStream(plain), fData(std::make_unique<Data>(SharedFile().get(), Openings())) {}
 
 zcmpsFilestr::~zcmpsFilestr() noexcept(false) {
   try {
@@ -36,9 +36,12 @@ zcmpsFilestr::~zcmpsFilestr() noexcept(false) {
   }
 }
 
-void zcmpsFilestr::UseFile() const noexcept { fData->pRealFile = SharedFile().get(); }
+void zcmpsFilestr::UseFile() const { fData->UseFile(SharedFile().get(), Openings()); }
 
-bool zcmpsFilestr::TakesData() const noexcept { return bIsWriting && !fData->finished && !fData->failed; }
+bool zcmpsFilestr::TakesData() const {
+  UseFile();
+  return bIsWriting && !fData->finished && !fData->failed;
+}
 
 void zcmpsFilestr::setMultiThread(int mode) {
   DATASOURCE_ASSERT(fData->fpIOThread == nullptr, "fData->fpIOThread == 0", kSource);
@@ -63,6 +66,7 @@ bool zcmpsFilestr::OpenForUpdate() {
 
 void zcmpsFilestr::setRow0Pos(int64 pos) {
   fData->EndWorker();
+  bIsWriting = false;
   if (!OpenForUpdate()) {
     throwReopenFailed("fData->pRealFile.Open(GetNameStr(), \"r+b\")", __LINE__);
   }
@@ -113,7 +117,8 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
     return;
   }
   const bInfo last = fData->pPosInfo->loadForAppend(table.get(), static_cast<std::size_t>(heading._size), swap);
-  if (last.orginalPos == kNoBlockMark || !fData->ReopenLastBlock(last, endpos, fFilePos)) {
+  if (last.orginalPos == kNoBlockMark || !fData->IsWhole(heading, last) ||
+      !fData->ReopenLastBlock(last, endpos, fFilePos)) {
     return;
   }
   bIsWriting = true;
@@ -122,7 +127,7 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
 
 std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
   // A record that lies in the loaded block goes the shortest way.
-  if (!bIsWriting && fData->ServeRecord(dest, n, fFilePos)) {
+  if (!bIsWriting && fData->openings == Openings() && fData->ServeRecord(dest, n, fFilePos)) {
     fFilePos = positionPlus(fFilePos, n);
     return n;
   }
@@ -136,14 +141,13 @@ std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
 }
 
 std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
-  if (bIsWriting && fData->GoesOnAt(fFilePos) && fData->TakeRecord(src, n)) {
+  if (bIsWriting && fData->openings == Openings() && fData->GoesOnAt(fFilePos) && fData->TakeRecord(src, n)) {
     fFilePos = positionPlus(fFilePos, n);
     return n;
   }
   if (!DATASOURCE_ASSERT(bIsWriting == true, "bIsWriting == true", kSource) || n == 0 || !TakesData()) {
     return 0;
   }
-  UseFile();
   if (!DATASOURCE_ASSERT(fData->GoesOnAt(fFilePos),
                          "(req._pos == fpos + sizeof(fBuffer) - availBuffSize) && \"Jumped write in "
                          "zcmpsFilestr::Data::Write\"",
@@ -169,7 +173,6 @@ int64 zcmpsFilestr::Tell() const { return fFilePos; }
 
 int zcmpsFilestr::Flush() const {
   if (TakesData()) {
-    UseFile();
     fData->Flush();
   }
   return 1;

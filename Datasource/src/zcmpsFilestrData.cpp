@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <system_error>
 #include <utility>
 
 #include "Datasource/platform/assertion.h"
+#include "Datasource/platform/throwError.h"
 #include "arithmetic.h"
 #include "blockReading.h"
 #include "readWorkers.h"
@@ -24,7 +26,20 @@ void advance(VORN_FileStream::ReadRequest& request, std::size_t count) noexcept 
 
 }  // namespace
 
-zcmpsFilestr::Data::Data(VORN_File* file) : pRealFile(file), pPosInfo(std::make_unique<filePosInfo>(kBlockSize)) {}
+zcmpsFilestr::Data::Data(VORN_File* file, unsigned int baseOpenings)
+    : pRealFile(file), pPosInfo(std::make_unique<filePosInfo>(kBlockSize)), openings(baseOpenings) {}
+
+void zcmpsFilestr::Data::UseFile(VORN_File* file, unsigned int baseOpenings) {
+  if (baseOpenings == openings) {
+    return;
+  }
+  openings = baseOpenings;
+  EndWorker();
+  pRealFile = file;
+  failed = true;
+  Unload();
+  pPosInfo->loadNothing();
+}
 
 // ---- Writing
 
@@ -135,7 +150,8 @@ bool zcmpsFilestr::Data::FetchFromWorker(const bInfo& record) {
     return false;
   }
   const std::size_t delivered = fpIOThread->requestRead(fBuffer, size, record.orginalPos);
-  lastDelivered = !pPosInfo->hasDataBehind(record);
+  // The worker asks the same, and then fetches nothing.
+  lastDelivered = !pPosInfo->hasBlockAt(positionPlus(record.orginalPos, size));
   return DATASOURCE_ASSERT(delivered == size, "0", kSource);
 }
 
@@ -150,7 +166,12 @@ bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
 bool zcmpsFilestr::Data::LoadBlock(int64 position) {
   Unload();
   const bInfo record = pPosInfo->find(position);
-  if (record.orginalPos == kNoBlockMark || !holds(record, position) || !FetchBlock(record)) {
+  if (!holds(record, position)) {
+    // A hole in the table must not pass for the end of the data.
+    DATASOURCE_ASSERT(!pPosInfo->spans(position), "0", kSource);
+    return false;
+  }
+  if (!FetchBlock(record)) {
     return false;
   }
   loaded = record;
@@ -205,8 +226,9 @@ void zcmpsFilestr::Data::ServeNextBlock(ReadRequest& request) {
     return;
   }
   // Kept as is: a block that is used up here stays unconsumed, and one request is served no further.
-  if (request.remaining > 0 && pPosInfo->hasDataBehind(loaded)) {
-    DATASOURCE_ASSERT(request.remaining == 0, "req._size == 0", kSource);
+  if (request.remaining > 0) {
+    const bool isLast = !pPosInfo->spans(positionPlus(loaded.orginalPos, loaded.orginalSize));
+    DATASOURCE_ASSERT(isLast, "req._size == 0", kSource);
   }
 }
 
@@ -237,15 +259,22 @@ void zcmpsFilestr::Data::StartWriter() {
   }
 }
 
-void zcmpsFilestr::Data::EndWorker() {
-  if (writer != nullptr) {
-    writer->requestWrite(nullptr, 0, 0);
-    writer = nullptr;
+void zcmpsFilestr::Data::EndWorker() noexcept {
+  try {
+    PreIOThread_W_C* const ending = std::exchange(writer, nullptr);
+    if (ending != nullptr) {
+      ending->requestWrite(nullptr, 0, 0);
+    }
+    if (fpIOThread != nullptr) {
+      fpIOThread->stopThread();
+      fpIOThread->releasePool();
+    }
+    if (ending != nullptr) {
+      ending->raiseError();
+    }
+  } catch (...) {
+    datasource::platform::reportLostError("ending a writing worker before its time", std::current_exception());
   }
-  if (fpIOThread != nullptr) {
-    fpIOThread->stopThread();
-    fpIOThread->releasePool();
-    fpIOThread.reset();
-  }
+  fpIOThread.reset();
   lastDelivered = false;
 }

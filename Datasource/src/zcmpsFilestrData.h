@@ -28,13 +28,17 @@
 /// Reading: fpos -1 means that no block is loaded, and availBuffSize is 0.
 class zcmpsFilestr::Data {
  public:
-  explicit Data(VORN_File* file);
+  Data(VORN_File* file, unsigned int baseOpenings);
+
+  /// Goes over to the file that the base stream holds now. What was begun with the one before is void: a
+  /// writing session has failed, a reading one finds nothing.
+  void UseFile(VORN_File* file, unsigned int baseOpenings);
 
   // ---- Writing
 
   /// Takes `size` bytes behind those taken before, if they leave room. Returns: whether they do.
   bool TakeRecord(const void* source, std::size_t size) noexcept {
-    if (size >= availBuffSize || finished || failed) {
+    if (size == 0 || size >= availBuffSize || finished || failed) {
       return false;
     }
     copyRecord(pBuffCur, static_cast<const unsigned char*>(source), size);
@@ -64,7 +68,7 @@ class zcmpsFilestr::Data {
   bool ServeRecord(void* dest, std::size_t size, int64 position) noexcept {
     const std::size_t valid = static_cast<std::size_t>(pBuffCur - fBuffer) + availBuffSize;
     const std::uint64_t offset = distanceFrom(fpos, position);
-    if (fpos == -1 || offset >= valid || size > valid - offset) {
+    if (size == 0 || fpos == -1 || offset >= valid || size > valid - offset) {
       return false;
     }
     copyRecord(static_cast<unsigned char*>(dest), fBuffer + offset, size);
@@ -90,6 +94,8 @@ class zcmpsFilestr::Data {
   /// Makes ready for writing behind the last block of a file, at logical position `endpos`.
   /// Returns: whether the block fits; nothing has been written in any case.
   bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
+  /// Returns: whether heading and table describe one whole file, so that its blocks may be relied on.
+  bool IsWhole(const compressionHeading& heading, const bInfo& last) const;
 
   // ---- Workers
 
@@ -97,8 +103,9 @@ class zcmpsFilestr::Data {
   /// thread, the work goes on without one.
   void StartReader();
   void StartWriter();
-  /// Ends and deletes the worker, whatever it does; what it met is dropped.
-  void EndWorker();
+  /// Ends and deletes the worker, whatever it does. An error that nobody was told of goes to the lost-error
+  /// handler.
+  void EndWorker() noexcept;
 
   unsigned char fBuffer[kBlockSize];
   unsigned char fCmpsBuffer[kBlockSize];
@@ -118,6 +125,7 @@ class zcmpsFilestr::Data {
   bool finished = false;              // table and heading of this writing session are in the file
   bool failed = false;                // a block of this writing session is lost: the file is not finished
   std::size_t truncated = 0;          // blocks that did not fit their compressed form, the live worker's apart
+  unsigned int openings;              // of the base stream, when this session began
   bInfo loaded{};                     // the record of the loaded block
 
  private:

@@ -12,6 +12,8 @@
 #include "Datasource/platform/types.h"
 #include "Datasource/refCount.h"
 
+struct bInfo;
+
 /// Turns the encryption of file contents on or off for raw files constructed from now on; off at
 /// start. Contents are enciphered when this is on AND encryption was asked for at construction.
 ///
@@ -101,6 +103,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   friend class VORN_FileStream;
   friend class zcmpsFilestr;
   friend class PreIOThread_W_C;
+  friend class multiThreadForFilestr;
+  friend std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, bool ahead);
   friend struct VORN_FilePeer;  // the tests' view of the fields
 
   /// Which side of the catalogue an error belongs to.
@@ -111,6 +115,9 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Returns: `size`, or on an enciphered file what Write returns.
   /// Raises: 1002, also when no more bytes can be written.
   DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position);
+
+  /// Read for a worker that forgets a failure: the good flag then stays as it was.
+  DATASOURCE_LOCAL std::size_t ReadAhead(void* buffer, std::size_t size, int64 position);
 
   /// Close and Open under the lock, for a file that others share.
   DATASOURCE_LOCAL bool Reopen(const ExtNameStr& name, const char* mode);

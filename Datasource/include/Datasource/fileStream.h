@@ -121,6 +121,8 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   VORN_File& GetFile() const noexcept;
   /// Returns: the counted pointer to the raw file, empty without one.
   const RefCountPtr<VORN_File>& SharedFile() const noexcept;
+  /// Returns: how often this stream has opened a file; another count means another raw file.
+  unsigned int Openings() const noexcept { return openings; }
   /// Makes the read-ahead worker's next block come from the file: a subclass has changed or reopened it.
   void ForgetReadAhead() noexcept;
   /// Returns: whether the object goes because an exception is on its way out, so that another must
@@ -141,6 +143,7 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   std::int32_t preReading = 1;
   int64 position = 0;
   int uncaughtAtConstruction;
+  unsigned int openings = 0;
 };
 
 #endif

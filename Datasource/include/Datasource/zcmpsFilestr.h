@@ -104,8 +104,8 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   friend struct zcmpsFilestrPeer;  // the tests' view of the fields
 
   bool OpenForUpdate();
-  void UseFile() const noexcept;
-  bool TakesData() const noexcept;
+  void UseFile() const;
+  bool TakesData() const;
   void finishFile();
 
   std::unique_ptr<Data> fData;

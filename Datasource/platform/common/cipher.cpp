@@ -11,23 +11,41 @@ namespace {
 
 constexpr std::int32_t blockLength = 16;
 
+/// Where outputs of one block lie: the raw file keeps some of them for good, so they must cost nothing.
+/// Each is good until the thread's next one.
+thread_local constinit unsigned char oneBlock[blockLength] = {};
+
+unsigned char* newOutput(std::size_t length) {
+  return length == blockLength ? oneBlock : static_cast<unsigned char*>(std::malloc(length));
+}
+
 struct Free {
-  void operator()(unsigned char* bytes) const noexcept { std::free(bytes); }
+  void operator()(unsigned char* bytes) const noexcept { FreeOutData(bytes); }
 };
 
 enum class KeyState : unsigned char { NotMade, Ready, Wiped };
 
-// Guards the engine and `keyState`. Both need no destructor: threads may still be here at exit.
-constinit std::mutex engineMutex;
 constinit KeyState keyState = KeyState::NotMade;
 
+/// Guards the engine and `keyState`. It is never destroyed: threads may still be here at exit.
+std::mutex& engineMutex() {
+  static std::mutex& mutex = *new std::mutex;
+  return mutex;
+}
+
 void wipeAtExit() {
-  const std::lock_guard lock(engineMutex);
-  if (keyState == KeyState::Ready) engine::wipe();
+  // Never waits: where the system has ended the other threads by now, one of them may hold the mutex.
+  const std::unique_lock lock(engineMutex(), std::try_to_lock);
+  if (!lock) {
+    return;
+  }
+  if (keyState == KeyState::Ready) {
+    engine::wipe();
+  }
   keyState = KeyState::Wiped;
 }
 
-/// Makes the key on the first call. Requires: engineMutex is held. The wiping is registered after
+/// Makes the key on the first call. Requires: the engine's mutex is held. The wiping is registered after
 /// the engine has started, so it runs before the clean-up of any library that the engine uses.
 bool prepareKey() noexcept {
   if (keyState == KeyState::NotMade && engine::start()) {
@@ -43,27 +61,37 @@ bool prepareKey() noexcept {
 using EngineCall = bool (*)(unsigned char*, const unsigned char*, std::size_t) noexcept;
 
 bool guardedCall(EngineCall call, unsigned char* output, const unsigned char* input, std::size_t length) {
-  const std::lock_guard lock(engineMutex);
+  const std::lock_guard lock(engineMutex());
   return prepareKey() && call(output, input, length);
 }
 
 int convert(EngineCall call, unsigned char** output, std::int32_t* outputLength, const unsigned char* input,
             std::int32_t inputLength) {
-  if (output == nullptr || outputLength == nullptr) return 0;
+  if (output == nullptr || outputLength == nullptr) {
+    return 0;
+  }
   *output = nullptr;
   *outputLength = 0;
-  if (inputLength == 0) return 1;
-  if (input == nullptr || inputLength < 0 || inputLength % blockLength != 0) return 0;
+  if (inputLength == 0) {
+    return 1;
+  }
+  if (input == nullptr || inputLength < 0 || inputLength % blockLength != 0) {
+    return 0;
+  }
   const auto length = static_cast<std::size_t>(inputLength);
-  std::unique_ptr<unsigned char, Free> bytes(static_cast<unsigned char*>(std::malloc(length)));
-  if (bytes == nullptr || !guardedCall(call, bytes.get(), input, length)) return 0;
+  std::unique_ptr<unsigned char, Free> bytes(newOutput(length));
+  if (bytes == nullptr || !guardedCall(call, bytes.get(), input, length)) {
+    return 0;
+  }
   *output = bytes.release();
   *outputLength = inputLength;
   return 1;
 }
 
 int end(unsigned char** output, std::int32_t* outputLength) {
-  if (output == nullptr || outputLength == nullptr) return 0;
+  if (output == nullptr || outputLength == nullptr) {
+    return 0;
+  }
   *output = nullptr;
   *outputLength = 0;
   return 1;
@@ -83,6 +111,10 @@ int Decrypt(unsigned char** output, std::int32_t* outputLength, const unsigned c
 int EndEncrypt(unsigned char** output, std::int32_t* outputLength) { return end(output, outputLength); }
 int EndDecrypt(unsigned char** output, std::int32_t* outputLength) { return end(output, outputLength); }
 
-void FreeOutData(unsigned char* output) { std::free(output); }
+void FreeOutData(unsigned char* output) {
+  if (output != oneBlock) {
+    std::free(output);
+  }
+}
 
 }  // namespace datasource::cipher

@@ -10,7 +10,9 @@ namespace {
 constinit std::atomic<LostErrorHandler> lostErrorHandler{nullptr};
 
 std::string describe(const std::exception_ptr& error) {
-  if (error == nullptr) return "no error given";
+  if (error == nullptr) {
+    return "no error given";
+  }
   try {
     std::rethrow_exception(error);
   } catch (const std::exception& known) {
@@ -26,8 +28,11 @@ void printLostError(const char* where, const std::exception_ptr& error) noexcept
     line += where == nullptr ? "an unnamed place" : where;
     line += ": ";
     line += describe(error);
-    for (char& letter : line)
-      if (letter == '\n' || letter == '\r') letter = ' ';
+    for (char& letter : line) {
+      if (letter == '\n' || letter == '\r') {
+        letter = ' ';
+      }
+    }
     line += '\n';
     writeToStandardError(line);
   } catch (...) {
@@ -41,7 +46,9 @@ LostErrorHandler setLostErrorHandler(LostErrorHandler handler) noexcept { return
 
 void reportLostError(const char* where, const std::exception_ptr& error) noexcept {
   const LostErrorHandler handler = lostErrorHandler.load();
-  if (handler == nullptr) return printLostError(where, error);
+  if (handler == nullptr) {
+    return printLostError(where, error);
+  }
   try {
     handler(where, error);
   } catch (...) {

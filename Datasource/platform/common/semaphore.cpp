@@ -17,7 +17,9 @@ class WaitNotice {
 
  private:
   void set(SemaphoreCore* core) {
-    if (thread_ == nullptr) return;
+    if (thread_ == nullptr) {
+      return;
+    }
     const std::lock_guard lock(thread_->mutex);
     thread_->waitingOn = core;
   }
@@ -38,14 +40,18 @@ void SemaphoreCore::take() {
   const WaitNotice notice(thread, this);
   std::unique_lock lock(mutex);  // let go before the notice: see the lock order
   changed.wait(lock, [&] { return count > 0 || (thread != nullptr && thread->stopping.load()); });
-  if (count == 0) throw sfWaitCancelled{};
+  if (count == 0) {
+    throw sfWaitCancelled{};
+  }
   --count;
 }
 
 void PoolThread::stop() {
   stopping.store(true);
   const std::lock_guard lock(mutex);
-  if (waitingOn == nullptr) return;
+  if (waitingOn == nullptr) {
+    return;
+  }
   const std::lock_guard coreLock(waitingOn->mutex);
   waitingOn->changed.notify_all();
 }

@@ -25,8 +25,9 @@ struct Task {
 
 void requireThread() {
   const ThreadStartHook mayStart = startHook.load();
-  if (mayStart != nullptr && !mayStart())
+  if (mayStart != nullptr && !mayStart()) {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again), "sfThreadPool");
+  }
 }
 
 void run(const Task& task) noexcept {
@@ -74,7 +75,9 @@ struct sfThreadPoolBase::State {
 std::optional<sfThreadPoolBase::State::Task> sfThreadPoolBase::State::nextTask() {
   std::unique_lock lock(mutex);
   changed.wait(lock, [this] { return stopping || (open && !tasks.empty()); });
-  if (stopping) return std::nullopt;
+  if (stopping) {
+    return std::nullopt;
+  }
   const Task task = tasks.front();
   tasks.pop_front();
   return task;
@@ -82,7 +85,9 @@ std::optional<sfThreadPoolBase::State::Task> sfThreadPoolBase::State::nextTask()
 
 void sfThreadPoolBase::State::threadMain(PoolThread& record) noexcept {
   datasource::platform::setCurrentPoolThread(&record);
-  while (const std::optional<Task> task = nextTask()) datasource::platform::run(*task);
+  while (const std::optional<Task> task = nextTask()) {
+    datasource::platform::run(*task);
+  }
 }
 
 void sfThreadPoolBase::State::startThread() {
@@ -98,8 +103,12 @@ void sfThreadPoolBase::State::endThreads() noexcept {
     open = false;
   }
   changed.notify_all();
-  for (const auto& record : records) record->stop();
-  for (std::thread& thread : threads) thread.join();
+  for (const auto& record : records) {
+    record->stop();
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   threads.clear();
   records.clear();
 }
@@ -114,13 +123,17 @@ void sfThreadPoolBase::init() {
 }
 
 void sfThreadPoolBase::adopt(CallBackObject* callback) {
-  if (callback == nullptr || state_->owned.contains(callback)) return;
+  if (callback == nullptr || state_->owned.contains(callback)) {
+    return;
+  }
   std::unique_ptr<CallBackObject> holder(callback);
   state_->owned.emplace(callback, std::move(holder));
 }
 
 void sfThreadPoolBase::submit(CallBackObject* callback, void* data, int /*priority*/) {
-  if (callback == nullptr) return;
+  if (callback == nullptr) {
+    return;
+  }
   adopt(callback);
   {
     const std::lock_guard lock(state_->mutex);
@@ -130,10 +143,14 @@ void sfThreadPoolBase::submit(CallBackObject* callback, void* data, int /*priori
 }
 
 void sfThreadPoolBase::startAll() {
-  if (!state_->threads.empty()) return;
+  if (!state_->threads.empty()) {
+    return;
+  }
   init();
   try {
-    for (int i = 0; i < state_->threadCount; ++i) state_->startThread();
+    for (int i = 0; i < state_->threadCount; ++i) {
+      state_->startThread();
+    }
   } catch (...) {
     state_->endThreads();
     throw;

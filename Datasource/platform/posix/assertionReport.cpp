@@ -34,8 +34,12 @@ void appendLetter(std::string& text, std::uint32_t codePoint) {
 
 std::string utf8(const wchar_t* wide) {
   std::string text;
-  if (wide == nullptr) return text;
-  for (; *wide != L'\0'; ++wide) appendLetter(text, static_cast<std::uint32_t>(*wide));
+  if (wide == nullptr) {
+    return text;
+  }
+  for (; *wide != L'\0'; ++wide) {
+    appendLetter(text, static_cast<std::uint32_t>(*wide));
+  }
   return text;
 }
 

@@ -43,8 +43,12 @@ int systemFlags(int oflag) {
   } else {
     flags |= (oflag & _O_WRONLY) != 0 ? O_WRONLY : O_RDONLY;
   }
-  if ((oflag & _O_APPEND) != 0) flags |= O_APPEND;
-  if ((oflag & _O_CREAT) != 0) flags |= O_CREAT;
+  if ((oflag & _O_APPEND) != 0) {
+    flags |= O_APPEND;
+  }
+  if ((oflag & _O_CREAT) != 0) {
+    flags |= O_CREAT;
+  }
   return flags;
 }
 
@@ -53,7 +57,9 @@ int openByName(const char* name, int oflag, int pmode) {
   do {
     descriptor = ::open(name, systemFlags(oflag), static_cast<mode_t>(pmode));
   } while (descriptor == -1 && errno == EINTR);
-  if (descriptor == -1 && errno == EISDIR) errno = EACCES;
+  if (descriptor == -1 && errno == EISDIR) {
+    errno = EACCES;
+  }
   return descriptor;
 }
 
@@ -90,15 +96,23 @@ bool truncateToNothing(int descriptor) {
 /// a device has no contents to protect, and its name is not ours to remove.
 bool settle(int descriptor, const char* name, int oflag) {
   struct stat status {};
-  if (::fstat(descriptor, &status) != 0) return false;
+  if (::fstat(descriptor, &status) != 0) {
+    return false;
+  }
   if (S_ISDIR(status.st_mode)) {
     errno = EACCES;
     return false;
   }
-  if (!S_ISREG(status.st_mode)) return true;
-  if (canWrite(oflag) && !lockForWriting(descriptor)) return false;
+  if (!S_ISREG(status.st_mode)) {
+    return true;
+  }
+  if (canWrite(oflag) && !lockForWriting(descriptor)) {
+    return false;
+  }
   // The removal first: where it is refused, the contents are still there.
-  if ((oflag & _O_TEMPORARY) != 0 && ::unlink(name) != 0) return false;
+  if ((oflag & _O_TEMPORARY) != 0 && ::unlink(name) != 0) {
+    return false;
+  }
   return (oflag & _O_TRUNC) == 0 || truncateToNothing(descriptor);
 }
 
@@ -109,9 +123,13 @@ int openShared(const char* genericName, int oflag, int /*shflag*/, int pmode) {
     return -1;
   }
   const int descriptor = openByName(genericName, oflag, pmode);
-  if (descriptor != -1 && settle(descriptor, genericName, oflag)) return descriptor;
+  if (descriptor != -1 && settle(descriptor, genericName, oflag)) {
+    return descriptor;
+  }
   error.keep(errno);
-  if (descriptor != -1) ::close(descriptor);
+  if (descriptor != -1) {
+    ::close(descriptor);
+  }
   return -1;
 }
 
@@ -125,9 +143,15 @@ std::size_t transferAll(std::size_t count, int& failure, Transfer transfer) {
   failure = 0;
   do {
     const ssize_t moved = transfer(done, count - done);
-    if (moved < 0 && errno == EINTR) continue;
-    if (moved < 0) failure = errno;
-    if (moved <= 0) break;
+    if (moved < 0 && errno == EINTR) {
+      continue;
+    }
+    if (moved < 0) {
+      failure = errno;
+    }
+    if (moved <= 0) {
+      break;
+    }
     done += static_cast<std::size_t>(moved);
   } while (done < count);
   return done;
@@ -139,10 +163,14 @@ int readWhole(int descriptor, void* buffer, unsigned int count) {
   const std::size_t done = transferAll(
       std::min<std::size_t>(count, transferLimit), failure,
       [&](std::size_t from, std::size_t size) { return ::read(descriptor, static_cast<char*>(buffer) + from, size); });
-  if (failure == 0) return static_cast<int>(done);
+  if (failure == 0) {
+    return static_cast<int>(done);
+  }
   // A short count would pass for the end of the file. Back to where the read began, so that the
   // caller's idea of the position stays right.
-  if (done > 0) ::lseek(descriptor, -static_cast<off_t>(done), SEEK_CUR);
+  if (done > 0) {
+    ::lseek(descriptor, -static_cast<off_t>(done), SEEK_CUR);
+  }
   error.keep(failure);
   return -1;
 }
@@ -154,13 +182,17 @@ int writeWhole(int descriptor, const void* buffer, unsigned int count) {
       transferAll(std::min<std::size_t>(count, transferLimit), failure, [&](std::size_t from, std::size_t size) {
         return ::write(descriptor, static_cast<const char*>(buffer) + from, size);
       });
-  if (failure != 0) error.keep(failure);  // also beside a short count: it says why
+  if (failure != 0) {
+    error.keep(failure);  // also beside a short count: it says why
+  }
   return done == 0 && failure != 0 ? -1 : static_cast<int>(done);
 }
 
 int closeForGood(int descriptor) {
   KeptErrno error;
-  if (::close(descriptor) == 0 || errno == EINTR) return 0;  // interrupted, but closed all the same
+  if (::close(descriptor) == 0 || errno == EINTR) {
+    return 0;  // interrupted, but closed all the same
+  }
   error.keep(errno);
   return -1;
 }

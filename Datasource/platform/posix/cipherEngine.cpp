@@ -17,10 +17,13 @@ constinit EVP_CIPHER_CTX* decipherContext = nullptr;
 
 EVP_CIPHER_CTX* prepared(const Key& key, int enciphering) noexcept {
   EVP_CIPHER_CTX* const context = EVP_CIPHER_CTX_new();
-  if (context == nullptr) return nullptr;
+  if (context == nullptr) {
+    return nullptr;
+  }
   if (EVP_CipherInit_ex(context, EVP_aes_256_ecb(), nullptr, key.data(), nullptr, enciphering) == 1 &&
-      EVP_CIPHER_CTX_set_padding(context, 0) == 1)
+      EVP_CIPHER_CTX_set_padding(context, 0) == 1) {
     return context;
+  }
   EVP_CIPHER_CTX_free(context);
   return nullptr;
 }
@@ -35,11 +38,15 @@ bool convert(EVP_CIPHER_CTX* context, unsigned char* output, const unsigned char
 
 bool start() noexcept {
   Key key{};
-  if (::getentropy(key.data(), key.size()) != 0) return false;
+  if (::getentropy(key.data(), key.size()) != 0) {
+    return false;
+  }
   encipherContext = prepared(key, 1);
   decipherContext = prepared(key, 0);
   OPENSSL_cleanse(key.data(), key.size());
-  if (encipherContext != nullptr && decipherContext != nullptr) return true;
+  if (encipherContext != nullptr && decipherContext != nullptr) {
+    return true;
+  }
   wipe();
   return false;
 }

@@ -12,10 +12,18 @@ namespace {
 constexpr const char* genericCharset = "UTF-8";
 
 std::string charsetOf(unsigned int codePage) {
-  if (codePage == 0) return ::nl_langinfo(CODESET);
-  if (codePage == 65001) return genericCharset;
-  if (codePage == 20127) return "US-ASCII";
-  if (codePage > 28590 && codePage <= 28606) return "ISO-8859-" + std::to_string(codePage - 28590);
+  if (codePage == 0) {
+    return ::nl_langinfo(CODESET);
+  }
+  if (codePage == 65001) {
+    return genericCharset;
+  }
+  if (codePage == 20127) {
+    return "US-ASCII";
+  }
+  if (codePage > 28590 && codePage <= 28606) {
+    return "ISO-8859-" + std::to_string(codePage - 28590);
+  }
   return "CP" + std::to_string(codePage);
 }
 
@@ -24,8 +32,9 @@ class Conversion {
  public:
   Conversion(const std::string& to, const std::string& from) : handle_(::iconv_open(to.c_str(), from.c_str())) {
     // The failure value of iconv_open is -1 as a pointer.
-    if (reinterpret_cast<std::intptr_t>(handle_) == -1)  // NOLINT(*-reinterpret-cast)
+    if (reinterpret_cast<std::intptr_t>(handle_) == -1) {  // NOLINT(*-reinterpret-cast)
       throw std::invalid_argument("no conversion from " + from + " to " + to);
+    }
   }
   ~Conversion() { ::iconv_close(handle_); }
   Conversion(const Conversion&) = delete;
@@ -35,7 +44,9 @@ class Conversion {
     std::string result;
     char* input = text.data();
     std::size_t inputLeft = text.size();
-    while (inputLeft > 0) step(&input, &inputLeft, result);
+    while (inputLeft > 0) {
+      step(&input, &inputLeft, result);
+    }
     step(nullptr, nullptr, result);  // the way back to the first state, where there are states
     return result;
   }
@@ -47,7 +58,9 @@ class Conversion {
     std::size_t outputLeft = piece.size();
     const std::size_t replaced = ::iconv(handle_, input, inputLeft, &output, &outputLeft);
     const bool full = replaced == static_cast<std::size_t>(-1) && errno == E2BIG;
-    if (replaced != 0 && !full) throw std::invalid_argument("the name has letters that do not convert");
+    if (replaced != 0 && !full) {
+      throw std::invalid_argument("the name has letters that do not convert");
+    }
     result.append(piece.data(), piece.size() - outputLeft);
   }
 

@@ -10,7 +10,8 @@
 /// given back with FreeOutData.
 ///
 /// Threads: the bundled one may be called from any thread; its state is one running stream per
-/// process.
+/// process. Its outputs of a single block are good until the same thread's next one, and are given back on
+/// the thread that got them.
 namespace datasource::cipher {
 
 /// Enciphers `inputLength` bytes as the next part of the running stream.
