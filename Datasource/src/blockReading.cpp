@@ -9,10 +9,10 @@ void FaultReport::raise(const wchar_t* text) const {
   }
 }
 
-bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed, std::size_t count,
-                 unsigned char* plain, std::size_t capacity, const FaultReport& report) {
-  std::size_t outCount = capacity;
-  blockDecompress(codec, compressed, count, plain, outCount, !report.silent());
+bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, const BlockBuffers& buffers, std::size_t count,
+                 const FaultReport& report) {
+  std::size_t outCount = buffers.capacity;
+  blockDecompress(codec, buffers.compressed, count, buffers.plain, outCount, !report.silent());
   if (outCount != static_cast<std::size_t>(record.orginalSize)) {
     report.raise();
     return false;
@@ -24,8 +24,9 @@ bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, unsigned char* c
   return true;
 }
 
-std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, bool ahead) {
-  if (!isUsable(record)) {
+std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, std::size_t blockSize,
+                                bool ahead) {
+  if (!isUsable(record, blockSize)) {
     return 0;
   }
   const auto size = static_cast<std::size_t>(record.translateSize);
@@ -33,12 +34,12 @@ std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned c
                : file.Read(compressed, size, record.translatePos);
 }
 
-bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed,
-               unsigned char* plain, std::size_t capacity, const FaultReport& report) {
-  if (!isUsable(record)) {
+bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, const BlockBuffers& buffers,
+               const FaultReport& report) {
+  if (!isUsable(record, buffers.blockSize)) {
     report.raise();
     return false;
   }
-  const std::size_t count = readCompressedBytes(file, record, compressed, report.silent());
-  return unpackBlock(codec, record, compressed, count, plain, capacity, report);
+  const std::size_t count = readCompressedBytes(file, record, buffers.compressed, buffers.blockSize, report.silent());
+  return unpackBlock(codec, record, buffers, count, report);
 }

@@ -21,21 +21,29 @@ struct FaultReport {
 
 inline constexpr FaultReport kNoReport{nullptr, nullptr, 0};
 
-/// Decompresses a block that was read: `count` bytes at `compressed`, into `plain` with room for
-/// `capacity` bytes.
+/// Where the bytes of a block go: two buffers with room for `blockSize` bytes each.
+struct BlockBuffers {
+  unsigned char* compressed;
+  unsigned char* plain;
+  std::size_t blockSize;
+  /// The most that is decompressed into `plain`, to notice a block that is longer than recorded.
+  std::size_t capacity;
+};
+
+/// Decompresses the `count` bytes of a block that were read into the buffers.
 /// Returns: whether exactly the recorded block came out, the stream's check value included.
-bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed, std::size_t count,
-                 unsigned char* plain, std::size_t capacity, const FaultReport& report);
+bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, const BlockBuffers& buffers, std::size_t count,
+                 const FaultReport& report);
 
-/// Reads a block's compressed bytes into `compressed`, which has room for a block. Nothing is read for a
-/// record whose numbers cannot be right. `ahead` of the reader a failure leaves no mark on the file.
+/// Reads a block's compressed bytes into `compressed`, which has room for `blockSize` bytes. Nothing is read
+/// for a record whose numbers cannot be right. `ahead` of the reader a failure leaves no mark on the file.
 /// Returns: the bytes that the file held of them. Raises: 1003.
-std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, bool ahead);
+std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, std::size_t blockSize,
+                                bool ahead);
 
-/// Reads a block's compressed bytes into `compressed`, which has room for a block, and decompresses them
-/// as unpackBlock does. Nothing is read for a record whose numbers cannot be right.
+/// Reads a block's compressed bytes and decompresses them.
 /// Returns: whether exactly the recorded block came out. Raises: 1003.
-bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, unsigned char* compressed,
-               unsigned char* plain, std::size_t capacity, const FaultReport& report);
+bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, const BlockBuffers& buffers,
+               const FaultReport& report);
 
 #endif

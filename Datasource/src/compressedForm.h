@@ -109,13 +109,13 @@ inline bInfo tableHeader(std::size_t blockSize, std::size_t count) noexcept {
 /// Returns: the length in bytes of a stored table of `count` block records.
 inline constexpr std::size_t tableLength(std::size_t count) noexcept { return (count + 1) * kRecordSize; }
 
-/// Returns: whether a block record's sizes fit the block buffers and its sums do not overflow, so that
-/// it may be used for reading.
-inline bool isUsable(const bInfo& record) noexcept {
+/// Returns: whether a block record's sizes fit buffers of `blockSize` bytes and its sums do not overflow, so
+/// that it may be used for reading.
+inline bool isUsable(const bInfo& record, std::size_t blockSize = kBlockSize) noexcept {
   constexpr int64 kLargest = INT64_MAX;
-  constexpr auto kLimit = static_cast<std::int32_t>(kBlockSize);
-  return record.orginalSize > 0 && record.orginalSize <= kLimit && record.translateSize > 0 &&
-         record.translateSize <= kLimit && record.translatePos >= 0 &&
+  const auto limit = static_cast<std::int32_t>(std::min(blockSize, kBlockSize));
+  return record.orginalSize > 0 && record.orginalSize <= limit && record.translateSize > 0 &&
+         record.translateSize <= limit && record.translatePos >= 0 &&
          record.translatePos <= kLargest - record.translateSize && record.orginalPos <= kLargest - record.orginalSize;
 }
 

@@ -29,9 +29,9 @@ std::size_t PreIOThread_R_D::readBlockAt(int64 fpos, unsigned char* dest, const 
     report.raise(L"fpos == bInfo.orginalPos");
     return 0;
   }
-  const std::size_t capacity = std::min(static_cast<std::size_t>(std::max(record.orginalSize, 0)), stBlockSize);
-  const bool sound = readBlock(*pFile, codec, record, pCompBuf.get(), dest, capacity, report);
-  return sound ? static_cast<std::size_t>(record.orginalSize) : 0;
+  const auto capacity = static_cast<std::size_t>(std::max(record.orginalSize, 0));
+  const BlockBuffers buffers{pCompBuf.get(), dest, stBlockSize, capacity};
+  return readBlock(*pFile, codec, record, buffers, report) ? capacity : 0;
 }
 
 std::size_t PreIOThread_R_D::deliver(unsigned char* dest, std::size_t reqSize, int64 fpos) {

@@ -69,8 +69,8 @@ bool PreIOThread_Tri_R_D::readCompressed(int64 fpos, Report report) {
   if (!reportIf(record.orginalPos == fpos, L"fpos == bInfo.orginalPos")) {
     return false;
   }
-  const std::size_t ret = readCompressedBytes(*pFile, record, pCompBuf.get(), report == Report::no);
-  if (!reportIf(isUsable(record) && ret == static_cast<std::size_t>(record.translateSize),
+  const std::size_t ret = readCompressedBytes(*pFile, record, pCompBuf.get(), stBlockSize, report == Report::no);
+  if (!reportIf(isUsable(record, stBlockSize) && ret == static_cast<std::size_t>(record.translateSize),
                 L"ret == bInfo.translateSize")) {
     return false;
   }
@@ -89,11 +89,11 @@ bool PreIOThread_Tri_R_D::decompressHolding(int64 fpos, const bInfo& record, Rep
   }
   const FaultReport faults =
       report == Report::yes ? FaultReport{L"outCount == bInfo.orginalSize", kSource, __LINE__} : kNoReport;
-  if (!isUsable(record)) {
+  if (!isUsable(record, stBlockSize)) {
     faults.raise();
     return false;
   }
-  return unpackBlock(codec, record, pCompBuf.get(), stReadCount, pPlainBuf.get(), stBlockSize, faults);
+  return unpackBlock(codec, record, {pCompBuf.get(), pPlainBuf.get(), stBlockSize, stBlockSize}, stReadCount, faults);
 }
 
 bool PreIOThread_Tri_R_D::decompressAt(int64 fpos, Report report) {

@@ -10,8 +10,10 @@ namespace {
 
 constexpr std::size_t kKibibyte = 1024;
 
-/// Returns: the staging buffer's size: 7/4 of a block, cut down to whole KiB.
-constexpr std::size_t stagingSize(std::size_t blockSize) noexcept { return blockSize / 4 * 7 / kKibibyte * kKibibyte; }
+/// Returns: the staging buffer's size: 7/4 of a block, cut down to whole KiB, but no less than a block.
+constexpr std::size_t stagingSize(std::size_t blockSize) noexcept {
+  return std::max(blockSize / 4 * 7 / kKibibyte * kKibibyte, blockSize);
+}
 
 static_assert(stagingSize(kBlockSize) == 7332864);
 

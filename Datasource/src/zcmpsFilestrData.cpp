@@ -143,7 +143,7 @@ bool zcmpsFilestr::Data::FetchFromWorker(const bInfo& record) {
     StartReader();
   }
   if (fpIOThread == nullptr) {
-    return readBlock(*pRealFile, fCodec, record, fCmpsBuffer, fBuffer, kBlockSize, {L"0", kSource, __LINE__});
+    return readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
   }
   const auto size = static_cast<std::size_t>(record.orginalSize);
   if (!DATASOURCE_ASSERT(isUsable(record), "0", kSource)) {
@@ -159,8 +159,7 @@ bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
   if (fpIOThread != nullptr) {
     return FetchFromWorker(record);
   }
-  return pRealFile != nullptr &&
-         readBlock(*pRealFile, fCodec, record, fCmpsBuffer, fBuffer, kBlockSize, {L"0", kSource, __LINE__});
+  return pRealFile != nullptr && readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
 }
 
 bool zcmpsFilestr::Data::LoadBlock(int64 position) {

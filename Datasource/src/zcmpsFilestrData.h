@@ -9,6 +9,7 @@
 #include "Datasource/sortTemp/zlibCompress.h"
 #include "Datasource/zcmpsFilestr.h"
 #include "arithmetic.h"
+#include "blockReading.h"
 #include "compressedForm.h"
 #include "filePosInfo.h"
 #include "smallCopy.h"
@@ -129,6 +130,7 @@ class zcmpsFilestr::Data {
   bInfo loaded{};                     // the record of the loaded block
 
  private:
+  BlockBuffers Buffers() noexcept { return {fCmpsBuffer, fBuffer, kBlockSize, kBlockSize}; }
   void CompressAndWrite(std::size_t count);
   bool FetchBlock(const bInfo& record);
   bool FetchFromWorker(const bInfo& record);

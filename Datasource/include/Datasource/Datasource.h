@@ -4,6 +4,8 @@
 /// All of the library's headers.
 #include "Datasource/file.h"
 #include "Datasource/fileStream.h"
+#include "Datasource/platform/assertion.h"
+#include "Datasource/platform/throwError.h"
 #include "Datasource/refCount.h"
 #include "Datasource/sortTemp/lz4Compress.h"
 #include "Datasource/sortTemp/zlibCompress.h"

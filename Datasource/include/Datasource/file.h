@@ -104,7 +104,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   friend class zcmpsFilestr;
   friend class PreIOThread_W_C;
   friend class multiThreadForFilestr;
-  friend std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed, bool ahead);
+  friend std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed,
+                                         std::size_t blockSize, bool ahead);
   friend struct VORN_FilePeer;  // the tests' view of the fields
 
   /// Which side of the catalogue an error belongs to.
