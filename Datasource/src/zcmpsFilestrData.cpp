@@ -136,30 +136,23 @@ void zcmpsFilestr::Data::Unload() noexcept {
   availBuffSize = 0;
 }
 
-bool zcmpsFilestr::Data::FetchFromWorker(const bInfo& record) {
+bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
   if (lastDelivered) {
     // The worker takes no request any more once it has delivered the last block.
     EndWorker();
     StartReader();
   }
   if (fpIOThread == nullptr) {
-    return readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
+    return pRealFile != nullptr && readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
   }
-  const auto size = static_cast<std::size_t>(record.orginalSize);
   if (!DATASOURCE_ASSERT(isUsable(record), "0", kSource)) {
     return false;
   }
+  const auto size = static_cast<std::size_t>(record.orginalSize);
   const std::size_t delivered = fpIOThread->requestRead(fBuffer, size, record.orginalPos);
   // The worker asks the same, and then fetches nothing.
   lastDelivered = !pPosInfo->hasBlockAt(positionPlus(record.orginalPos, size));
   return DATASOURCE_ASSERT(delivered == size, "0", kSource);
-}
-
-bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
-  if (fpIOThread != nullptr) {
-    return FetchFromWorker(record);
-  }
-  return pRealFile != nullptr && readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
 }
 
 bool zcmpsFilestr::Data::LoadBlock(int64 position) {

@@ -133,7 +133,6 @@ class zcmpsFilestr::Data {
   BlockBuffers Buffers() noexcept { return {fCmpsBuffer, fBuffer, kBlockSize, kBlockSize}; }
   void CompressAndWrite(std::size_t count);
   bool FetchBlock(const bInfo& record);
-  bool FetchFromWorker(const bInfo& record);
   bool SeekInBuffer(int64 position);
   void ServeNextBlock(ReadRequest& request);
   bool Start(std::unique_ptr<PreIOThreadBase> worker, bool reading);
