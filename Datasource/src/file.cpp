@@ -56,8 +56,6 @@ int openFlags(const std::string& mode) noexcept {
          (contains(mode, 'T') ? _O_SHORT_LIVED : 0) | (contains(mode, 'D') ? _O_TEMPORARY : 0);
 }
 
-bool appends(const std::string& mode) noexcept { return (accessFlags(mode) & _O_APPEND) != 0; }
-
 }  // namespace
 
 void SetKeepEncrypt(bool keep) { keepEncrypt = keep; }
@@ -115,6 +113,8 @@ bool VORN_File::Reopen(const ExtNameStr& name, const char* mode) {
   const sfGuard guard(fMutex);
   return Open(name, mode);
 }
+
+bool VORN_File::Appends() const noexcept { return (accessFlags(fMode) & _O_APPEND) != 0; }
 
 void VORN_File::Fail(Side side, int systemError) {
   fGood = false;
@@ -195,7 +195,7 @@ std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 positio
     Fail(Side::writing, systemError);
   }
   fPosition = positionPlus(position, count);
-  if (appends(fMode)) {
+  if (Appends()) {
     // The system wrote at the file's end, wherever that is.
     PutDescriptorBack();
   }

@@ -96,10 +96,10 @@ bool VORN_FileStream::Data::LoadFromWorker(int64 wanted) {
 }
 
 void VORN_FileStream::Data::WriteIntoBuffer(ReadRequest& request) {
-  const std::size_t valid = ValidBytes();
-  if (valid == 0) {
+  if (!TakesWrites()) {
     return;
   }
+  const std::size_t valid = ValidBytes();
   const std::uint64_t offset = distanceFrom(bufferPos, *request.position);
   if (offset > valid || offset >= kBlockSize) {
     Flush();

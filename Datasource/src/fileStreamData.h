@@ -51,7 +51,7 @@ class VORN_FileStream::Data {
   bool TakeRecord(const void* source, std::size_t size, int64 place) noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, place);
     const std::size_t valid = ValidBytes();
-    if (valid == 0 || offset > valid || size == 0 || size >= kBlockSize - offset || !file->IsOpen()) {
+    if (!TakesWrites() || offset > valid || size == 0 || size >= kBlockSize - offset || !file->IsOpen()) {
       return false;
     }
     copyRecord(buffer + offset, static_cast<const unsigned char*>(source), size);
@@ -102,6 +102,9 @@ class VORN_FileStream::Data {
   unsigned char* readBase = buffer;           // always buffer
 
  private:
+  /// Returns: whether a write may join the valid bytes. On a file that is only appended to it may join
+  /// nothing but bytes that wait to be written: a flush would append the others once more.
+  bool TakesWrites() const noexcept { return bufferEnd != buffer && (dirty || !file->Appends()); }
   void Replace(int64 start, std::int32_t count) noexcept;
 };
 

@@ -117,6 +117,9 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Raises: 1002, also when no more bytes can be written.
   DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position);
 
+  /// Returns: whether the system puts every write at the file's end, whatever its position.
+  DATASOURCE_LOCAL bool Appends() const noexcept;
+
   /// Read for a worker that forgets a failure: the good flag then stays as it was.
   DATASOURCE_LOCAL std::size_t ReadAhead(void* buffer, std::size_t size, int64 position);
 
