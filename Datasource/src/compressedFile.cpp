@@ -17,7 +17,7 @@ void zcmpsFilestr::Data::WriteTableAndHeading() {
   DATASOURCE_ASSERT(pRealFile->IsOpen() == true, "fData->pRealFile.IsOpen() == true", kSource);
   DATASOURCE_ASSERT(fpIOThread == nullptr, "fData->fpIOThread == 0", kSource);
   // Behind the last block, wherever the other holders of the file have read meanwhile.
-  const int64 tablePos = pPosInfo->collectedEnd(positionPlus(fCaseStartPos, kHeadingSize));
+  const int64 tablePos = pPosInfo->collectedEnd(FirstBlockPos());
   const std::size_t ret = pRealFile->WriteWhole(table, stLength, tablePos);
   DATASOURCE_ASSERT(ret == stLength, "ret == stLength", kSource);
   unsigned char bytes[kHeadingSize];
@@ -55,19 +55,41 @@ std::unique_ptr<unsigned char[]> zcmpsFilestr::Data::ReadTable(const compression
   return bytes;
 }
 
-bool zcmpsFilestr::Data::IsWhole(const compressionHeading& heading, const bInfo& last) const {
-  const bool noBlocks = heading._size == static_cast<int64>(kRecordSize) && last.orginalPos == kHeaderRecordMark;
-  const int64 firstBlock = positionPlus(fCaseStartPos, kHeadingSize);
+bool zcmpsFilestr::Data::LoadTable(const compressionHeading& heading, bool swap) {
+  const auto table = ReadTable(heading);
+  if (table == nullptr || !pPosInfo->loadForRead(table.get(), static_cast<std::size_t>(heading._size), swap)) {
+    return false;
+  }
+  // A position that the table puts elsewhere would deliver another place's bytes.
+  if (!DATASOURCE_ASSERT(pPosInfo->isWhole(fCaseStartPos, FirstBlockPos(), heading._infoPos), "ret == chInfo._size",
+                         kSource)) {
+    pPosInfo->loadNothing();
+    return false;
+  }
+  return true;
+}
+
+bool zcmpsFilestr::Data::ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos) {
+  const auto table = ReadTable(heading);
+  if (table == nullptr) {
+    return false;
+  }
+  const bInfo last = pPosInfo->loadForAppend(table.get(), static_cast<std::size_t>(heading._size), swap);
+  if (last.orginalPos == kNoBlockMark) {
+    return false;
+  }
+  const bool noBlocks = decode<bInfo>(table.get(), swap).translateSize == 0;
+  if (noBlocks) {
+    StartWriting(fCaseStartPos, FirstBlockPos());
+    return true;
+  }
   // The blocks and what is written behind them must not hit anything else.
-  return DATASOURCE_ASSERT(noBlocks || pPosInfo->isWholeUpTo(last, fCaseStartPos, firstBlock, heading._infoPos),
-                           "ret == chInfo._size", kSource);
+  return DATASOURCE_ASSERT(pPosInfo->isWholeUpTo(last, fCaseStartPos, FirstBlockPos(), heading._infoPos),
+                           "ret == chInfo._size", kSource) &&
+         ReopenLastBlock(last, endpos, filePos);
 }
 
 bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos) {
-  if (last.orginalPos == kHeaderRecordMark) {
-    StartWriting(fCaseStartPos, positionPlus(fCaseStartPos, kHeadingSize));
-    return true;
-  }
   const int64 lastEnd = positionPlus(last.orginalPos, last.orginalSize);
   if (last.orginalSize == static_cast<std::int32_t>(kBlockSize)) {
     // An end that does not match is reported; the next write is then refused.

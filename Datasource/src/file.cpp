@@ -102,6 +102,7 @@ bool VORN_File::Open(const ExtNameStr& name, const char* mode) {
     fCipherPosition = fPosition;
     fAdrift = false;
     fCipherMoved = false;
+    fPositionFromRead = false;
   }
   fGood = IsOpen();
   fEof = false;

@@ -16,7 +16,8 @@
 //   position                                                         ^             ^ fPosition
 //                                                        fCipherPosition           (end of the last write)
 //
-// 0 <= fCarryCount < 16, except that a write which exactly fills the joining block leaves it as it was.
+// 0 <= fCarryCount < 16: the tail of the last write, except that a write which exactly fills the joining
+// block leaves the count before it.
 
 namespace {
 
@@ -84,14 +85,23 @@ std::int32_t VORN_File::EncipherAndWrite(const unsigned char* bytes, std::int32_
   return written;
 }
 
+void VORN_File::AcceptEnciphered(int64 plainEnd, int64 cipherEnd) noexcept {
+  fPosition = plainEnd;
+  fCipherPosition = cipherEnd;
+  fCipherMoved = false;
+  fPositionFromRead = false;
+}
+
 std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int64 position) {
   if (size > kLargestWrite) {
     Fail(Side::writing, EINVAL);
   }
-  int64 cipherPosition = position == fPosition ? fCipherPosition : position;
-  if (position == fPosition && fCipherMoved && !fDescriptorLost) {
+  const bool goesOn = position == fPosition && !fPositionFromRead;
+  int64 cipherPosition = goesOn ? fCipherPosition : position;
+  if (goesOn && fCipherMoved && !fDescriptorLost) {
     SeekToCipherEnd();
   } else {
+    fAdrift = fAdrift || fPositionFromRead;  // a read left the descriptor elsewhere
     SeekUnlessThere(Side::writing, position);
   }
   // Until the write is complete a failure leaves the descriptor where a repeated write must not start.
@@ -105,9 +115,7 @@ std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int
     if (rest < room) {
       // Kept as is: the new bytes overwrite the carried ones instead of following them.
       std::copy_n(bytes, size, fCarry);
-      fPosition = position;
-      fCipherPosition = cipherPosition;
-      fCipherMoved = false;
+      AcceptEnciphered(position, cipherPosition);
       return size;
     }
     // Kept as is: the new bytes land at the joining block's start, over the carried ones.
@@ -120,9 +128,7 @@ std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int
     bytes += room;
     rest -= room;
     if (rest == 0) {
-      fPosition = positionPlus(position, size);
-      fCipherPosition = cipherPosition;
-      fCipherMoved = false;
+      AcceptEnciphered(positionPlus(position, size), cipherPosition);
       return size;
     }
   }
@@ -134,9 +140,7 @@ std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int
   }
   std::copy_n(bytes + body, tail, fCarry);
   fCarryCount = tail;
-  fPosition = positionPlus(position, size);
-  fCipherPosition = cipherPosition;
-  fCipherMoved = false;
+  AcceptEnciphered(positionPlus(position, size), cipherPosition);
   // Kept as is: a count of enciphered bytes, not of the bytes accepted.
   return static_cast<std::size_t>(lastWritten);
 }
@@ -160,9 +164,7 @@ std::size_t VORN_File::DecipherInPlace(void* buffer, std::size_t rawCount, int64
     }
     std::copy_n(output.bytes, std::min(produced, count), bytes);
   }
-  if (fCarryCount == 0) {
-    fCipherPosition = positionPlus(position, count);
-  }
+  fPositionFromRead = true;
   return count;
 }
 
@@ -176,7 +178,9 @@ std::int32_t VORN_File::EndRunningEncryption() {
     return 0;
   }
   SeekToCipherEnd();
+  fCipherMoved = true;  // in case only a part is written
   const std::int32_t written = WriteCipherOutput(output.bytes, output.length);
+  fCipherMoved = false;
   fPosition = positionPlus(fPosition, written);
   fCipherPosition = positionPlus(fCipherPosition, written);
   return written;

@@ -1,6 +1,7 @@
 #include "filePosInfo.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "Datasource/platform/assertion.h"
 #include "arithmetic.h"
@@ -9,6 +10,20 @@ namespace {
 
 constexpr const wchar_t* kSource = L"Datasource/src/filePosInfo";
 constexpr bInfo kNoBlock{kNoBlockMark, 0, 0, 0};
+
+/// Where the next block must begin, logically and in the file, if there is no gap.
+struct Chain {
+  int64 plainEnd;
+  int64 fileEnd;
+
+  /// Returns: whether the record follows, usable; the next one must then follow it.
+  bool operator()(const bInfo& record) noexcept {
+    const bool follows = isUsable(record) && record.orginalPos == plainEnd && record.translatePos == fileEnd;
+    plainEnd = positionPlus(plainEnd, record.orginalSize);
+    fileEnd = positionPlus(fileEnd, record.translateSize);
+    return follows;
+  }
+};
 
 /// Returns: whether a position at or behind the record's start lies behind its end.
 bool isBehind(const bInfo& record, int64 position) noexcept {
@@ -164,18 +179,14 @@ const bInfo* filePosInfo::findAround(std::size_t guess, int64 position) const no
   return nullptr;
 }
 
-bool filePosInfo::spans(int64 position) const noexcept {
-  return infoCount != 0 && position >= pInfoBuffer[0].orginalPos && !isBehind(pInfoBuffer[infoCount - 1], position);
+bool filePosInfo::isWhole(int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept {
+  Chain chain{plainStart, fileStart};
+  return std::all_of(pInfoBuffer.get(), pInfoBuffer.get() + infoCount, std::ref(chain)) && chain.fileEnd <= fileEnd;
 }
 
 bool filePosInfo::isWholeUpTo(const bInfo& last, int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept {
-  const auto follows = [&plainStart, &fileStart](const bInfo& record) {
-    const bool sound = isUsable(record) && record.orginalPos == plainStart && record.translatePos == fileStart;
-    plainStart = positionPlus(plainStart, record.orginalSize);
-    fileStart = positionPlus(fileStart, record.translateSize);
-    return sound;
-  };
-  return std::all_of(collected.begin(), collected.end(), follows) && follows(last) && fileStart <= fileEnd;
+  Chain chain{plainStart, fileStart};
+  return std::all_of(collected.begin(), collected.end(), std::ref(chain)) && chain(last) && chain.fileEnd <= fileEnd;
 }
 
 int64 filePosInfo::collectedEnd(int64 start) const noexcept {

@@ -58,11 +58,10 @@ class filePosInfo {
   /// Returns: whether a block holds logical position `position`.
   bool hasBlockAt(int64 position) const noexcept { return findQuietly(position).orginalPos != kNoBlockMark; }
 
-  /// Returns: whether `position` lies between the first loaded block's start and the last one's end.
-  bool spans(int64 position) const noexcept;
-
-  /// Returns: whether the collected records and `last` behind them form whole data from `plainStart` on,
+  /// Returns: whether the records loaded for finding form whole data from logical position `plainStart` on,
   ///   compressed without a gap from file position `fileStart` to at most `fileEnd`.
+  bool isWhole(int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept;
+  /// The same of the collected records and `last` behind them.
   bool isWholeUpTo(const bInfo& last, int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept;
 
   /// Returns: the file position behind the last collected block, or `start` when there is none.

@@ -92,8 +92,7 @@ void zcmpsFilestr::readFilePosInfo(int64 pos, bool swap) {
     return;
   }
   fData->fCaseStartPos = heading._caseStartPos;
-  const auto table = fData->ReadTable(heading);
-  if (table != nullptr && fData->pPosInfo->loadForRead(table.get(), static_cast<std::size_t>(heading._size), swap)) {
+  if (fData->LoadTable(heading, swap)) {
     fData->StartReader();
   }
 }
@@ -109,16 +108,8 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
   DATASOURCE_ASSERT(noWorker, "fData->fpIOThread == 0", kSource);
   compressionHeading heading{};
   if (!fData->ReadHeading(fData->fCaseStartPos, swap,
-                          L"pos == chInfo._caseStartPos && \"Analyze dictionary part error!\"", heading)) {
-    return;
-  }
-  const auto table = fData->ReadTable(heading);
-  if (table == nullptr) {
-    return;
-  }
-  const bInfo last = fData->pPosInfo->loadForAppend(table.get(), static_cast<std::size_t>(heading._size), swap);
-  if (last.orginalPos == kNoBlockMark || !fData->IsWhole(heading, last) ||
-      !fData->ReopenLastBlock(last, endpos, fFilePos)) {
+                          L"pos == chInfo._caseStartPos && \"Analyze dictionary part error!\"", heading) ||
+      !fData->ReopenTable(heading, swap, endpos, fFilePos)) {
     return;
   }
   bIsWriting = true;

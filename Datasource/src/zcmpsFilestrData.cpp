@@ -126,6 +126,8 @@ void zcmpsFilestr::Data::EndOfData() {
   }
   truncated += ending.truncatedBlocks();
   fpIOThread.reset();
+  // From here on this thread writes, should the owner write on after a Close that raised.
+  fRealPos = pPosInfo->collectedEnd(FirstBlockPos());
 }
 
 // ---- Reading
@@ -158,12 +160,7 @@ bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
 bool zcmpsFilestr::Data::LoadBlock(int64 position) {
   Unload();
   const bInfo record = pPosInfo->find(position);
-  if (!holds(record, position)) {
-    // A hole in the table must not pass for the end of the data.
-    DATASOURCE_ASSERT(!pPosInfo->spans(position), "0", kSource);
-    return false;
-  }
-  if (!FetchBlock(record)) {
+  if (!holds(record, position) || !FetchBlock(record)) {
     return false;
   }
   loaded = record;
@@ -219,7 +216,7 @@ void zcmpsFilestr::Data::ServeNextBlock(ReadRequest& request) {
   }
   // Kept as is: a block that is used up here stays unconsumed, and one request is served no further.
   if (request.remaining > 0) {
-    const bool isLast = !pPosInfo->spans(positionPlus(loaded.orginalPos, loaded.orginalSize));
+    const bool isLast = !pPosInfo->hasBlockAt(positionPlus(loaded.orginalPos, loaded.orginalSize));
     DATASOURCE_ASSERT(isLast, "req._size == 0", kSource);
   }
 }

@@ -90,13 +90,12 @@ class zcmpsFilestr::Data {
   /// Reads and checks the heading at `position`; `mismatchText` is the assertion's when it names another
   /// position. Returns: whether it is sound.
   bool ReadHeading(int64 position, bool swap, const wchar_t* mismatchText, compressionHeading& heading);
-  /// Reads the table that the heading names. Returns: its bytes, or null when they are not all there.
-  std::unique_ptr<unsigned char[]> ReadTable(const compressionHeading& heading);
-  /// Makes ready for writing behind the last block of a file, at logical position `endpos`.
-  /// Returns: whether the block fits; nothing has been written in any case.
-  bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
-  /// Returns: whether heading and table describe one whole file, so that its blocks may be relied on.
-  bool IsWhole(const compressionHeading& heading, const bInfo& last) const;
+  /// Reads the table that the heading names, for reading blocks. Returns: whether it is sound.
+  bool LoadTable(const compressionHeading& heading, bool swap);
+  /// Reads the table that the heading names and makes ready for writing behind the last block, at logical
+  /// position `endpos`; `filePos` is the stream's position.
+  /// Returns: whether the table is sound and the position fits; nothing has been written in any case.
+  bool ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos);
 
   // ---- Workers
 
@@ -131,6 +130,9 @@ class zcmpsFilestr::Data {
 
  private:
   BlockBuffers Buffers() noexcept { return {fCmpsBuffer, fBuffer, kBlockSize, kBlockSize}; }
+  std::unique_ptr<unsigned char[]> ReadTable(const compressionHeading& heading);
+  bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
+  int64 FirstBlockPos() const noexcept { return positionPlus(fCaseStartPos, kHeadingSize); }
   void CompressAndWrite(std::size_t count);
   bool FetchBlock(const bInfo& record);
   bool SeekInBuffer(int64 position);

@@ -130,6 +130,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   DATASOURCE_LOCAL void SeekUnlessThere(Side side, int64 position);
   DATASOURCE_LOCAL void PutDescriptorBack() noexcept;
 
+  DATASOURCE_LOCAL void AcceptEnciphered(int64 plainEnd, int64 cipherEnd) noexcept;
   DATASOURCE_LOCAL std::size_t WriteEnciphered(const void* buffer, std::size_t size, int64 position);
   DATASOURCE_LOCAL std::int32_t EncipherAndWrite(const unsigned char* bytes, std::int32_t size, bool giveBack);
   DATASOURCE_LOCAL std::size_t DecipherInPlace(void* buffer, std::size_t rawCount, int64 position);
@@ -156,6 +157,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   mutable bool fAdrift = false;       // the descriptor does not stand where it is believed to
   int64 fCipherPosition = 0;          // where the next cipher output belongs, while fEncrypted
   mutable bool fCipherMoved = false;  // the descriptor may stand elsewhere
+  bool fPositionFromRead = false;     // fPosition is the end of an enciphered read
 };
 
 extern template class DATASOURCE_TEMPLATE_DECLARATION RefCountPtr<VORN_File>;

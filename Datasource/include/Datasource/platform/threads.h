@@ -104,7 +104,8 @@ class DATASOURCE_API sfThreadPoolBase {
   virtual ~sfThreadPoolBase();
 
   /// Hands a callback with its data pointer to the pool; a free thread runs it. The pool owns the
-  /// callback from here on (unless it was adopted before), also when this raises.
+  /// callback from here on (unless it was adopted before), also when this raises, and keeps it until the
+  /// pool goes.
   virtual void submit(CallBackObject* callback, void* data, int priority);
 
   /// Makes ready for startAll.
