@@ -9,6 +9,11 @@ namespace {
 
 constexpr const wchar_t* kSource = L"Datasource/src/zcmpsFilestr";
 
+/// Returns: the length in bytes that a table's header record declares.
+std::size_t declaredLength(const unsigned char* table, bool swap) noexcept {
+  return tableLength(static_cast<std::size_t>(decode<bInfo>(table, swap).translateSize));
+}
+
 }  // namespace
 
 void zcmpsFilestr::Data::WriteTableAndHeading() {
@@ -57,12 +62,14 @@ std::unique_ptr<unsigned char[]> zcmpsFilestr::Data::ReadTable(const compression
 
 bool zcmpsFilestr::Data::LoadTable(const compressionHeading& heading, bool swap) {
   const auto table = ReadTable(heading);
-  if (table == nullptr || !pPosInfo->loadForRead(table.get(), static_cast<std::size_t>(heading._size), swap)) {
+  const auto length = static_cast<std::size_t>(heading._size);
+  if (table == nullptr || !pPosInfo->loadForRead(table.get(), length, swap)) {
     return false;
   }
   // A position that the table puts elsewhere would deliver another place's bytes.
-  if (!DATASOURCE_ASSERT(pPosInfo->isWhole(fCaseStartPos, FirstBlockPos(), heading._infoPos), "ret == chInfo._size",
-                         kSource)) {
+  if (!DATASOURCE_ASSERT(declaredLength(table.get(), swap) == length &&
+                             pPosInfo->isWhole(fCaseStartPos, FirstBlockPos(), heading._infoPos),
+                         "ret == chInfo._size", kSource)) {
     pPosInfo->loadNothing();
     return false;
   }
@@ -74,12 +81,13 @@ bool zcmpsFilestr::Data::ReopenTable(const compressionHeading& heading, bool swa
   if (table == nullptr) {
     return false;
   }
-  const bInfo last = pPosInfo->loadForAppend(table.get(), static_cast<std::size_t>(heading._size), swap);
-  if (last.orginalPos == kNoBlockMark) {
+  const auto length = static_cast<std::size_t>(heading._size);
+  const bInfo last = pPosInfo->loadForAppend(table.get(), length, swap);
+  if (last.orginalPos == kNoBlockMark ||
+      !DATASOURCE_ASSERT(declaredLength(table.get(), swap) == length, "ret == chInfo._size", kSource)) {
     return false;
   }
-  const bool noBlocks = decode<bInfo>(table.get(), swap).translateSize == 0;
-  if (noBlocks) {
+  if (length == tableLength(0)) {
     StartWriting(fCaseStartPos, FirstBlockPos());
     return true;
   }

@@ -25,6 +25,11 @@ zcmpsFilestr::zcmpsFilestr(const VORN_FileStream& plain)
     : VORN_FileStream(plain), fData(std::make_unique<Data>(SharedFile().get(), Openings())) {}
 
 zcmpsFilestr::~zcmpsFilestr() noexcept(false) {
+  if (fData->interrupted && DestroyedByUnwinding()) {
+    // The owner gives up behind a write that raised: finished now, the file would look as if it were whole.
+    fData->EndWorker();
+    return;
+  }
   try {
     zcmpsFilestr::Close();
   } catch (...) {
@@ -113,6 +118,7 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
     return;
   }
   bIsWriting = true;
+  fData->extends = true;
   setMultiThread(0);
 }
 
@@ -147,7 +153,9 @@ std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
   }
   // The source is never written through.
   ReadRequest request{static_cast<unsigned char*>(const_cast<void*>(src)), n, &fFilePos};
+  fData->interrupted = !fData->extends;
   fData->Write(request);
+  fData->interrupted = false;
   return n;
 }
 

@@ -50,6 +50,8 @@ void zcmpsFilestr::Data::StartWriting(int64 start, int64 realStart) noexcept {
   availBuffSize = kBlockSize;
   finished = false;
   failed = false;
+  extends = false;
+  interrupted = false;
   truncated = 0;
 }
 

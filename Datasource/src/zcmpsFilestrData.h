@@ -124,6 +124,8 @@ class zcmpsFilestr::Data {
   bool lastDelivered = false;         // the reading worker delivered the last block and takes no request
   bool finished = false;              // table and heading of this writing session are in the file
   bool failed = false;                // a block of this writing session is lost: the file is not finished
+  bool extends = false;               // what is written follows older data, which must stay readable
+  bool interrupted = false;           // the last Write of a new file raised: bytes of it were not taken
   std::size_t truncated = 0;          // blocks that did not fit their compressed form, the live worker's apart
   unsigned int openings;              // of the base stream, when this session began
   bInfo loaded{};                     // the record of the loaded block

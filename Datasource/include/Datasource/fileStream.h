@@ -130,7 +130,7 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   bool DestroyedByUnwinding() const noexcept;
 
  private:
-  class Data;
+  class DATASOURCE_LOCAL Data;
   friend struct VORN_FileStreamPeer;  // the tests' view of the fields
 
   void ReadThroughBuffer(ReadRequest& request);

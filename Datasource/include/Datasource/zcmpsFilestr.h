@@ -39,7 +39,8 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   zcmpsFilestr(const zcmpsFilestr&) = delete;
   zcmpsFilestr& operator=(const zcmpsFilestr&) = delete;
 
-  /// Closes the stream, which finishes a file that is being written, also while the stack unwinds.
+  /// Closes the stream, which finishes a file that is being written, also while the stack unwinds; except
+  /// a new file behind a Write that raised, since it would then look whole and is not.
   ~zcmpsFilestr() noexcept(false) override;
 
   /// Chooses who compresses and decompresses from the next setRow0Pos or readFilePosInfo on: 0 this
@@ -102,7 +103,7 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   int Flush() const override;
 
  private:
-  class Data;
+  class DATASOURCE_LOCAL Data;
   friend struct zcmpsFilestrPeer;  // the tests' view of the fields
 
   bool OpenForUpdate();

@@ -54,7 +54,7 @@ class DATASOURCE_API sfSemaphore {
   void waitSemaphore();
 
  private:
-  struct Core;
+  struct DATASOURCE_LOCAL Core;
   std::shared_ptr<Core> core_;
   friend class sfThreadPoolBase;
 };
@@ -123,7 +123,7 @@ class DATASOURCE_API sfThreadPoolBase {
   explicit sfThreadPoolBase(int threadCount);
 
  private:
-  struct State;
+  struct DATASOURCE_LOCAL State;
   std::unique_ptr<State> state_;
   friend class sfSemaphore;
 };

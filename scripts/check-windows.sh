@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Builds the library, casefile and all tests for 64-bit Windows and runs the tests under wine:
+#   scripts/check-windows.sh [CTEST-ARGUMENT...]
+# Needs the packages of `scripts/setup.sh windows`, which it installs when they are missing, and
+# leaves the wine prefix in the user's cache folder (see cmake/wine-emulator.sh).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+jobs=${DATASOURCE_JOBS:-$(nproc)}
+scripts/setup.sh windows
+scripts/fetch-lz4.sh build/windows/lz4-source
+cmake --preset windows >/dev/null
+cmake --build --preset windows --parallel "$jobs" -- --quiet
+# Wine's first start takes seconds; no test is to pay for it.
+cmake/wine-emulator.sh cmd /c ver
+ctest --preset windows --parallel "$jobs" "$@"

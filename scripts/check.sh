@@ -1,0 +1,106 @@
+#!/usr/bin/env bash
+# Runs named checks and stops at the first that fails: scripts/check.sh [CHECK...]
+#   gcc debug clang static  the library, its tools and all tests in that configuration
+#   asan tsan               the same under the address and undefined-behaviour, or thread sanitizer
+#   format tidy             clang-format; clang-tidy, of everything but the tests
+#   exports install tree    the exported symbols; install and use; the shape of the source tree
+#   windows                 all tests on 64-bit Windows, under wine
+# Without a name: all but windows. Each builds in build/NAME (gcc in build/release); what a check
+# needs is installed first. DATASOURCE_JOBS limits the jobs that run at once.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+checks=(gcc clang debug asan tsan static format tidy exports install tree)
+jobs=${DATASOURCE_JOBS:-$(nproc)}
+
+# Says something only when it fails.
+configure() {
+  local log
+  log=$(cmake --preset "$1" 2>&1) || {
+    echo "$log"
+    return 1
+  }
+}
+
+# build PRESET [TARGET]
+build() {
+  configure "$1"
+  cmake --build --preset "$1" --parallel "$jobs" --target "${2:-all}" -- --quiet
+}
+
+# run_tests PRESET [CTEST-ARGUMENT...]
+run_tests() {
+  ctest --preset "$1" --parallel "$jobs" "${@:2}"
+}
+
+build_and_test() {
+  build "$1"
+  run_tests "$@"
+}
+
+# The packaging tests of one label.
+run_label() {
+  run_tests release --label-regex "^$1\$"
+}
+
+format() {
+  find Datasource tools examples tests bench '(' -name '*.h' -o -name '*.cpp' ')' \
+    -exec clang-format --dry-run --Werror {} +
+}
+
+# Needs no build: clang-tidy compiles for itself.
+tidy() {
+  configure clang
+  run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|tools|examples|bench)/"
+}
+
+run_check() {
+  case $1 in
+    gcc) build_and_test release ;;
+    clang | debug) build_and_test "$1" --label-exclude 'install|tree' ;;
+    static) build_and_test static --label-exclude tree ;;
+    asan | tsan) build_and_test "$1" --label-exclude 'exports|install|tree' ;;
+    format | tidy) "$1" ;;
+    exports) build release Datasource && run_label exports ;;
+    install) build release && run_label install ;;
+    tree) configure release && run_label tree ;;
+    windows) scripts/check-windows.sh ;;
+  esac
+}
+
+packages_for() {
+  case $1 in
+    clang | format | tidy) echo check ;;
+    windows) echo windows ;;
+    *) echo build ;;
+  esac
+}
+
+for name in "$@"; do
+  if [[ " ${checks[*]} windows " != *" $name "* ]]; then
+    echo "check.sh: no such check: $name" >&2
+    exit 2
+  fi
+done
+if [ $# -gt 0 ]; then
+  checks=("$@")
+fi
+
+for name in "${checks[@]}"; do
+  echo "== $name"
+  started=$SECONDS
+  # A shell of its own, outside any condition: there its first failing command ends it.
+  set +e
+  (
+    set -e
+    scripts/setup.sh "$(packages_for "$name")"
+    run_check "$name"
+  )
+  status=$?
+  set -e
+  if [ "$status" -ne 0 ]; then
+    echo "== $name: FAILED" >&2
+    exit 1
+  fi
+  echo "== $name: passed in $((SECONDS - started)) s"
+done

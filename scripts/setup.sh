@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]
+#   build    what building, testing and demonstrating needs (the default)
+#   check    clang, clang-tidy and clang-format
+#   windows  the cross compiler and wine
+# As root it installs without a question; any other user is told what root would have to install.
+# Where nothing is missing it changes nothing and needs no network.
+set -euo pipefail
+
+packages_build=(
+  g++ cmake ninja-build python3 binutils
+  zlib1g-dev liblz4-dev libssl-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
+  ieee-data
+)
+packages_check=(clang clang-tidy clang-format)
+packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
+
+wanted=()
+for group in "${@:-build}"; do
+  case $group in
+    build) wanted+=("${packages_build[@]}") ;;
+    check) wanted+=("${packages_build[@]}" "${packages_check[@]}") ;;
+    windows) wanted+=("${packages_build[@]}" "${packages_windows[@]}") ;;
+    *)
+      echo "setup.sh: no such group: $group (build, check, windows)" >&2
+      exit 2
+      ;;
+  esac
+done
+
+if ! command -v dpkg-query >/dev/null; then
+  echo "setup.sh: this is no Debian; it needs what these packages hold: ${wanted[*]}" >&2
+  exit 1
+fi
+
+missing=()
+for package in "${wanted[@]}"; do
+  if ! dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q ' installed$'; then
+    missing+=("$package")
+  fi
+done
+if [ "${#missing[@]}" -eq 0 ]; then
+  exit 0
+fi
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo "setup.sh: missing packages; as root: apt-get install --no-install-recommends ${missing[*]}" >&2
+  exit 1
+fi
+
+export DEBIAN_FRONTEND=noninteractive
+echo "setup.sh: installing ${missing[*]}"
+apt-get -q -o Acquire::Retries=3 update || {
+  sleep 5
+  apt-get -q -o Acquire::Retries=3 update
+}
+apt-get -q -y -o Acquire::Retries=3 -o Dpkg::Use-Pty=0 install --no-install-recommends "${missing[@]}" </dev/null

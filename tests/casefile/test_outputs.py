@@ -1,0 +1,215 @@
+import os
+import signal
+import stat
+import subprocess
+import time
+
+from support import BLOCK, DEADLINE, HEADER, CasefileTest, hardly_compressible, positions, posix_only
+
+
+class ExistingOutput(CasefileTest):
+    def setUp(self):
+        super().setUp()
+        self.pack(b"rows")
+        self.write("in", HEADER + b"other rows")
+        self.write("out", b"precious")
+
+    def commands(self):
+        return [("pack", "in", "out"), ("unpack", "file.case", "out"), ("recover", "file.case", "out")]
+
+    def test_is_refused(self):
+        for arguments in self.commands():
+            result = self.run_casefile(*arguments, cwd=self.folder, expect=1)
+            self.assert_says(result, "casefile: out: is there already (--force replaces it)")
+            self.assertEqual(self.read("out"), b"precious")
+            self.assertEqual(self.names(), ["file.case", "in", "out"])
+
+    def test_is_replaced_when_forced(self):
+        for arguments in self.commands():
+            self.write("out", b"precious")
+            self.run_casefile(*arguments, "--force", cwd=self.folder)
+            self.assertNotEqual(self.read("out"), b"precious")
+            self.assertEqual(self.names(), ["file.case", "in", "out"])
+
+    def test_is_untouched_when_the_work_fails_although_forced(self):
+        damaged = bytearray(self.read("file.case"))
+        damaged[len(HEADER) + 26] ^= 1
+        self.write("file.case", damaged)
+        self.write("in", os.urandom(BLOCK + 10))
+        self.run_casefile("pack", "--force", "--row0", "5", "in", "out", cwd=self.folder, expect=1)
+        self.run_casefile("unpack", "--force", "file.case", "out", cwd=self.folder, expect=1)
+        self.assertEqual(self.read("out"), b"precious")
+        self.assertEqual(self.names(), ["file.case", "in", "out"])
+
+    def test_folder_is_never_replaced(self):
+        (self.folder / "sub").mkdir()
+        for force in [(), ("--force",)]:
+            result = self.run_casefile("pack", *force, "in", "sub", cwd=self.folder, expect=1)
+            self.assert_says(result, "casefile: sub: ")
+        self.assertTrue((self.folder / "sub").is_dir())
+
+    def test_journal_beside_the_name_is_refused_and_goes_when_forced(self):
+        self.write("new.journal", b"of a file that is gone")
+        result = self.run_casefile("pack", "in", "new", cwd=self.folder, expect=1)
+        self.assert_says(result, "new.journal is there")
+        self.run_casefile("pack", "--force", "in", "new", cwd=self.folder)
+        self.assertNotIn("new.journal", self.names())
+
+    @posix_only
+    def test_access_rights_stay_when_it_is_replaced(self):
+        os.chmod(self.path("out"), 0o640)
+        self.run_casefile("pack", "--force", self.path("in"), self.path("out"))
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("out")).st_mode), 0o640)
+
+    @posix_only
+    def test_access_rights_of_a_new_file_follow_the_mask(self):
+        self.run_casefile("pack", self.path("in"), self.path("new"), umask=0o027)
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("new")).st_mode), 0o640)
+
+    @posix_only
+    def test_link_is_followed_when_forced(self):
+        os.symlink("out", self.path("link"))
+        self.run_casefile("unpack", "--force", self.path("file.case"), self.path("link"))
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertEqual(self.read("out"), HEADER + b"rows")
+
+    @posix_only
+    def test_device_is_written_to_and_stays_one(self):
+        self.run_casefile("unpack", self.path("file.case"), "/dev/null")
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+        result = self.run_casefile("pack", "--force", self.path("in"), "/dev/null", expect=1)
+        self.assert_says(result, "no regular file")
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+
+
+def without_rights_over_all_files():
+    """Lets even the superuser's program obey access rights."""
+    import ctypes
+    drop_from_bounding_set, dac_override, dac_read_search, fowner = 24, 1, 2, 3
+    if os.geteuid() == 0:
+        for capability in [dac_override, dac_read_search, fowner]:
+            if ctypes.CDLL(None).prctl(drop_from_bounding_set, capability, 0, 0, 0) != 0:
+                raise OSError("the superuser's rights cannot be dropped")
+
+
+@posix_only
+class ReadOnly(CasefileTest):
+    def setUp(self):
+        super().setUp()
+        (self.folder / "sub").mkdir()
+        self.before = self.pack(b"rows", "sub/file.case")
+        self.write("in", HEADER)
+        self.addCleanup(os.chmod, self.path("sub"), 0o755)
+
+    def run_restricted(self, *arguments):
+        result = self.run_casefile(*arguments, cwd=self.folder, preexec_fn=without_rights_over_all_files, expect=1)
+        self.assert_says(result, "Permission denied")
+        self.assert_message_form(result, next(name for name in reversed(arguments) if name.startswith("sub/")))
+        self.assertEqual(os.listdir(self.path("sub")), ["file.case"])
+        self.assertEqual(self.read("sub/file.case"), self.before)
+
+    def test_folder(self):
+        os.chmod(self.path("sub"), 0o555)
+        self.run_restricted("pack", "in", "sub/out")
+        self.run_restricted("unpack", "sub/file.case", "sub/out")
+        self.run_restricted("recover", "sub/file.case", "sub/out")
+        self.run_restricted("append", "sub/file.case", "in")
+        self.run_casefile("verify", self.path("sub/file.case"), preexec_fn=without_rights_over_all_files)
+
+    def test_file(self):
+        os.chmod(self.path("sub/file.case"), 0o444)
+        self.run_restricted("append", "sub/file.case", "in")
+
+    def test_unreadable_file(self):
+        os.chmod(self.path("sub/file.case"), 0)
+        self.run_casefile("verify", self.path("sub/file.case"), preexec_fn=without_rights_over_all_files, expect=2)
+
+
+@posix_only
+class FullDisk(CasefileTest):
+    LIMIT = 1000000
+
+    def run_limited(self, *arguments):
+        import resource
+        result = self.run_casefile(*arguments, cwd=self.folder, expect=1, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_FSIZE, (self.LIMIT, self.LIMIT)))
+        self.assert_says(result, "casefile: out: cannot be written: File too large")
+        self.assertNotIn("out", self.names())
+        self.assertEqual([name for name in self.names() if name.endswith(".tmp")], [])
+
+    def test_pack_in_both_modes(self):
+        self.write("in", HEADER + hardly_compressible(3 * BLOCK))
+        for threads in "01":
+            self.run_limited("pack", "--threads", threads, "in", "out")
+
+    def test_pack_of_a_large_dictionary_part(self):
+        self.write("in", positions(3 * BLOCK))
+        self.run_limited("pack", "--row0", 2 * BLOCK, "in", "out")
+
+    def test_pack_at_every_few_bytes(self):
+        """Wherever the disk is full: an error, and nothing is left."""
+        self.write("in", HEADER + hardly_compressible(BLOCK + 1000))
+        whole = self.pack(hardly_compressible(BLOCK + 1000), "whole")
+        for limit in [0, 10, len(HEADER) + 23, len(HEADER) + 24, 100000, len(whole) - 73, len(whole) - 72,
+                      len(whole) - 25, len(whole) - 1]:
+            self.LIMIT = limit
+            for threads in "01":
+                self.run_limited("pack", "--threads", threads, "in", "out")
+
+    def test_unpack_and_recover(self):
+        self.pack(hardly_compressible(BLOCK))
+        self.run_limited("unpack", "file.case", "out")
+        self.run_limited("recover", "file.case", "out")
+
+    def test_standard_output(self):
+        self.pack(positions(BLOCK))
+        for arguments in [("unpack", self.path("file.case"), "-"), ("cat", "--from", "0", self.path("file.case")),
+                          ("info", self.path("file.case")), ("verify", self.path("file.case")), ("--help",)]:
+            with open("/dev/full", "wb") as full:
+                result = self.run_casefile(*arguments, stdout=full, expect=1)
+            self.assert_says(result, "casefile: standard output: cannot be written")
+
+
+@posix_only
+class Interrupt(CasefileTest):
+    def interrupt_pack(self, number, *more):
+        process = self.start_casefile("pack", *more, "-", self.path("out"), stdin=subprocess.PIPE)
+        process.stdin.write(HEADER + positions(BLOCK + 300000))
+        process.stdin.flush()
+        end = time.monotonic() + DEADLINE
+        while not any(name.endswith(".tmp") for name in self.names()):
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.002)
+        process.send_signal(number)
+        self.assertEqual(process.wait(DEADLINE), -number)
+        process.stdin.close()
+
+    def test_leaves_no_half_file(self):
+        for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]:
+            for threads in "01":
+                self.interrupt_pack(number, "--threads", threads)
+                self.assertEqual(self.names(), [])
+
+    def test_leaves_the_old_file_untouched(self):
+        self.write("out", b"precious")
+        self.interrupt_pack(signal.SIGINT, "--force")
+        self.assertEqual(self.names(), ["out"])
+        self.assertEqual(self.read("out"), b"precious")
+
+    def test_of_a_writer_that_waits_for_its_reader(self):
+        self.pack(positions(BLOCK))
+        process = self.start_casefile("unpack", self.path("file.case"), "-", stdout=subprocess.PIPE)
+        process.stdout.read(10)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(DEADLINE), -signal.SIGINT)
+        process.stdout.close()
+
+    def test_reader_that_goes_ends_the_program_quietly(self):
+        self.pack(positions(BLOCK))
+        process = self.start_casefile("cat", "--from", "0", self.path("file.case"), stdout=subprocess.PIPE,
+                                      stderr=subprocess.PIPE)
+        process.stdout.read(10)
+        process.stdout.close()
+        self.assertEqual(process.wait(DEADLINE), -signal.SIGPIPE)
+        self.assertEqual(process.stderr.read(), b"")
+        process.stderr.close()

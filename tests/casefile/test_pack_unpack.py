@@ -1,0 +1,161 @@
+import io
+import os
+
+from support import BLOCK, EMULATED, HEADER, P, CasefileTest, Form, hardly_compressible, positions, text_rows
+
+
+class RoundTrip(CasefileTest):
+    def check(self, case_data):
+        for pack_threads in "01":
+            self.pack(case_data, "file.case", HEADER, "--threads", pack_threads)
+            for unpack_threads in "01":
+                self.assertEqual(self.unpacked("file.case", "--threads", unpack_threads), HEADER + case_data)
+        form = Form(self.read("file.case"))
+        self.assertEqual(sum(record[2] for record in form.records), len(case_data))
+        self.run_casefile("verify", self.path("file.case"))
+
+    def test_empty_case_data(self):
+        self.check(b"")
+        self.assertEqual(self.read("file.case")[P + 24:P + 32], b"\x9c" + b"\xff" * 7)
+
+    def test_one_byte(self):
+        self.check(b"x")
+
+    def test_one_byte_less_than_a_block(self):
+        self.check(positions(BLOCK - 1))
+
+    def test_exactly_one_block(self):
+        self.check(positions(BLOCK))
+
+    def test_one_byte_more_than_a_block(self):
+        self.check(positions(BLOCK + 1))
+
+    def test_exactly_three_blocks(self):
+        self.check(positions(3 * BLOCK))
+
+    def test_three_blocks_and_a_rest(self):
+        self.check(positions(3 * BLOCK + 12345))
+
+    def test_both_ways_of_compressing_give_the_same_file(self):
+        data = positions(2 * BLOCK + 5)
+        self.assertEqual(self.pack(data, "a", HEADER, "--threads", "0"), self.pack(data, "b", HEADER, "--threads", "1"))
+
+
+class DictionaryPart(CasefileTest):
+    LINES = b"first\nsecond\nthird\n1,2\n3,4\n"
+
+    def row0_of(self, *arguments, data=LINES):
+        self.run_casefile("pack", "--force", *arguments, self.write("in", data), self.path("out"))
+        self.assertEqual(self.unpacked("out"), data)
+        return self.info("out")["row0"]
+
+    def test_first_line_when_nothing_is_said(self):
+        self.assertEqual(self.row0_of(), 6)
+
+    def test_header_lines(self):
+        self.assertEqual(self.row0_of("--header-lines", "1"), 6)
+        self.assertEqual(self.row0_of("--header-lines", "3"), 19)
+
+    def test_more_header_lines_than_lines_make_all_of_it_the_dictionary(self):
+        self.assertEqual(self.row0_of("--header-lines", "9"), len(self.LINES))
+
+    def test_row0_in_bytes(self):
+        self.assertEqual(self.row0_of("--row0", "7"), 7)
+
+    def test_row0_at_the_end_leaves_no_case_data(self):
+        self.assertEqual(self.row0_of("--row0", str(len(self.LINES))), len(self.LINES))
+
+    def test_dictionary_of_more_than_a_block(self):
+        data = positions(BLOCK + 100000)
+        self.assertEqual(self.row0_of("--row0", str(BLOCK + 5), data=data), BLOCK + 5)
+
+    def test_dictionary_file_is_put_in_front(self):
+        self.run_casefile("pack", "--dictionary", self.write("dictionary", b"columns"), self.write("in", b"rows"),
+                          self.path("out"))
+        self.assertEqual(self.unpacked("out"), b"columnsrows")
+        self.assertEqual(self.info("out")["row0"], 7)
+
+    def test_input_shorter_than_row0_is_refused(self):
+        result = self.run_casefile("pack", "--row0", "100", self.write("in", b"short"), self.path("out"), expect=1)
+        self.assert_says(result, "ends after 5 bytes")
+        self.assertEqual(self.names(), ["in"])
+
+    def test_case_data_without_a_dictionary_part_are_refused(self):
+        result = self.run_casefile("pack", "--row0", "0", self.write("in", b"rows"), self.path("out"), expect=2)
+        self.assert_says(result, "at least one byte")
+        self.assertEqual(self.names(), ["in"])
+
+    def test_empty_input(self):
+        self.run_casefile("pack", self.write("in", b""), self.path("out"))
+        self.assertEqual(self.unpacked("out"), b"")
+        self.run_casefile("verify", self.path("out"))
+
+
+class IncompressibleBlock(CasefileTest):
+    def test_is_an_error_that_names_the_block_and_leaves_nothing(self):
+        data = HEADER + text_rows(BLOCK) + os.urandom(BLOCK) + text_rows(100)
+        for threads in "01":
+            result = self.run_casefile("pack", "--threads", threads, self.write("in", data), self.path("out"), expect=1)
+            self.assert_says(result, f"block 1 (logical bytes {P + BLOCK} to {P + 2 * BLOCK - 1})")
+            self.assert_message_form(result, self.path("out"))
+            self.assertEqual(self.names(), ["in"])
+
+    def test_hardly_compressible_data_are_no_error(self):
+        data = hardly_compressible(BLOCK + 77)
+        self.pack(data)
+        self.assertEqual(self.unpacked(), HEADER + data)
+
+
+class Cat(CasefileTest):
+    def setUp(self):
+        super().setUp()
+        self.plain = HEADER + positions(2 * BLOCK + 1000)
+        self.pack(self.plain[P:])
+
+    def test_ranges_at_logical_positions(self):
+        end = len(self.plain)
+        for start, count in [(0, 5), (0, P), (3, P), (P, 8), (P - 1, 2), (P + BLOCK - 3, 6), (P + BLOCK, 1),
+                             (P + 2 * BLOCK - 1, 1001), (end - 1, 1), (end, 1), (end + 999, 5), (0, 0),
+                             (P + 5, BLOCK + 10), (0, end)]:
+            with self.subTest(start=start, count=count):
+                result = self.run_casefile("cat", "--from", start, "--bytes", count, self.path("file.case"))
+                self.assertEqual(result.stdout, self.plain[start:start + count])
+
+    def test_without_a_count_to_the_end(self):
+        result = self.run_casefile("cat", "--from", BLOCK, self.path("file.case"))
+        self.assertEqual(result.stdout, self.plain[BLOCK:])
+
+    def test_count_beyond_the_end_is_cut(self):
+        result = self.run_casefile("cat", "--from", len(self.plain) - 4, "--bytes", 2**63 - 1, self.path("file.case"))
+        self.assertEqual(result.stdout, self.plain[-4:])
+
+
+class StandardStreams(CasefileTest):
+    def test_pack_from_standard_input_and_unpack_to_standard_output_keep_every_byte(self):
+        every_byte = bytes(range(256)) * 1000 + b"\r\n\x1a\r\n"
+        self.pack(every_byte)
+        self.assertEqual(self.unpacked(), HEADER + every_byte)
+
+    def test_append_from_standard_input(self):
+        self.pack(b"old")
+        self.run_casefile("append", self.path("file.case"), input=b"-new")
+        self.run_casefile("append", self.path("file.case"), "-", input=b"-newer")
+        self.assertEqual(self.unpacked(), HEADER + b"old-new-newer")
+
+
+class Names(CasefileTest):
+    def test_blanks_and_letters_outside_ascii(self):
+        for name in ["with blank", "\u00e4\u00f6\u00fc", "\u6f22\u5b57", "\U0001f600", "a'b"]:
+            with self.subTest(name=name):
+                data = positions(1000)
+                self.pack(data, name)
+                self.assertEqual(self.unpacked(name), HEADER + data)
+                self.run_casefile("append", self.path(name), self.write(name + " more", b"more"))
+                self.run_casefile("verify", self.path(name))
+                self.run_casefile("recover", self.path(name), self.path(name + " rescued"))
+                self.assertEqual(self.unpacked(name + " rescued"), HEADER + data + b"more")
+                self.assertEqual(self.info(name)["file"], self.path(name))
+
+    def test_name_that_begins_with_a_dash_follows_two_dashes(self):
+        self.pack(b"rows", "-x")
+        self.run_casefile("verify", "--", "-x", cwd=self.folder)

@@ -1,0 +1,111 @@
+from support import HEADER, CasefileTest
+
+COMMANDS = ["pack", "append", "unpack", "cat", "info", "verify", "recover"]
+
+
+class Help(CasefileTest):
+    def test_lists_every_command(self):
+        text = self.run_casefile("--help").stdout.decode()
+        for command in COMMANDS:
+            self.assertIn("  " + command, text)
+
+    def test_of_each_command_has_an_example(self):
+        for command in COMMANDS:
+            text = self.run_casefile(command, "--help").stdout.decode()
+            self.assertIn("Example:", text)
+            self.assertIn(f"casefile {command} ", text)
+
+    def test_version(self):
+        self.assertRegex(self.run_casefile("--version").stdout.decode(), r"^casefile \d+\.\d+\.\d+\s*$")
+
+
+class WrongUsage(CasefileTest):
+    def check(self, *arguments):
+        result = self.run_casefile(*arguments, expect=2)
+        self.assertRegex(result.stderr.decode().replace("\r", ""), r"^casefile: .+\nTry 'casefile.* --help'\.\n$")
+        self.assertEqual(result.stdout, b"")
+        self.assertEqual(self.names(), [])
+
+    def test_no_command(self):
+        self.check()
+
+    def test_unknown_command(self):
+        self.check("frobnicate")
+
+    def test_unknown_option_of_each_command(self):
+        for command in COMMANDS:
+            self.check(command, "--frobnicate", "a", "b")
+
+    def test_missing_operands_of_each_command(self):
+        for command in COMMANDS:
+            self.check(command)
+        for command in ["pack", "unpack", "recover"]:
+            self.check(command, "a")
+        self.check("cat", "a")
+        self.check("cat", "--from", "3")
+
+    def test_too_many_operands(self):
+        self.check("verify", "a", "b")
+
+    def test_numbers_that_are_none(self):
+        for number in ["-1", "x", "1.5", "0x10", "99999999999999999999", ""]:
+            self.check("cat", "--from", number, "a")
+            self.check("pack", "--row0", number, "a", self.path("b"))
+        self.check("verify", "-j", "0", "a")
+        self.check("pack", "--threads", "2", "a", self.path("b"))
+
+    def test_options_that_exclude_each_other(self):
+        self.check("pack", "--row0", "1", "--header-lines", "1", "a", self.path("b"))
+        self.check("pack", "--dictionary", "d", "--header-lines", "1", "a", self.path("b"))
+        self.check("info", "--progress", "--no-progress", "a")
+
+    def test_standard_output_where_it_makes_no_sense(self):
+        self.check("pack", "a", "-")
+        self.check("recover", "a", "-")
+
+
+class Progress(CasefileTest):
+    def test_is_silent_without_a_terminal(self):
+        result = self.run_casefile("pack", self.write("in", HEADER), self.path("out"))
+        self.assertEqual((result.stdout, result.stderr), (b"", b""))
+
+    def test_is_shown_when_asked_for(self):
+        result = self.run_casefile("pack", "--progress", self.write("in", HEADER * 1000), self.path("out"))
+        self.assertRegex(result.stderr.decode(), r"14\.0 kB of 14\.0 kB, [\d.]+ MB/s")
+        result = self.run_casefile("verify", "--no-progress", self.path("out"))
+        self.assertEqual(result.stderr, b"")
+
+
+class UnreadableInput(CasefileTest):
+    def test_missing_file(self):
+        for arguments in [("pack", "missing", "out"), ("unpack", "missing", "out"), ("append", "missing"),
+                          ("cat", "--from", "0", "missing"), ("info", "missing"), ("verify", "missing"),
+                          ("recover", "missing", "out")]:
+            result = self.run_casefile(*arguments, cwd=self.folder, expect=2)
+            self.assert_says(result, "casefile: missing: cannot be opened: ")
+            self.assertEqual(self.names(), [])
+
+    def test_file_of_another_kind(self):
+        for name, data in [("empty", b""), ("short", b"abc"), ("text", b"just text\n" * 1000), ("zeros", bytes(100000)),
+                           ("counting", bytes(range(256)) * 100)]:
+            self.write(name, data)
+            for arguments in [("unpack", name, "out"), ("append", name), ("cat", "--from", "0", name), ("info", name),
+                              ("verify", name), ("recover", name, "out")]:
+                with self.subTest(arguments=arguments):
+                    result = self.run_casefile(*arguments, cwd=self.folder, expect=2)
+                    self.assert_says(result, f"casefile: {name}: ")
+            self.assertNotIn("out", self.names())
+            self.assertEqual(self.read(name), data)
+
+    def test_folder(self):
+        (self.folder / "sub").mkdir()
+        for arguments in [("verify", "sub"), ("unpack", "sub", "out"), ("pack", "sub", "out")]:
+            self.run_casefile(*arguments, cwd=self.folder, expect=2)
+        self.assertEqual(self.names(), ["sub"])
+
+    def test_no_heading_at_the_row0_that_was_told(self):
+        self.pack(b"rows")
+        result = self.run_casefile("verify", "--row0", "5", self.path("file.case"), expect=2)
+        self.assert_says(result, "no heading at row-0 position 5")
+        self.run_casefile("verify", "--row0", 2**63 - 1, self.path("file.case"), expect=2)
+        self.run_casefile("verify", "--row0", len(HEADER), self.path("file.case"))

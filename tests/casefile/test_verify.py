@@ -1,0 +1,151 @@
+import random
+import struct
+from concurrent.futures import ThreadPoolExecutor
+
+from support import BLOCK, HEADER, P, CasefileTest, Form, positions, sweep, text_rows
+
+
+class Sound(CasefileTest):
+    def test_any_number_of_threads(self):
+        self.pack(positions(3 * BLOCK + 5))
+        for jobs in [1, 2, 3, 64]:
+            result = self.run_casefile("verify", "-j", jobs, self.path("file.case"))
+            self.assertEqual(result.stderr, b"")
+            self.assertIn(f"sound: 4 blocks, {3 * BLOCK + 5} bytes of case data, 0 dead bytes",
+                          result.stdout.decode())
+
+
+class DamagedBlocks(CasefileTest):
+    def setUp(self):
+        super().setUp()
+        self.data = bytearray(self.pack(positions(5 * BLOCK)))
+        self.records = Form(self.data).records
+
+    def verify(self, *texts):
+        self.write("file.case", self.data)
+        for jobs in "12":
+            result = self.run_casefile("verify", "-j", jobs, self.path("file.case"), expect=1)
+            self.assert_says(result, *texts)
+            self.assert_message_form(result, self.path("file.case"))
+        return result.stderr.decode()
+
+    def flip(self, block, offset, bit=1):
+        self.data[self.records[block][1] + offset] ^= bit
+
+    @staticmethod
+    def logical(first, last):
+        return f"logical bytes {P + first * BLOCK} to {P + (last + 1) * BLOCK - 1}"
+
+    def test_goes_on_and_names_every_range(self):
+        self.flip(1, 5000)
+        self.flip(2, 5000)
+        self.flip(4, 5000)
+        text = self.verify(f"damaged: {self.logical(1, 2)}, {self.logical(4, 4)}")
+        for block in [1, 2, 4]:
+            self.assertIn(f"block {block} ({self.logical(block, block)}): ", text)
+        self.assertNotIn("block 0 ", text)
+        self.assertNotIn("block 3 ", text)
+
+    def test_check_value(self):
+        self.flip(0, self.records[0][3] - 1)
+        self.verify("block 0 ", "incorrect data check")
+
+    def test_zlib_header(self):
+        self.flip(0, 0)
+        self.verify("block 0 ", "the zlib stream is damaged")
+
+    def test_first_and_last_block(self):
+        self.flip(0, 100)
+        self.flip(4, 100)
+        self.verify(f"damaged: {self.logical(0, 0)}, {self.logical(4, 4)}")
+
+    def test_record_with_a_wrong_position_names_that_block_alone(self):
+        table = Form(self.data).table
+        struct.pack_into("<q", self.data, table + 24 * 3, 12345)
+        text = self.verify(f"damaged: {self.logical(2, 2)}\n")
+        self.assertNotIn("block 3 ", text)
+
+    def test_record_with_wrong_sizes_names_that_block_alone(self):
+        table = Form(self.data).table
+        struct.pack_into("<ii", self.data, table + 24 * 3 + 16, BLOCK - 1, self.records[2][3] - 1)
+        text = self.verify(f"block 2 ({self.logical(2, 2)}): ")
+        self.assertNotIn("block 3 ", text)
+
+    def test_end_of_the_file_inside_the_blocks(self):
+        del self.data[self.records[3][1] + 100:]
+        self.verify("the position table is not in the file")
+
+    def test_reading_commands_refuse_damaged_blocks_and_leave_nothing(self):
+        self.flip(2, 5000)
+        self.write("file.case", self.data)
+        for threads in "01":
+            result = self.run_casefile("unpack", "--threads", threads, self.path("file.case"), self.path("out"),
+                                       expect=1)
+            self.assert_says(result, f"block 2 ({self.logical(2, 2)}) is damaged")
+        self.assertEqual(self.names(), ["file.case"])
+        whole = self.run_casefile("cat", "--from", P + BLOCK, "--bytes", BLOCK, self.path("file.case")).stdout
+        self.assertEqual(whole, positions(BLOCK, BLOCK))
+        self.run_casefile("cat", "--from", P + 2 * BLOCK + 5, "--bytes", 1, self.path("file.case"), expect=1)
+
+
+class EverySingleByteChange(CasefileTest):
+    """Of heading and table: verify notices, or what is read is right; reading is right or fails."""
+
+    def sweep(self, case_data, *more):
+        plain = HEADER + case_data
+        data = self.pack(case_data)
+        form = Form(data)
+        places = list(range(P, P + 24)) + list(range(form.table, form.table_end))
+        chosen = random.Random(7)
+        changes = [(place, bits) for place in places for bits in {1, 2, 0x80, 0xFF, chosen.randrange(1, 256)}]
+
+        def check(change):
+            place, bits = change
+            name = f"{place}-{bits}.case"
+            damaged = bytearray(data)
+            damaged[place] ^= bits
+            self.write(name, damaged)
+            verified = self.run_casefile("verify", *more, "-j", "1", self.path(name), expect=None)
+            self.assertIn(verified.returncode, (0, 1, 2), change)
+            unpacked = self.run_casefile("unpack", *more, self.path(name), "-", expect=None)
+            self.assertIn(unpacked.returncode, (0, 1, 2), change)
+            if unpacked.returncode == 0 or verified.returncode == 0:
+                self.assertEqual(unpacked.stdout, plain, change)
+            (self.folder / name).unlink()
+            return verified.returncode
+
+        with ThreadPoolExecutor(2) as pool:
+            codes = list(pool.map(check, sweep(changes)))
+        self.assertNotIn(0, codes)
+
+    def test_of_a_file_with_two_blocks(self):
+        self.sweep(text_rows(BLOCK + 100))
+
+    def test_of_a_file_with_two_blocks_whose_row0_is_told(self):
+        self.sweep(text_rows(BLOCK + 100), "--row0", P)
+
+    def test_of_a_file_without_blocks(self):
+        self.sweep(b"")
+
+
+class HostileTables(CasefileTest):
+    def test_numbers_at_their_limits(self):
+        data = self.pack(text_rows(BLOCK + 100))
+        form = Form(data)
+        for offset, width, kind in [(P + 8, 8, "<q"), (P + 16, 8, "<q"), (form.table + 16, 4, "<i"),
+                                    (form.table + 20, 4, "<i"), (form.table + 24, 8, "<q"), (form.table + 32, 8, "<q"),
+                                    (form.table + 40, 4, "<i"), (form.table + 44, 4, "<i"), (form.table + 48, 8, "<q"),
+                                    (form.table + 56, 8, "<q"), (form.table + 64, 4, "<i"), (form.table + 68, 4, "<i")]:
+            largest = 2 ** (8 * width - 1) - 1
+            for value in sweep([0, -1, 24, largest, -largest - 1, largest - 24, 2 ** 31 - 1, -(2 ** 31)]):
+                damaged = bytearray(data)
+                struct.pack_into(kind, damaged, offset, value)
+                if damaged == data:
+                    continue
+                self.write("file.case", damaged)
+                for more in [(), ("--row0", P)]:
+                    with self.subTest(offset=offset, value=value, more=more):
+                        result = self.run_casefile("verify", *more, self.path("file.case"), expect=None)
+                        self.assertIn(result.returncode, (1, 2), result.stderr)
+                        told = self.run_casefile("info", *more, self.path("file.case"), expect=None)
+                        self.assertIn(told.returncode, (0, result.returncode))  # info looks into no block

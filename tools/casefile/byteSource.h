@@ -1,0 +1,42 @@
+#ifndef CASEFILE_BYTESOURCE_H
+#define CASEFILE_BYTESOURCE_H
+
+#include <cstddef>
+#include <string>
+
+#include "Datasource/file.h"
+#include "Datasource/platform/types.h"
+
+namespace casefile {
+
+/// Bytes that can be read at any file position, and the name to call them by.
+///
+/// Threads: one at a time.
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+  virtual const std::string& name() const noexcept = 0;
+  virtual int64 size() const = 0;
+  /// Returns: bytes read at `position`, fewer than `count` only at the end; 0 behind it.
+  virtual std::size_t read(void* buffer, std::size_t count, int64 position) = 0;
+};
+
+/// A file as it lies on the disk.
+class FileSource : public ByteSource {
+ public:
+  /// Raises: Failure (kRefused) when the file cannot be opened.
+  explicit FileSource(std::string name);
+  const std::string& name() const noexcept override { return name_; }
+  int64 size() const override { return size_; }
+  /// Raises: Failure (kRefused) when the file cannot be read.
+  std::size_t read(void* buffer, std::size_t count, int64 position) override;
+
+ private:
+  std::string name_;
+  VORN_File file_;
+  int64 size_;
+};
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,31 @@
+#include <algorithm>
+
+#include "failure.h"
+#include "fileNames.h"
+#include "journal.h"
+#include "options.h"
+#include "plainCopy.h"
+#include "plainOutput.h"
+#include "progress.h"
+
+namespace casefile {
+
+int cat(const CatOptions& options) {
+  refuseOpenJournal(options.file);
+  FileSource source(options.file);
+  const Layout layout = readLayout(source, locate(source, options.hint));
+  requireReadable(layout, options.file);
+  const int64 end = layout.logicalEnd();
+  const int64 from = std::min(options.from, end);
+  const int64 count = std::min(options.bytes.value_or(end), end - from);
+  PlainOutput output(kStandardStream, false);
+  {
+    Progress progress(count);
+    const bool ahead = count > static_cast<int64>(kBlockSize);
+    copyLogical(source, layout, {from, from + count}, ahead, output, progress);
+  }
+  output.commit();
+  return kDone;
+}
+
+}  // namespace casefile

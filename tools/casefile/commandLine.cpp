@@ -1,0 +1,242 @@
+#include "commandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include "failure.h"
+#include "options.h"
+#include "progress.h"
+
+namespace casefile {
+namespace {
+
+// Takes whole numbers from `least` to `most`, digits only; nothing is cut or rounded. The help shows the
+// option's own words instead.
+CLI::Validator within(int64 least, int64 most) {
+  return CLI::Validator(
+      [least, most](std::string& text) {
+        int64 value = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        const bool fits = error == std::errc() && end == text.data() + text.size() && value >= least && value <= most;
+        return fits ? std::string()
+                    : text + " is no whole number from " + std::to_string(least) + " to " + std::to_string(most);
+      },
+      "");
+}
+
+CLI::Validator notNegative() { return within(0, INT64_MAX); }
+
+// One command line: CLI11's description of it and the structures that it fills.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.allow_windows_style_options(false);  // a name may begin with a slash
+    app_.require_subcommand(1);
+    app_.set_version_flag("--version", "casefile " CASEFILE_VERSION);
+    app_.footer("casefile COMMAND --help tells about one command.");
+    addPack();
+    addAppend();
+    addUnpack();
+    addCat();
+    addInfo();
+    addVerify();
+    addRecover();
+  }
+
+  Request read(std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+      app_.parse(std::move(arguments));
+    } catch (const CLI::Success& asked) {
+      app_.exit(asked, std::cout, std::cerr);
+      return {[] {
+                std::cout.flush();
+                requirePrinted();
+                return static_cast<int>(kDone);
+              },
+              "", kDone};
+    } catch (const CLI::ParseError& error) {
+      return refuse(error.what());
+    }
+    for (const std::string* output : outputs_) {
+      if (*output == "-") {
+        return refuse("OUTPUT cannot be standard output here");
+      }
+    }
+    return std::move(request_);
+  }
+
+ private:
+  Request refuse(const std::string& what) {
+    const auto chosen = app_.get_subcommands();
+    const std::string command = chosen.empty() ? "casefile" : "casefile " + chosen.front()->get_name();
+    std::fprintf(stderr, "casefile: %s\nTry '%s --help'.\n", what.c_str(), command.c_str());
+    return {nullptr, "", kRefused};
+  }
+
+  CLI::App* addCommand(const char* name, const char* what, const char* example) {
+    CLI::App* const command = app_.add_subcommand(name, what);
+    command->footer(std::string("Example:\n  ") + example);
+    auto* const on = command->add_flag_callback(
+        "--progress", [] { Progress::show(Progress::When::always); }, "Show progress, terminal or not");
+    command
+        ->add_flag_callback(
+            "--no-progress", [] { Progress::show(Progress::When::never); }, "Show no progress")
+        ->excludes(on);
+    return command;
+  }
+
+  template <typename Options>
+  void onParsed(CLI::App* command, int (*run)(const Options&), const Options& options, const std::string& file) {
+    command->callback([this, run, &options, &file] {
+      request_.run = [run, &options] { return run(options); };
+      request_.file = file;
+    });
+  }
+
+  static void addPlace(CLI::App* command, PlaceHint& hint, bool withSwap) {
+    addRow0(command, hint.row0);
+    if (withSwap) {
+      command->add_flag("--swap", hint.swap, "The file has the other byte order than this machine");
+    }
+  }
+
+  static CLI::Option* addRow0(CLI::App* command, std::optional<int64>& row0) {
+    return command->add_option("--row0", row0, "Row-0 position: where the dictionary part ends (else it is found)")
+        ->type_name("N")
+        ->check(notNegative());
+  }
+
+  static void addThreads(CLI::App* command, int& threads, const char* what) {
+    command->add_option("--threads", threads, what)->type_name("0|1")->check(within(0, 1))->capture_default_str();
+  }
+
+  static void addForce(CLI::App* command, bool& force) {
+    command->add_flag("--force", force, "Replace OUTPUT if it is there");
+  }
+
+  static void addName(CLI::App* command, const char* what, std::string& name, const char* help) {
+    command->add_option(what, name, help)->required()->type_name("");
+  }
+
+  void addPack() {
+    CLI::App* const command = addCommand("pack", "Make a compressed data file of an uncompressed one",
+                                         "casefile pack --header-lines 1 rows.csv rows.case");
+    auto* const row0 = command->add_option("--row0", pack_.row0, "The dictionary part: the first N bytes")
+                           ->type_name("N")
+                           ->check(notNegative());
+    auto* const lines = command
+                            ->add_option("--header-lines", pack_.headerLines,
+                                         "The dictionary part: the first K lines (1 when nothing is said)")
+                            ->type_name("K")
+                            ->check(notNegative())
+                            ->excludes(row0);
+    command->add_option("--dictionary", pack_.dictionary, "The dictionary part: this file, put in front of INPUT")
+        ->type_name("FILE")
+        ->excludes(row0)
+        ->excludes(lines);
+    addThreads(command, pack_.threads, "Compress on a thread of its own");
+    addForce(command, pack_.force);
+    addName(command, "INPUT", pack_.input, "Uncompressed file, - for standard input");
+    addName(command, "OUTPUT", pack_.output, "Compressed file to make");
+    outputs_.push_back(&pack_.output);
+    onParsed(command, pack, pack_, pack_.output);
+  }
+
+  void addAppend() {
+    CLI::App* const command =
+        addCommand("append", "Put more case data behind what is there", "casefile append rows.case more.bin");
+    addPlace(command, append_.hint, false);
+    addName(command, "FILE", append_.file, "Compressed file to extend");
+    command->add_option("INPUT", append_.input, "Case data; without it, or with -, standard input")->type_name("");
+    onParsed(command, append, append_, append_.file);
+  }
+
+  void addUnpack() {
+    CLI::App* const command =
+        addCommand("unpack", "Make the uncompressed file again, byte for byte", "casefile unpack rows.case rows.csv");
+    addPlace(command, unpack_.hint, true);
+    addThreads(command, unpack_.threads, "Decompress ahead on a thread of its own");
+    addForce(command, unpack_.force);
+    addName(command, "INPUT", unpack_.input, "Compressed file");
+    addName(command, "OUTPUT", unpack_.output, "Uncompressed file to make, - for standard output");
+    onParsed(command, unpack, unpack_, unpack_.input);
+  }
+
+  void addCat() {
+    CLI::App* const command = addCommand("cat", "Write a range of the uncompressed file to standard output",
+                                         "casefile cat --from 5000000 --bytes 800 rows.case");
+    addPlace(command, cat_.hint, true);
+    command->add_option("--from", cat_.from, "First logical position")
+        ->required()
+        ->type_name("POS")
+        ->check(notNegative());
+    command->add_option("--bytes", cat_.bytes, "How many bytes (to the end when nothing is said)")
+        ->type_name("N")
+        ->check(notNegative());
+    addName(command, "FILE", cat_.file, "Compressed file");
+    onParsed(command, cat, cat_, cat_.file);
+  }
+
+  void addInfo() {
+    CLI::App* const command =
+        addCommand("info", "Tell what a compressed file holds", "casefile info --blocks rows.case");
+    addPlace(command, info_.hint, true);
+    command->add_flag("--blocks", info_.blocks, "A row for each block");
+    command->add_flag("--json", info_.json, "As JSON, for programs");
+    addName(command, "FILE", info_.file, "Compressed file");
+    onParsed(command, info, info_, info_.file);
+  }
+
+  void addVerify() {
+    CLI::App* const command =
+        addCommand("verify", "Check heading, table and every block", "casefile verify -j 2 rows.case");
+    addPlace(command, verify_.hint, true);
+    constexpr int kMostJobs = 1024;
+    command->add_option("-j", verify_.jobs, "Threads (as many as the machine runs at once when nothing is said)")
+        ->type_name("N")
+        ->check(within(1, kMostJobs));
+    addName(command, "FILE", verify_.file, "Compressed file");
+    onParsed(command, verify, verify_, verify_.file);
+  }
+
+  void addRecover() {
+    CLI::App* const command = addCommand("recover", "Rebuild heading and table from the blocks alone",
+                                         "casefile recover broken.case rescued.case");
+    addRow0(command, recover_.row0);
+    addForce(command, recover_.force);
+    addName(command, "INPUT", recover_.input, "Damaged file; it is not changed");
+    addName(command, "OUTPUT", recover_.output, "Compressed file to make");
+    outputs_.push_back(&recover_.output);
+    onParsed(command, recover, recover_, recover_.input);
+  }
+
+  CLI::App app_{"See, make, cut, check and rescue compressed data files.", "casefile"};
+  PackOptions pack_;
+  AppendOptions append_;
+  UnpackOptions unpack_;
+  CatOptions cat_;
+  InfoOptions info_;
+  VerifyOptions verify_;
+  RecoverOptions recover_;
+  std::vector<const std::string*> outputs_;  // those that must be files
+  Request request_;
+};
+
+}  // namespace
+
+Request readCommandLine(std::vector<std::string> arguments) {
+  auto commandLine = std::make_shared<CommandLine>();
+  Request request = commandLine->read(std::move(arguments));
+  if (request.run) {
+    request.run = [commandLine, run = std::move(request.run)] { return run(); };
+  }
+  return request;
+}
+
+}  // namespace casefile

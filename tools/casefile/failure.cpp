@@ -1,0 +1,119 @@
+#include "failure.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <new>
+#include <system_error>
+
+#include "Datasource/platform/assertion.h"
+#include "Datasource/platform/throwError.h"
+#include "Datasource/systemFileException.h"
+#include "platform/system.h"
+#include "progress.h"
+
+namespace casefile {
+namespace {
+
+void raiseBrokenRule(const wchar_t* expression, const wchar_t* /*file*/, unsigned int /*line*/) {
+  std::string text;
+  for (const wchar_t* letter = expression; *letter != L'\0'; ++letter) {
+    text.push_back(static_cast<char>(*letter));  // the library's texts are plain letters
+  }
+  throw BrokenRule(text);
+}
+
+void noteLostError(const char* where, const std::exception_ptr& error) {
+  if (std::uncaught_exceptions() > 0) {
+    return;  // the first error is the one to report
+  }
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& lost) {
+    say(where, lost.what());
+  } catch (...) {
+    say(where, "an error was lost");
+  }
+}
+
+std::map<std::string, std::string>& shownNames() {
+  static std::map<std::string, std::string> names;
+  return names;
+}
+
+std::string shown(const std::string& name) {
+  const auto found = shownNames().find(name);
+  return found == shownNames().end() ? name : found->second;
+}
+
+std::string wordsFor(const StringSysError& error) {
+  constexpr int kWriting = 1002;
+  const std::string deed = error.number() == kWriting ? "cannot be written" : "cannot be read";
+  return error.systemError() == 0 ? deed : deed + ": " + systemWords(error.systemError());
+}
+
+}  // namespace
+
+void catchLibraryReports() {
+  datasource::platform::setAssertionHandler(raiseBrokenRule);
+  datasource::platform::setLostErrorHandler(noteLostError);
+}
+
+void throwIfInterrupted() {
+  if (const int signal = platform::endRequested(); signal != 0) {
+    throw Interrupted{signal};
+  }
+}
+
+void say(const std::string& file, const std::string& what) {
+  static std::mutex oneAtATime;
+  const std::lock_guard<std::mutex> lock(oneAtATime);
+  Progress::wipeLine();
+  std::fprintf(stderr, "casefile: %s: %s\n", file.c_str(), what.c_str());
+}
+
+void requirePrinted() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw Failure("standard output", "cannot be written: " + systemWords(errno));
+  }
+}
+
+void showAs(const std::string& working, const std::string& shown) { shownNames()[working] = shown; }
+
+std::string systemWords(int error) { return std::generic_category().message(error); }
+
+int report(const std::exception_ptr& error, const std::string& file) {
+  if (const int signal = platform::endRequested(); signal != 0) {
+    Progress::wipeLine();
+    platform::endBySignal(signal);
+  }
+  try {
+    std::rethrow_exception(error);
+  } catch (const Failure& failure) {
+    say(shown(failure.file()), failure.what());
+    return failure.code();
+  } catch (const StringSysError& failure) {
+    say(shown(failure.text()), wordsFor(failure));
+    return kFailed;
+  } catch (const SystemFileException& failure) {
+    say(file, "cannot be opened again: " + systemWords(errno));
+    return kFailed;
+  } catch (const BrokenRule& broken) {
+    say(file, std::string("is damaged (") + broken.what() + ")");
+    return kFailed;
+  } catch (const std::system_error& failure) {
+    say(file, systemWords(failure.code().value()));
+    return kFailed;
+  } catch (const std::bad_alloc&) {
+    say(file, "not enough memory");
+    return kFailed;
+  } catch (const Interrupted& interrupted) {
+    platform::endBySignal(interrupted.signal);
+  } catch (const std::exception& other) {
+    say(file, other.what());
+    return kFailed;
+  }
+}
+
+}  // namespace casefile

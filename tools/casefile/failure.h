@@ -1,0 +1,67 @@
+#ifndef CASEFILE_FAILURE_H
+#define CASEFILE_FAILURE_H
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace casefile {
+
+/// What the program answers with.
+enum ExitCode : int {
+  kDone = 0,     ///< all was done; the file is sound
+  kFailed = 1,   ///< the work failed, or the file is damaged
+  kRefused = 2,  ///< wrong usage, or the input is no compressed data file or cannot be read
+};
+
+/// Why a command ends early: the file it is about, what happened, and the exit code.
+class Failure : public std::runtime_error {
+ public:
+  Failure(std::string file, const std::string& what, ExitCode code = kFailed)
+      : std::runtime_error(what), file_(std::move(file)), code_(code) {}
+  const std::string& file() const noexcept { return file_; }
+  ExitCode code() const noexcept { return code_; }
+
+ private:
+  std::string file_;
+  ExitCode code_;
+};
+
+/// Ends a command because a signal asked for it.
+struct Interrupted {
+  int signal;
+};
+
+/// A rule of the library that did not hold, which for a command means a damaged file.
+class BrokenRule : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Lets the library's assertions raise BrokenRule on the thread that meets them, and keeps errors that
+/// a destructor meets while another error is on its way out to itself.
+void catchLibraryReports();
+
+/// Raises Interrupted when a signal has asked the program to end.
+void throwIfInterrupted();
+
+/// Prints `casefile: FILE: WHAT` on standard error. Threads: any.
+void say(const std::string& file, const std::string& what);
+
+/// Raises: Failure when what was printed on standard output did not get there.
+void requirePrinted();
+
+/// From now on messages name `shown` where they would name the working file `working`.
+void showAs(const std::string& working, const std::string& shown);
+
+/// Prints what an exception tells. Threads: one, when a command has ended.
+/// Returns: the exit code; does not return for Interrupted.
+int report(const std::exception_ptr& error, const std::string& file);
+
+/// Returns: the system's words for an errno value.
+std::string systemWords(int error);
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,126 @@
+#include <bit>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "failure.h"
+#include "journal.h"
+#include "options.h"
+#include "progress.h"
+
+namespace casefile {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// What info tells, computed once for both forms.
+struct Facts {
+  const Layout& layout;
+  bool openJournal;
+  int64 caseBytes() const { return layout.logicalEnd() - layout.place.row0; }
+  int64 compressedBytes() const { return layout.blocksEnd() - layout.place.row0 - static_cast<int64>(kHeadingSize); }
+  double ratio() const { return static_cast<double>(caseBytes()) / static_cast<double>(compressedBytes()); }
+  const char* byteOrder() const {
+    return (std::endian::native == std::endian::little) != layout.place.swapped ? "little" : "big";
+  }
+};
+
+Json blockList(const Layout& layout) {
+  Json blocks = Json::array();
+  for (std::size_t i = 0; i < layout.records.size(); ++i) {
+    const bInfo& record = layout.records[i];
+    blocks.push_back({{"index", i},
+                      {"logicalPosition", record.orginalPos},
+                      {"logicalSize", record.orginalSize},
+                      {"filePosition", record.translatePos},
+                      {"fileSize", record.translateSize}});
+  }
+  return blocks;
+}
+
+Json faultList(const Layout& layout) {
+  Json faults = Json::array();
+  for (const Fault& fault : layout.faults) {
+    faults.push_back({{"block", fault.block ? Json(*fault.block) : Json(nullptr)}, {"what", fault.what}});
+  }
+  return faults;
+}
+
+void printJson(const InfoOptions& options, const Facts& facts) {
+  const Layout& layout = facts.layout;
+  Json json = {{"file", options.file},
+               {"fileSize", layout.fileSize},
+               {"logicalSize", layout.logicalEnd()},
+               {"row0", layout.place.row0},
+               {"byteOrder", facts.byteOrder()},
+               {"swapped", layout.place.swapped},
+               {"caseDataSize", facts.caseBytes()},
+               {"compressedSize", facts.compressedBytes()},
+               {"ratio", facts.compressedBytes() > 0 ? Json(facts.ratio()) : Json(nullptr)},
+               {"blockSize", kBlockSize},
+               {"blockCount", layout.records.size()},
+               {"tablePosition", layout.heading._infoPos},
+               {"tableSize", layout.heading._size},
+               {"deadBytes", layout.deadBytes()},
+               {"unfinishedAppend", facts.openJournal},
+               {"faults", faultList(layout)}};
+  if (options.blocks) {
+    json["blocks"] = blockList(layout);
+  }
+  const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
+  std::printf("%s\n", text.c_str());
+}
+
+void printRow(const char* name, const std::string& value) { std::printf("%-16s%s\n", name, value.c_str()); }
+
+std::string size(int64 bytes) {
+  const std::string exact = std::to_string(bytes) + " bytes";
+  return bytes < 1000 ? exact : exact + " (" + readable(bytes) + ")";
+}
+
+void printText(const InfoOptions& options, const Facts& facts) {
+  const Layout& layout = facts.layout;
+  printRow("file", options.file);
+  printRow("file size", size(layout.fileSize));
+  printRow("logical size", size(layout.logicalEnd()));
+  printRow("row 0", std::to_string(layout.place.row0));
+  printRow("byte order", std::string(facts.byteOrder()) + "-endian");
+  printRow("case data", size(facts.caseBytes()));
+  printRow("compressed", size(facts.compressedBytes()));
+  if (facts.compressedBytes() > 0) {
+    std::printf("%-16s%.2f\n", "ratio", facts.ratio());
+  }
+  printRow("blocks", std::to_string(layout.records.size()));
+  printRow("position table", size(layout.heading._size) + " at " + std::to_string(layout.heading._infoPos));
+  printRow("dead bytes", size(layout.deadBytes()));
+  for (const Fault& fault : layout.faults) {
+    printRow("fault", (fault.block ? "block " + std::to_string(*fault.block) + ": " : "") + fault.what);
+  }
+  if (!options.blocks) {
+    return;
+  }
+  std::printf("\n%8s%20s%12s%20s%12s\n", "block", "logical position", "size", "file position", "size");
+  for (std::size_t i = 0; i < layout.records.size(); ++i) {
+    const bInfo& record = layout.records[i];
+    std::printf("%8zu%20lld%12ld%20lld%12ld\n", i, static_cast<long long>(record.orginalPos),
+                static_cast<long>(record.orginalSize), static_cast<long long>(record.translatePos),
+                static_cast<long>(record.translateSize));
+  }
+}
+
+}  // namespace
+
+int info(const InfoOptions& options) {
+  const bool openJournal = mentionOpenJournal(options.file);
+  FileSource source(options.file);
+  const Layout layout = readLayout(source, locate(source, options.hint));
+  const Facts facts{layout, openJournal};
+  if (options.json) {
+    printJson(options, facts);
+  } else {
+    printText(options, facts);
+  }
+  requirePrinted();
+  return layout.faults.empty() ? kDone : kFailed;
+}
+
+}  // namespace casefile

@@ -1,0 +1,200 @@
+#include "layout.h"
+
+#include <algorithm>
+#include <array>
+
+#include "failure.h"
+
+namespace casefile {
+namespace {
+
+constexpr auto kBlock = static_cast<int64>(kBlockSize);
+constexpr auto kRecord = static_cast<int64>(kRecordSize);
+constexpr auto kHead = static_cast<int64>(kHeadingSize);
+
+std::string number(int64 value) { return std::to_string(value); }
+
+// Checks heading and table of one file; faults are collected in the layout.
+class LayoutReader {
+ public:
+  LayoutReader(ByteSource& source, const Place& place) : source_(source) {
+    layout_.place = place;
+    layout_.fileSize = source.size();
+  }
+
+  Layout run() {
+    if (readHeading() && readTable()) {
+      checkLogicalPositions();
+      checkFilePositions();
+      checkSizes();
+    }
+    return std::move(layout_);
+  }
+
+ private:
+  void fault(const std::string& what) { layout_.faults.push_back({what, std::nullopt, true}); }
+  void blockFault(std::size_t block, const std::string& what, bool hinders = true) {
+    layout_.faults.push_back({what, block, hinders});
+  }
+
+  bool readHeading() {
+    std::array<unsigned char, kHeadingSize> bytes{};
+    if (source_.read(bytes.data(), bytes.size(), layout_.place.row0) != bytes.size()) {
+      fault("the file ends inside the heading");
+      return false;
+    }
+    layout_.heading = decode<compressionHeading>(bytes.data(), layout_.place.swapped);
+    const compressionHeading& heading = layout_.heading;
+    if (heading._caseStartPos != layout_.place.row0) {
+      fault("the heading names " + number(heading._caseStartPos) + " as its position");
+    }
+    if (heading._size < kRecord || heading._size % kRecord != 0) {
+      fault("the heading gives " + number(heading._size) + " as the table's length");
+      return false;
+    }
+    if (heading._infoPos < layout_.place.row0 + kHead || heading._infoPos > layout_.fileSize ||
+        heading._size > layout_.fileSize - heading._infoPos) {
+      fault("the position table is not in the file (" + number(heading._size) + " bytes at " +
+            number(heading._infoPos) + ", the file has " + number(layout_.fileSize) + ")");
+      return false;
+    }
+    return true;
+  }
+
+  bool readTable() {
+    const compressionHeading& heading = layout_.heading;
+    // A table longer than blocks of one byte would need is no table; nothing is allocated for it.
+    if (heading._size / kRecord - 1 > heading._infoPos - layout_.place.row0 - kHead) {
+      fault("the position table has more records than the file has room for blocks");
+      return false;
+    }
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(heading._size));
+    if (source_.read(bytes.data(), bytes.size(), heading._infoPos) != bytes.size()) {
+      fault("the position table cannot be read to its end");
+      return false;
+    }
+    checkTableHeader(decode<bInfo>(bytes.data(), layout_.place.swapped));
+    for (std::size_t at = kRecordSize; at < bytes.size(); at += kRecordSize) {
+      layout_.records.push_back(decode<bInfo>(bytes.data() + at, layout_.place.swapped));
+    }
+    return true;
+  }
+
+  void checkTableHeader(const bInfo& header) {
+    const int64 count = layout_.heading._size / kRecord - 1;
+    if (header.orginalPos != kHeaderRecordMark || header.translatePos != 0) {
+      fault("the position table does not begin with its mark");
+    }
+    if (header.orginalSize != kBlock) {
+      fault("the position table gives " + number(header.orginalSize) + " as the block size");
+    }
+    if (header.translateSize != count) {
+      fault("the position table announces " + number(header.translateSize) + " blocks and has " + number(count));
+    }
+  }
+
+  // A block's wrong size shows at the next block, whose start then is off the sum but on the grid of
+  // whole blocks.
+  void checkLogicalPositions() {
+    int64 expected = layout_.place.row0;
+    for (std::size_t i = 0; i < layout_.records.size(); ++i) {
+      const bInfo& record = layout_.records[i];
+      const int64 onGrid = layout_.place.row0 + static_cast<int64>(i) * kBlock;
+      if (record.orginalPos != expected && record.orginalPos == onGrid && i > 0) {
+        blockFault(i - 1, "its size does not reach to the next block");
+        expected = onGrid;
+      } else if (record.orginalPos != expected) {
+        blockFault(
+            i, "its record gives " + number(record.orginalPos) + " as its logical position, not " + number(expected));
+      }
+      layout_.logicalStarts.push_back(expected);
+      const bool believable = record.orginalSize > 0 && record.orginalSize <= kBlock;
+      expected += believable ? record.orginalSize : kBlock;
+    }
+  }
+
+  // A block's wrong compressed size shows at the next block, which then agrees with what follows it.
+  void checkFilePositions() {
+    int64 expected = layout_.place.row0 + kHead;
+    const std::size_t count = layout_.records.size();
+    for (std::size_t i = 0; i < count; ++i) {
+      const bInfo& record = layout_.records[i];
+      if (record.translatePos != expected) {
+        const int64 next = i + 1 < count ? layout_.records[i + 1].translatePos : layout_.heading._infoPos;
+        const bool fitsNext = isUsable(record) && record.translatePos + record.translateSize == next;
+        if (i > 0 && fitsNext) {
+          blockFault(i - 1, "its compressed size does not reach to the next block");
+        } else {
+          blockFault(
+              i, "its record gives " + number(record.translatePos) + " as its file position, not " + number(expected));
+        }
+        expected = fitsNext ? record.translatePos : expected;
+      }
+      expected += std::max(record.translateSize, 0);
+    }
+    if (layout_.heading._infoPos != expected) {
+      fault("the position table lies at " + number(layout_.heading._infoPos) + ", the blocks end at " +
+            number(expected));
+    }
+  }
+
+  void checkSizes() {
+    for (std::size_t i = 0; i < layout_.records.size(); ++i) {
+      const bInfo& record = layout_.records[i];
+      if (!isUsable(record) || record.translatePos + record.translateSize > layout_.fileSize) {
+        blockFault(i, "its record gives impossible sizes");
+      } else if (record.orginalSize < kBlock && i + 1 < layout_.records.size()) {
+        blockFault(i, "it is shorter than a block and not the last", false);
+      }
+    }
+  }
+
+  ByteSource& source_;
+  Layout layout_;
+};
+
+}  // namespace
+
+int64 Layout::logicalEnd() const noexcept {
+  return records.empty() ? place.row0 : logicalStarts.back() + believedSize(records.size() - 1);
+}
+
+int64 Layout::believedSize(std::size_t block) const noexcept {
+  if (block + 1 < logicalStarts.size()) {
+    return logicalStarts[block + 1] - logicalStarts[block];
+  }
+  const std::int32_t size = records[block].orginalSize;
+  return size > 0 && size <= kBlock ? size : kBlock;
+}
+
+int64 Layout::blocksEnd() const noexcept {
+  return records.empty() ? place.row0 + kHead : records.back().translatePos + records.back().translateSize;
+}
+
+std::size_t Layout::blockAt(int64 logical) const noexcept {
+  const auto after = std::upper_bound(logicalStarts.begin(), logicalStarts.end(), logical);
+  return static_cast<std::size_t>(after - logicalStarts.begin()) - 1;
+}
+
+Layout readLayout(ByteSource& source, const Place& place) { return LayoutReader(source, place).run(); }
+
+void requireReadable(const Layout& layout, const std::string& file) {
+  for (const Fault& fault : layout.faults) {
+    if (fault.hindersReading) {
+      const std::string where = fault.block ? blockName(layout, *fault.block) + ": " : "";
+      throw Failure(file, where + fault.what + " (casefile verify lists the damage, casefile recover rescues)");
+    }
+  }
+}
+
+std::string rangeName(int64 start, int64 size) {
+  return size <= 1 ? "logical byte " + number(start)
+                   : "logical bytes " + number(start) + " to " + number(start + size - 1);
+}
+
+std::string blockName(const Layout& layout, std::size_t block) {
+  return "block " + std::to_string(block) + " (" + rangeName(layout.logicalStarts[block], layout.believedSize(block)) +
+         ")";
+}
+
+}  // namespace casefile

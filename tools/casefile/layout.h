@@ -1,0 +1,64 @@
+#ifndef CASEFILE_LAYOUT_H
+#define CASEFILE_LAYOUT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "byteSource.h"
+#include "compressedForm.h"
+
+namespace casefile {
+
+/// Where the case data of a compressed file begins and in which byte order its numbers lie.
+struct Place {
+  int64 row0 = 0;
+  bool swapped = false;  ///< the other byte order than this machine's
+  bool operator==(const Place&) const = default;
+};
+
+/// One rule that heading or table break.
+struct Fault {
+  std::string what;
+  std::optional<std::size_t> block;  ///< the block it makes doubtful, or none: then it is the file
+  bool hindersReading = true;        ///< false: the data can be read all the same
+};
+
+/// Heading and position table of a compressed file, with every rule that they break.
+struct Layout {
+  Place place;
+  int64 fileSize = 0;
+  compressionHeading heading{};
+  std::vector<bInfo> records;
+  std::vector<int64> logicalStarts;  ///< where each block should start, told by its neighbours too
+  std::vector<Fault> faults;
+
+  int64 dictionarySize() const noexcept { return place.row0; }
+  /// Logical end of the case data, and size of the uncompressed file.
+  int64 logicalEnd() const noexcept;
+  /// File position behind the last block.
+  int64 blocksEnd() const noexcept;
+  int64 tableEnd() const noexcept { return heading._infoPos + heading._size; }
+  int64 deadBytes() const noexcept { return fileSize - tableEnd(); }
+  /// Uncompressed bytes of a block, told by its neighbours too.
+  int64 believedSize(std::size_t block) const noexcept;
+  /// Returns: the index of the block that holds a logical position. Requires: one does.
+  std::size_t blockAt(int64 logical) const noexcept;
+};
+
+/// Reads heading and table at `place` and checks them against each other and the file's size; blocks
+/// are not looked into.
+Layout readLayout(ByteSource& source, const Place& place);
+
+/// Raises: Failure when a fault hinders reading.
+void requireReadable(const Layout& layout, const std::string& file);
+
+/// Returns: "block 3 (logical bytes 100 to 199)"; first and last byte are named.
+std::string blockName(const Layout& layout, std::size_t block);
+/// Returns: "logical bytes 100 to 199" for the `size` bytes from `start`.
+std::string rangeName(int64 start, int64 size);
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,194 @@
+#include "locate.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "compressedForm.h"
+#include "failure.h"
+
+namespace casefile {
+namespace {
+
+constexpr std::size_t kPiece = 256 * 1024;
+constexpr std::size_t kLookAhead = kHeadingSize + 2;  // a heading and the first bytes of a zlib stream
+constexpr auto kHead = static_cast<int64>(kHeadingSize);
+constexpr auto kRecord = static_cast<int64>(kRecordSize);
+
+std::uint64_t wordAt(const unsigned char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+std::uint64_t swapped(std::uint64_t word) {
+  swapBytes(word);
+  return word;
+}
+
+}  // namespace
+
+bool beginsZlibStream(const unsigned char* bytes) noexcept {
+  constexpr unsigned kDeflate = 8;
+  return (bytes[0] & 0x0FU) == kDeflate && bytes[0] >> 4U <= 7 && (bytes[0] * 256U + bytes[1]) % 31 == 0;
+}
+
+namespace {
+
+enum class Fit { none, headingOnly, whole };
+
+// How well a heading at `place` agrees with itself and its table: `whole` when at most one of six
+// statements fails, so that one damaged field does not hide a file.
+Fit fitOf(ByteSource& source, const Place& place) {
+  std::array<unsigned char, kHeadingSize + 2> bytes{};
+  if (source.read(bytes.data(), bytes.size(), place.row0) < kHeadingSize) {
+    return Fit::none;
+  }
+  const auto heading = decode<compressionHeading>(bytes.data(), place.swapped);
+  if (heading._caseStartPos != place.row0 || heading._infoPos < place.row0 + kHead || heading._size < kRecord ||
+      heading._size % kRecord != 0) {
+    return Fit::none;
+  }
+  const Fit alone = heading._infoPos == place.row0 + kHead || beginsZlibStream(bytes.data() + kHeadingSize)
+                        ? Fit::headingOnly
+                        : Fit::none;
+  if (heading._infoPos > source.size() || heading._size > source.size() - heading._infoPos) {
+    return alone;
+  }
+  const auto recordAt = [&](int64 position) {
+    std::array<unsigned char, kRecordSize> record{};
+    source.read(record.data(), record.size(), position);
+    return decode<bInfo>(record.data(), place.swapped);
+  };
+  const int64 count = heading._size / kRecord - 1;
+  const bInfo header = recordAt(heading._infoPos);
+  int statements = (header.orginalPos == kHeaderRecordMark) + (header.translatePos == 0) +
+                   (header.orginalSize == static_cast<std::int32_t>(kBlockSize)) + (header.translateSize == count);
+  if (count == 0) {
+    statements += 2 * (heading._infoPos == place.row0 + kHead);
+  } else {
+    const bInfo first = recordAt(heading._infoPos + kRecord);
+    const bInfo last = recordAt(heading._infoPos + count * kRecord);
+    statements += first.orginalPos == place.row0 && first.translatePos == place.row0 + kHead;
+    statements += isUsable(last) && last.translatePos + last.translateSize == heading._infoPos;
+  }
+  constexpr int kNearlyAll = 5;
+  return statements >= kNearlyAll ? Fit::whole : alone;
+}
+
+// The better of both byte orders at one position.
+std::pair<Fit, Place> bestFit(ByteSource& source, int64 row0, bool onlySwapped) {
+  const Place native{row0, false};
+  const Place other{row0, true};
+  const Fit nativeFit = onlySwapped ? Fit::none : fitOf(source, native);
+  const Fit otherFit = fitOf(source, other);
+  return otherFit > nativeFit ? std::pair{otherFit, other} : std::pair{nativeFit, native};
+}
+
+Place placeAt(ByteSource& source, int64 row0, bool onlySwapped) {
+  if (const auto [fit, place] = bestFit(source, row0, onlySwapped); fit != Fit::none) {
+    return place;
+  }
+  // Heading at its place, but nonsense behind: let the faults be listed.
+  std::array<unsigned char, kHeadingSize> bytes{};
+  if (row0 < source.size() && source.read(bytes.data(), bytes.size(), row0) == bytes.size()) {
+    for (const bool swap : {false, true}) {
+      if ((swap || !onlySwapped) && decode<compressionHeading>(bytes.data(), swap)._caseStartPos == row0) {
+        return {row0, swap};
+      }
+    }
+  }
+  throw Failure(source.name(), "has no heading at row-0 position " + std::to_string(row0), kRefused);
+}
+
+}  // namespace
+
+HeadingSearch::HeadingSearch(ByteSource& source, bool onlyOwnPosition)
+    : source_(source), onlyOwnPosition_(onlyOwnPosition) {}
+
+bool HeadingSearch::load(int64 from) {
+  if (from >= pieceStart_ && from + static_cast<int64>(kLookAhead) <= pieceEnd_) {
+    return true;
+  }
+  if (from > source_.size() - static_cast<int64>(sizeof(std::uint64_t))) {
+    return false;
+  }
+  throwIfInterrupted();
+  piece_.assign(kPiece + kLookAhead, 0);
+  const std::size_t count = source_.read(piece_.data(), kPiece, from);
+  pieceStart_ = from;
+  // At the end of the file the zeros behind the bytes stand in for what is not there.
+  const bool atEnd = count < kPiece || from + static_cast<int64>(count) >= source_.size();
+  pieceEnd_ = from + static_cast<int64>(count) + (atEnd ? static_cast<int64>(kLookAhead) : 0);
+  return count >= sizeof(std::uint64_t);
+}
+
+std::optional<HeadingSearch::Find> HeadingSearch::next(int64 from) {
+  const std::uint64_t mark = static_cast<std::uint64_t>(kHeaderRecordMark);
+  const std::uint64_t swappedMark = swapped(mark);
+  int64 position = from;
+  while (load(position)) {
+    const int64 last = std::min(pieceEnd_ - static_cast<int64>(kLookAhead), source_.size());
+    for (; position <= last; ++position) {
+      const unsigned char* const bytes = piece_.data() + (position - pieceStart_);
+      const std::uint64_t word = wordAt(bytes);
+      const auto own = static_cast<std::uint64_t>(position);
+      if (word == own || word == swapped(own)) {
+        return Find{position, Sign::ownPosition};
+      }
+      if (onlyOwnPosition_) {
+        continue;
+      }
+      if (word == 0 && wordAt(bytes + 8) == 0 && wordAt(bytes + 16) == 0 && beginsZlibStream(bytes + kHeadingSize)) {
+        return Find{position, Sign::zeroHeading};
+      }
+      if ((word == mark || word == swappedMark) && wordAt(bytes + 8) == 0) {
+        return Find{position, Sign::tableBeginning};
+      }
+    }
+    if (last >= source_.size()) {
+      break;
+    }
+  }
+  return std::nullopt;
+}
+
+Place theOnlyOf(const std::vector<Place>& places, const std::string& file) {
+  if (places.size() > 1) {
+    std::string list;
+    for (const Place& place : places) {
+      list += (list.empty() ? "" : ", ") + std::to_string(place.row0);
+    }
+    throw Failure(file, "more than one heading fits (" + list + "): say which with --row0", kRefused);
+  }
+  if (places.empty()) {
+    throw Failure(file, "is no compressed data file, or its heading is lost: no heading fits", kRefused);
+  }
+  return places.front();
+}
+
+std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped) {
+  std::vector<Place> whole;
+  std::vector<Place> headingOnly;
+  HeadingSearch search(source, true);
+  int64 from = 0;
+  while (const auto find = search.next(from)) {
+    const auto [fit, place] = bestFit(source, find->position, onlySwapped);
+    from = find->position + 1;
+    if (fit == Fit::whole) {
+      whole.push_back(place);
+      from = std::max(from, readLayout(source, place).tableEnd());  // what lies inside is this file's own
+    } else if (fit == Fit::headingOnly) {
+      headingOnly.push_back(place);
+    }
+  }
+  return whole.empty() ? headingOnly : whole;
+}
+
+Place locate(ByteSource& source, const PlaceHint& hint) {
+  return hint.row0 ? placeAt(source, *hint.row0, hint.swap)
+                   : theOnlyOf(fittingPlaces(source, hint.swap), source.name());
+}
+
+}  // namespace casefile

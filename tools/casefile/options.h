@@ -1,0 +1,74 @@
+#ifndef CASEFILE_OPTIONS_H
+#define CASEFILE_OPTIONS_H
+
+#include <optional>
+#include <string>
+
+#include "Datasource/platform/types.h"
+#include "locate.h"
+
+namespace casefile {
+
+struct PackOptions {
+  std::optional<int64> row0;
+  std::optional<int64> headerLines;
+  std::string dictionary;
+  int threads = 1;
+  bool force = false;
+  std::string input;
+  std::string output;
+};
+
+struct AppendOptions {
+  PlaceHint hint;
+  std::string file;
+  std::string input = "-";
+};
+
+struct UnpackOptions {
+  PlaceHint hint;
+  int threads = 1;
+  bool force = false;
+  std::string input;
+  std::string output;
+};
+
+struct CatOptions {
+  PlaceHint hint;
+  int64 from = 0;
+  std::optional<int64> bytes;
+  std::string file;
+};
+
+struct InfoOptions {
+  PlaceHint hint;
+  bool blocks = false;
+  bool json = false;
+  std::string file;
+};
+
+struct VerifyOptions {
+  PlaceHint hint;
+  int jobs = 0;  ///< 0: as many as the machine runs at once
+  std::string file;
+};
+
+struct RecoverOptions {
+  std::optional<int64> row0;
+  bool force = false;
+  std::string input;
+  std::string output;
+};
+
+/// The commands. Each returns its exit code or raises what main reports.
+int pack(const PackOptions& options);
+int append(const AppendOptions& options);
+int unpack(const UnpackOptions& options);
+int cat(const CatOptions& options);
+int info(const InfoOptions& options);
+int verify(const VerifyOptions& options);
+int recover(const RecoverOptions& options);
+
+}  // namespace casefile
+
+#endif

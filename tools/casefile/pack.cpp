@@ -1,0 +1,112 @@
+#include <algorithm>
+#include <cstring>
+
+#include "caseData.h"
+#include "failure.h"
+#include "options.h"
+#include "pendingOutput.h"
+#include "plainInput.h"
+#include "progress.h"
+
+namespace casefile {
+namespace {
+
+// Writes the dictionary part from the input and counts what it wrote.
+class DictionaryWriter {
+ public:
+  DictionaryWriter(VORN_FileStream& out, Progress& progress) : out_(out), progress_(progress) {}
+  int64 written() const noexcept { return written_; }
+
+  void put(PlainInput& input, std::size_t count) {
+    out_.Write(input.data(), count);
+    input.take(count);
+    written_ += static_cast<int64>(count);
+    progress_.advance(static_cast<int64>(count));
+  }
+
+  void putAll(PlainInput& input) {
+    while (input.fill()) {
+      put(input, input.available());
+    }
+  }
+
+  // Returns: false when the input ends before.
+  bool putBytes(PlainInput& input, int64 count) {
+    while (written_ < count && input.fill()) {
+      put(input, static_cast<std::size_t>(std::min<int64>(count - written_, static_cast<int64>(input.available()))));
+    }
+    return written_ == count;
+  }
+
+  void putLines(PlainInput& input, int64 count) {
+    while (count > 0 && input.fill()) {
+      const void* const end = std::memchr(input.data(), '\n', input.available());
+      if (end == nullptr) {
+        put(input, input.available());
+      } else {
+        put(input, static_cast<std::size_t>(static_cast<const unsigned char*>(end) - input.data()) + 1);
+        --count;
+      }
+    }
+  }
+
+ private:
+  VORN_FileStream& out_;
+  Progress& progress_;
+  int64 written_ = 0;
+};
+
+int64 writeDictionary(const PackOptions& options, PlainInput& input, VORN_FileStream& out, Progress& progress) {
+  DictionaryWriter writer(out, progress);
+  if (!options.dictionary.empty()) {
+    PlainInput dictionary(options.dictionary);
+    writer.putAll(dictionary);
+  } else if (options.row0) {
+    if (!writer.putBytes(input, *options.row0)) {
+      throw Failure(options.input, "ends after " + std::to_string(writer.written()) +
+                                       " bytes, before the row-0 position " + std::to_string(*options.row0));
+    }
+  } else {
+    writer.putLines(input, options.headerLines.value_or(1));
+  }
+  return writer.written();
+}
+
+void writeCaseData(zcmpsFilestr& stream, PlainInput& input, Progress& progress) {
+  while (input.fill()) {
+    const std::size_t count = input.available();
+    stream.Write(input.data(), count);
+    input.take(count);
+    progress.advance(static_cast<int64>(count));
+  }
+}
+
+void writeFile(const PackOptions& options, const std::string& file) {
+  PlainInput input(options.input);
+  Progress progress(input.size());
+  OpenStream plain(file, "wb");
+  const int64 row0 = writeDictionary(options, input, plain.get(), progress);
+  if (row0 == 0 && input.fill()) {
+    throw Failure(options.input, "the dictionary part must hold at least one byte", kRefused);
+  }
+  zcmpsFilestr stream(plain.get());
+  stream.setMultiThread(options.threads);
+  stream.setRow0Pos(row0);
+  stream.Seek(row0, VORN_StrBaseIO::SeekFromStart);
+  writeCaseData(stream, input, progress);
+  if (stream.Close() == 0) {
+    throw Failure(file, "could not be finished");
+  }
+  requireAllFitted(stream, file, row0);
+}
+
+}  // namespace
+
+int pack(const PackOptions& options) {
+  PendingOutput output(options.output, options.force);
+  writeFile(options, output.workingName());
+  output.commit();
+  return kDone;
+}
+
+}  // namespace casefile

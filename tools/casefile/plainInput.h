@@ -1,0 +1,42 @@
+#ifndef CASEFILE_PLAININPUT_H
+#define CASEFILE_PLAININPUT_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "Datasource/platform/types.h"
+#include "platform/system.h"
+
+namespace casefile {
+
+/// Plain bytes from a file or from standard input, piece by piece, in order.
+///
+/// Kept in one buffer of 256 KiB: the present piece lies in it from `next_` to `end_`.
+class PlainInput {
+ public:
+  /// Raises: Failure (kRefused) when the file cannot be opened.
+  explicit PlainInput(const std::string& name);
+
+  /// Returns: how many bytes there are in all, or -1 when that is not known.
+  int64 size() const { return file_.size(); }
+
+  /// Makes sure that there is a present piece. Returns: false at the end of the data.
+  /// Raises: Failure (kRefused) when reading fails; Interrupted.
+  bool fill();
+  const unsigned char* data() const noexcept { return buffer_.data() + next_; }
+  std::size_t available() const noexcept { return end_ - next_; }
+  /// Leaves `count` bytes of the present piece behind.
+  void take(std::size_t count) noexcept { next_ += count; }
+
+ private:
+  std::string name_;
+  platform::File file_;
+  std::vector<unsigned char> buffer_;
+  std::size_t next_ = 0;
+  std::size_t end_ = 0;
+};
+
+}  // namespace casefile
+
+#endif

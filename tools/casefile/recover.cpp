@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+#include "blockChain.h"
+#include "failure.h"
+#include "fileNames.h"
+#include "journal.h"
+#include "options.h"
+#include "plainOutput.h"
+#include "progress.h"
+
+namespace casefile {
+namespace {
+
+constexpr auto kHead = static_cast<int64>(kHeadingSize);
+
+std::unique_ptr<ByteSource> open(const std::string& file) {
+  if (mentionOpenJournal(file)) {
+    return std::make_unique<SourceBeforeAppend>(file);
+  }
+  return std::make_unique<FileSource>(file);
+}
+
+// The place at a position that the user told, where the heading may say anything.
+Place placeTold(ByteSource& source, int64 row0) {
+  std::array<unsigned char, kHeadingSize> bytes{};
+  if (row0 > source.size()) {
+    throw Failure(source.name(), "ends before row-0 position " + std::to_string(row0), kRefused);
+  }
+  source.read(bytes.data(), bytes.size(), row0);
+  return {row0, decode<compressionHeading>(bytes.data(), false)._caseStartPos != row0 &&
+                    decode<compressionHeading>(bytes.data(), true)._caseStartPos == row0};
+}
+
+// Whether heading or table tell that there was more than the chain holds; says what.
+bool sayLosses(ByteSource& source, const Place& place, const BlockChain& chain, const Remainder& rest) {
+  const Layout layout = readLayout(source, place);
+  const bool headingHolds = layout.heading._caseStartPos == place.row0 && layout.heading._infoPos >= chain.fileEnd;
+  if (layout.records.size() > chain.records.size()) {
+    const std::size_t lost = layout.records.size() - chain.records.size();
+    say(source.name(), "lost: " + std::to_string(lost) + " blocks, " +
+                           rangeName(chain.logicalEnd, std::max<int64>(1, layout.logicalEnd() - chain.logicalEnd)) +
+                           (chain.fault.empty() ? "" : " (" + chain.fault + ")"));
+    return true;
+  }
+  const bool more = headingHolds ? layout.heading._infoPos > chain.fileEnd : rest.bytes > 0;
+  if (!more || rest.isTable) {
+    return false;
+  }
+  say(source.name(), "lost: whatever case data there was from logical byte " + std::to_string(chain.logicalEnd) +
+                         " on (file position " + std::to_string(chain.fileEnd) + ": " +
+                         (chain.fault.empty() ? "the file ends" : chain.fault) + ")");
+  return true;
+}
+
+class Rebuilder {
+ public:
+  Rebuilder(ByteSource& source, const BlockChain& chain, bool swapped, PlainOutput& output)
+      : source_(source), chain_(chain), swapped_(swapped), output_(output), progress_(chain.fileEnd) {}
+
+  void run() {
+    copy(0, chain_.row0);
+    put(compressionHeading{chain_.row0, chain_.fileEnd, static_cast<int64>(tableLength(chain_.records.size()))});
+    copy(chain_.row0 + kHead, chain_.fileEnd);
+    put(tableHeader(kBlockSize, chain_.records.size()));
+    for (const bInfo& record : chain_.records) {
+      put(record);
+    }
+  }
+
+ private:
+  template <typename T>
+  void put(const T& value) {
+    std::array<unsigned char, sizeof(T)> bytes{};
+    encode(value, bytes.data(), swapped_);
+    output_.write(bytes.data(), bytes.size());
+  }
+
+  void copy(int64 from, int64 to) {
+    constexpr std::size_t kPiece = 256 * 1024;
+    std::vector<unsigned char> piece(kPiece);
+    while (from < to) {
+      const auto wanted = static_cast<std::size_t>(std::min<int64>(to - from, static_cast<int64>(kPiece)));
+      const std::size_t got = source_.read(piece.data(), wanted, from);
+      if (got == 0) {
+        throw Failure(source_.name(), "became shorter while it was read", kRefused);
+      }
+      output_.write(piece.data(), got);
+      from += static_cast<int64>(got);
+      progress_.advance(static_cast<int64>(got));
+    }
+  }
+
+  ByteSource& source_;
+  const BlockChain& chain_;
+  bool swapped_;
+  PlainOutput& output_;
+  Progress progress_;
+};
+
+void refuseSameFile(const RecoverOptions& options) {
+  std::error_code none;
+  if (std::filesystem::equivalent(pathOf(options.input), pathOf(options.output), none)) {
+    throw Failure(options.output, "is the input, which is never changed", kRefused);
+  }
+}
+
+}  // namespace
+
+int recover(const RecoverOptions& options) {
+  refuseSameFile(options);
+  const std::unique_ptr<ByteSource> source = open(options.input);
+  const Place place = options.row0 ? placeTold(*source, *options.row0) : findBlocks(*source);
+  const BlockChain chain = followBlocks(*source, place.row0, true);
+  const Remainder rest = remainderBehind(*source, chain);
+  PlainOutput output(options.output, options.force);
+  Rebuilder(*source, chain, place.swapped || (rest.isTable && rest.swapped), output).run();
+  output.commit();
+  const bool lost = sayLosses(*source, place, chain, rest);
+  say(options.output, std::to_string(chain.records.size()) + " blocks, " +
+                          std::to_string(chain.logicalEnd - chain.row0) + " bytes of case data recovered");
+  return lost ? kFailed : kDone;
+}
+
+}  // namespace casefile

@@ -1,0 +1,28 @@
+#include <algorithm>
+#include <vector>
+
+#include "caseData.h"
+#include "failure.h"
+#include "journal.h"
+#include "options.h"
+#include "plainCopy.h"
+#include "plainOutput.h"
+#include "progress.h"
+
+namespace casefile {
+
+int unpack(const UnpackOptions& options) {
+  refuseOpenJournal(options.input);
+  FileSource source(options.input);
+  const Layout layout = readLayout(source, locate(source, options.hint));
+  requireReadable(layout, options.input);
+  PlainOutput output(options.output, options.force);
+  {
+    Progress progress(layout.logicalEnd());
+    copyLogical(source, layout, {0, layout.logicalEnd()}, options.threads > 0, output, progress);
+  }
+  output.commit();
+  return kDone;
+}
+
+}  // namespace casefile
