@@ -1,8 +1,10 @@
 #include "Datasource/platform/cipher.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "cipherEngine.h"
 
@@ -33,9 +35,20 @@ std::mutex& engineMutex() {
   return mutex;
 }
 
+/// Takes the mutex, but gives up after a while: where the system has ended the other threads by now, one of
+/// them may hold it for ever.
+std::unique_lock<std::mutex> lockAtExit() {
+  constexpr int kAttempts = 1000;
+  std::unique_lock lock(engineMutex(), std::try_to_lock);
+  for (int attempt = 0; !lock && attempt < kAttempts; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    static_cast<void>(lock.try_lock());
+  }
+  return lock;
+}
+
 void wipeAtExit() {
-  // Never waits: where the system has ended the other threads by now, one of them may hold the mutex.
-  const std::unique_lock lock(engineMutex(), std::try_to_lock);
+  const auto lock = lockAtExit();
   if (!lock) {
     return;
   }
