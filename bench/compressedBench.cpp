@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "Datasource/zcmpsFilestr.h"
@@ -49,16 +50,17 @@ std::vector<std::size_t> bareWrite(const std::string& name) {
 }
 
 void bareRead(const std::string& name, const std::vector<std::size_t>& lengths) {
-  static std::vector<unsigned char> compressed(kBlockSize);
-  static std::vector<unsigned char> plain(kBlockSize);
+  // Each side opens its file and makes its buffers anew.
+  const auto compressed = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
+  const auto plain = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
   const int file = open(name.c_str(), O_RDONLY);
   for (const std::size_t length : lengths) {
-    require(read(file, compressed.data(), length) == static_cast<ssize_t>(length));
+    require(read(file, compressed.get(), length) == static_cast<ssize_t>(length));
     z_stream stream{};
     require(inflateInit(&stream) == Z_OK);
-    stream.next_in = compressed.data();
+    stream.next_in = compressed.get();
     stream.avail_in = static_cast<uInt>(length);
-    stream.next_out = plain.data();
+    stream.next_out = plain.get();
     stream.avail_out = kBlockSize;
     require(inflate(&stream, Z_FINISH) == Z_STREAM_END);
     inflateEnd(&stream);

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sched.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -11,7 +12,8 @@
 #include "recordData.h"
 
 // Sequential reading with the worker, while the reader works W per block; D is the time that a block's read
-// takes here. Both W are measured in one run, so that D is this machine's.
+// takes here, measured in the same run. "cold" drops the file from the page cache before every pass, so that
+// the disk is read.
 
 namespace {
 
@@ -23,7 +25,25 @@ void workFor(Seconds duration) {
   }
 }
 
-void readWorking(const std::string& name, bool withWorker, Seconds workPerBlock) {
+void dropFromCache(const std::string& name) {
+  const int file = open(name.c_str(), O_RDONLY);
+  fdatasync(file);
+  posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+  close(file);
+}
+
+void pinToTwoProcessors() {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  CPU_SET(0, &processors);
+  CPU_SET(1, &processors);
+  sched_setaffinity(0, sizeof(processors), &processors);
+}
+
+void readWorking(const std::string& name, bool cold, bool withWorker, Seconds workPerBlock) {
+  if (cold) {
+    dropFromCache(name);
+  }
   static std::vector<unsigned char> block(kBlockSize / 4);
   VORN_FileStream stream(name.c_str(), "rb");
   if (withWorker) {
@@ -34,22 +54,29 @@ void readWorking(const std::string& name, bool withWorker, Seconds workPerBlock)
   }
 }
 
-Seconds readTimePerBlock(const std::string& name) {
+Seconds readTimePerBlock(const std::string& name, bool cold) {
+  readWorking(name, cold, false, Seconds(0));
   const auto start = Clock::now();
-  readWorking(name, false, Seconds(0));
+  readWorking(name, cold, false, Seconds(0));
   return Seconds(Clock::now() - start) / static_cast<double>(bench::kDataSize / kBlockSize);
 }
 
 void ReadAhead(benchmark::State& state) {
+  pinToTwoProcessors();
   const bench::ScratchFile file("plain");
   file.fill();
-  readTimePerBlock(file.name());
-  const Seconds work = readTimePerBlock(file.name()) * static_cast<double>(state.range(0));
+  const bool cold = state.range(1) != 0;
+  const Seconds work = readTimePerBlock(file.name(), cold) * static_cast<double>(state.range(0));
   state.counters["work_per_block_s"] = work.count();
   bench::runPaired(
-      state, bench::kDataSize, [&] { readWorking(file.name(), false, work); },
-      [&] { readWorking(file.name(), true, work); });
+      state, bench::kDataSize, [&] { readWorking(file.name(), cold, false, work); },
+      [&] { readWorking(file.name(), cold, true, work); });
 }
-BENCHMARK(ReadAhead)->ArgName("W_over_D")->Arg(0)->Arg(1)->Iterations(15)->UseManualTime()->Unit(benchmark::kSecond);
+BENCHMARK(ReadAhead)
+    ->ArgNames({"W_over_D", "cold"})
+    ->ArgsProduct({{0, 1}, {0, 1}})
+    ->Iterations(9)
+    ->UseManualTime()
+    ->Unit(benchmark::kSecond);
 
 }  // namespace

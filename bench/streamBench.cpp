@@ -41,20 +41,22 @@ std::size_t hidden(std::int64_t size) {
   return value;
 }
 
+// Each side opens its file and makes its buffer anew.
 void bareRead(const std::string& name, std::size_t record) {
-  static std::vector<unsigned char> block(kBlockSize);
+  const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
+  unsigned char* const block = buffer.get();
   const int file = open(name.c_str(), O_RDONLY);
   std::size_t start = 0;
   std::size_t valid = 0;
   for (;;) {
     while (start + record <= valid) {
-      std::memcpy(recordBuffer(), block.data() + start, record);
+      std::memcpy(recordBuffer(), block + start, record);
       benchmark::ClobberMemory();
       start += record;
     }
     const std::size_t rest = valid - start;
-    std::memmove(block.data(), block.data() + start, rest);
-    const ssize_t count = read(file, block.data() + rest, kBlockSize - rest);
+    std::memmove(block, block + start, rest);
+    const ssize_t count = read(file, block + rest, kBlockSize - rest);
     if (count <= 0) {
       break;
     }
@@ -65,19 +67,20 @@ void bareRead(const std::string& name, std::size_t record) {
 }
 
 void bareWrite(const std::string& name, std::size_t record) {
-  static std::vector<unsigned char> block(kBlockSize);
+  const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
+  unsigned char* const block = buffer.get();
   const int file = open(name.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
   std::size_t fill = 0;
   for (std::size_t done = 0; done + record <= bench::kDataSize; done += record) {
     if (fill + record > kBlockSize) {
-      require(write(file, block.data(), fill) == static_cast<ssize_t>(fill));
+      require(write(file, block, fill) == static_cast<ssize_t>(fill));
       fill = 0;
     }
-    std::memcpy(block.data() + fill, recordBuffer(), record);
+    std::memcpy(block + fill, recordBuffer(), record);
     benchmark::ClobberMemory();
     fill += record;
   }
-  require(write(file, block.data(), fill) == static_cast<ssize_t>(fill));
+  require(write(file, block, fill) == static_cast<ssize_t>(fill));
   close(file);
 }
 
