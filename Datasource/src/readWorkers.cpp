@@ -23,6 +23,8 @@ PreIOThread_R_D::PreIOThread_R_D(VORN_File* file, filePosInfo* table, std::size_
 
 PreIOThread_R_D::~PreIOThread_R_D() { endThreads(); }
 
+// The block is written through `dest`, by way of the buffers.
+// NOLINTNEXTLINE(readability-non-const-parameter)
 std::size_t PreIOThread_R_D::readBlockAt(int64 fpos, unsigned char* dest, const FaultReport& report) {
   const bInfo record = report.silent() ? pPosInfo->findQuietly(fpos) : pPosInfo->find(fpos);
   if (record.orginalPos != fpos) {
