@@ -58,7 +58,7 @@ Seconds readTimePerBlock(const std::string& name, bool cold) {
   readWorking(name, cold, false, Seconds(0));
   const auto start = Clock::now();
   readWorking(name, cold, false, Seconds(0));
-  return Seconds(Clock::now() - start) / static_cast<double>(bench::kDataSize / kBlockSize);
+  return Seconds(Clock::now() - start) / (static_cast<double>(bench::kDataSize) / kBlockSize);
 }
 
 void ReadAhead(benchmark::State& state) {

@@ -150,7 +150,7 @@ class FullDisk(CasefileTest):
         """Wherever the disk is full: an error, and nothing is left."""
         self.write("in", HEADER + hardly_compressible(BLOCK + 1000))
         whole = self.pack(hardly_compressible(BLOCK + 1000), "whole")
-        for limit in [0, 10, len(HEADER) + 23, len(HEADER) + 24, 100000, len(whole) - 73, len(whole) - 72,
+        for limit in [1, 10, len(HEADER) + 23, len(HEADER) + 24, 100000, len(whole) - 73, len(whole) - 72,
                       len(whole) - 25, len(whole) - 1]:
             self.LIMIT = limit
             for threads in "01":
