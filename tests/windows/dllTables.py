@@ -5,7 +5,7 @@
       empty lines and lines that begin with '#' are for the reader. Names that only tell the same
       constructor's or destructor's variants apart demangle to one.
   dllTables.py imports --objdump OBJDUMP --file FILE [--file FILE...]
-      Each file needs nothing but the system's own DLLs and Datasource.dll.
+      Each file needs nothing but DLLs of the system itself; a program needs Datasource.dll too.
   dllTables.py same --list FILE --other FILE
       Two reviewed lists agree, apart from how the platforms name integer types and apart from tables
       of class information, which belong to the whole class on one platform and to members on the other.
@@ -15,7 +15,9 @@ import re
 import subprocess
 import sys
 
-SYSTEM_DLLS = {"kernel32.dll", "msvcrt.dll", "bcrypt.dll"}
+LIBRARY_NEEDS = {"kernel32.dll", "msvcrt.dll", "bcrypt.dll"}
+# casefile takes its arguments apart with the shell's own function.
+PROGRAMS_NEED = LIBRARY_NEEDS | {"shell32.dll", "datasource.dll"}
 
 
 def listed(path):
@@ -48,8 +50,9 @@ def foreign_imports(objdump, file):
     needed = re.findall(r"DLL Name: (\S+)", tables(objdump, file))
     if not needed:
         yield f"{file}: no import table found"
+    allowed = LIBRARY_NEEDS if file.lower().endswith(".dll") else PROGRAMS_NEED
     for name in needed:
-        if name.lower() not in SYSTEM_DLLS | {"datasource.dll"}:
+        if name.lower() not in allowed:
             yield f"{file}: needs {name}"
 
 
