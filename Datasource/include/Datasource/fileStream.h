@@ -18,7 +18,7 @@
 /// whose descriptor is open.
 ///
 /// Raises: the stream itself raises nothing; errors of the raw file (StringSysError 1002, 1003) pass
-///   through, and the stream's fields keep the values that they had before the failing call.
+///   through, and the stream's fields keep the values that they had before the failing transfer.
 /// Threads: one at a time. Streams that share a raw file (copies) take turns at it safely, but what
 ///   one of them buffers the others see only after a flush; copies that share a read-ahead worker
 ///   are used by one thread.
