@@ -30,8 +30,11 @@ class WaitNotice {
 }  // namespace
 
 void SemaphoreCore::post() {
-  const std::lock_guard lock(mutex);
-  ++count;
+  {
+    const std::lock_guard lock(mutex);
+    ++count;
+  }
+  // Let go first: a woken thread would only wait again.
   changed.notify_one();
 }
 
