@@ -25,7 +25,7 @@ std::string textOf(const char* text) { return text != nullptr ? text : ""; }
 VORN_FileStream::VORN_FileStream() : VORN_FileStream(false) {}
 
 VORN_FileStream::VORN_FileStream(bool encrypt)
-    : data(std::make_unique<Data>(encrypt)), uncaughtAtConstruction(std::uncaught_exceptions()) {}
+    : data(std::make_unique<Data>(encrypt)), uncaughtAtConstruction(datasource::platform::uncaughtExceptions()) {}
 
 VORN_FileStream::VORN_FileStream(const char* name, const char* mode) : VORN_FileStream(name, mode, false) {}
 
@@ -38,7 +38,7 @@ VORN_FileStream::VORN_FileStream(const VORN_FileStream& other)
       data(std::make_unique<Data>(other.data->encrypt)),
       multiThreadReading(other.multiThreadReading),
       preReading(other.preReading),
-      uncaughtAtConstruction(std::uncaught_exceptions()) {
+      uncaughtAtConstruction(datasource::platform::uncaughtExceptions()) {
   data->file = other.data->file;
   data->worker = other.data->worker;
   other.Close();
@@ -62,7 +62,7 @@ VORN_FileStream::~VORN_FileStream() noexcept(false) {
 }
 
 bool VORN_FileStream::DestroyedByUnwinding() const noexcept {
-  return std::uncaught_exceptions() > uncaughtAtConstruction;
+  return datasource::platform::uncaughtExceptions() > uncaughtAtConstruction;
 }
 
 int VORN_FileStream::Open(const ExtNameStr& name, const ExtNameStr& /*password*/, const char* mode) {

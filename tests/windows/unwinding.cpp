@@ -1,7 +1,7 @@
 // What becomes of a stream that cannot be finished while an exception is on its way: unwinding library|own
 //
-// library: the exception was raised inside the DLL. own: this program threw it; DLL and program count
-// their exceptions apart, so the DLL does not see it (a known limit, see docs/windows.md).
+// library: the exception was raised inside the DLL. own: this program threw it; DLL and program each have
+// a C++ runtime and count their exceptions apart.
 
 #include <Datasource/Datasource.h>
 #include <Datasource/platform/cRuntime.h>

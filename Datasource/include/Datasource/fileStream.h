@@ -9,6 +9,7 @@
 #include "Datasource/file.h"
 #include "Datasource/platform/extNameStr.h"
 #include "Datasource/platform/types.h"
+#include "Datasource/platform/uncaughtExceptions.h"
 #include "Datasource/strBaseIO.h"
 
 /// A byte stream over one raw file with one buffer of 4,190,208 bytes for reading and writing;
