@@ -116,6 +116,7 @@ TEST_F(AppendRefused, WrongByteOrder) {
 }
 
 TEST_F(AppendRefused, HeadingThatWasDamagedMeanwhile) {
+  probe.letOthersWrite();
   start(support::Image::of(kRow0, {3000}));
   folder.patchByte("f", kRow0, 0xEE);
   before = folder.readWhole("f");
@@ -124,6 +125,7 @@ TEST_F(AppendRefused, HeadingThatWasDamagedMeanwhile) {
 }
 
 TEST_F(AppendRefused, HeadingThatWasCutMeanwhile) {
+  probe.letOthersWrite();
   start(support::Image::of(kRow0, {3000}));
   folder.truncateTo("f", kRow0 + 23);
   before = folder.readWhole("f");
@@ -132,6 +134,7 @@ TEST_F(AppendRefused, HeadingThatWasCutMeanwhile) {
 }
 
 TEST_F(AppendRefused, TableThatWasCutMeanwhile) {
+  probe.letOthersWrite();
   start(support::Image::of(kRow0, {3000}));
   folder.truncateTo("f", folder.sizeOf("f") - 1);
   before = folder.readWhole("f");

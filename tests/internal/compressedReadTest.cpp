@@ -28,6 +28,7 @@ class CompressedRead : public support::CompressedTest, public ::testing::WithPar
 
   /// A stream over a file of `length` bytes of case data.
   zcmpsFilestr& read(std::size_t length) {
+    stream.reset();
     stream = startReading(makeFile("f", length), GetParam());
     return *stream;
   }

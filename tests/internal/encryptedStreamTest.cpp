@@ -95,7 +95,7 @@ TEST_F(EncryptedStream, CopyingFinishesInTheMiddle_KeptAsIs) {
 TEST_F(EncryptedStream, AFileLargerThanTheBufferIsReadWronglyInPieces_KeptAsIs) {
   openSecret();
   write(selfDescribing(0, 2 * B));
-  stream->Close();
+  stream.reset();
   VORN_FileStream reader(folder.path("g").c_str(), "w+b", true);
   reader.Write(selfDescribing(0, 2 * B).data(), 2 * B);
   reader.Close();

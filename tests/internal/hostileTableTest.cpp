@@ -211,6 +211,7 @@ TEST_F(HostileBlock, BlockThatUnpacksToFarMoreThanABlockStaysInsideTheBuffer) {
 }
 
 TEST_F(HostileBlock, FileCutWhileItIsReadIsReportedAndNoStaleBytesAreDelivered) {
+  probe.letOthersWrite();
   const Image image = Image::of(kRow0, {kBlock, kBlock});
   for (const int mode : {0, 2}) {
     makeFile("f", image);

@@ -203,8 +203,7 @@ TEST_F(ReadWorker, FaultThatLastsIsRaisedByTheRequestOnce) {
 }
 
 TEST_F(ReadWorker, DamagedBlockIsReportedByTheRequestAndNotByThePrefetch) {
-  useFile({4096, 4096, 100});
-  damage(1);
+  useFile({4096, 4096, 100}, [this] { damage(1); });
   requestAlone(0);
   worker->readThreadStep();
   EXPECT_THAT(assertions.takeTexts(), IsEmpty());
@@ -215,9 +214,10 @@ TEST_F(ReadWorker, DamagedBlockIsReportedByTheRequestAndNotByThePrefetch) {
 }
 
 TEST_F(ReadWorker, WrongCheckValueIsReportedAsACorruptBlock) {
-  useFile({4096, 100});
-  const bInfo& last = image.records[1];
-  folder.patchByte("blocks", last.translatePos + last.translateSize - 1, 0x99);
+  useFile({4096, 100}, [this] {
+    const bInfo& last = image.records[1];
+    folder.patchByte("blocks", last.translatePos + last.translateSize - 1, 0x99);
+  });
   requestAlone(0);
   worker->readThreadStep();
   EXPECT_EQ(requestAlone(1), "");
@@ -225,8 +225,8 @@ TEST_F(ReadWorker, WrongCheckValueIsReportedAsACorruptBlock) {
 }
 
 TEST_F(ReadWorker, ShortReadIsNoticedByTheDecompressedLength) {
-  useFile({4096, 4096});
-  folder.truncateTo("blocks", image.records[1].translatePos + image.records[1].translateSize / 2);
+  useFile({4096, 4096},
+          [this] { folder.truncateTo("blocks", image.records[1].translatePos + image.records[1].translateSize / 2); });
   requestAlone(0);
   worker->readThreadStep();
   EXPECT_EQ(requestAlone(1), "");
@@ -234,8 +234,7 @@ TEST_F(ReadWorker, ShortReadIsNoticedByTheDecompressedLength) {
 }
 
 TEST_F(ReadWorker, ThrowingHandlerOnARequestLeavesTheWorkerUsable) {
-  useFile({4096, 4096, 100});
-  damage(1);
+  useFile({4096, 4096, 100}, [this] { damage(1); });
   const auto reader = startReader<PreIOThread_R_D>();
   request(*reader, 0);
   {
@@ -247,8 +246,7 @@ TEST_F(ReadWorker, ThrowingHandlerOnARequestLeavesTheWorkerUsable) {
 }
 
 TEST_F(ReadWorker, ThrowingHandlerIsNeverMetByThePrefetch) {
-  useFile({4096, 4096, 100});
-  damage(1);
+  useFile({4096, 4096, 100}, [this] { damage(1); });
   const AssertionRecorder throwing(AssertionRecorder::Then::raise);
   const auto reader = startReader<PreIOThread_R_D>();
   EXPECT_EQ(request(*reader, 0), plain(0));

@@ -154,8 +154,7 @@ TEST_F(ThreeStageWorker, PositionInsideABlockIsAssertedOn) {
 }
 
 TEST_F(ThreeStageWorker, ShortReadIsAssertedOn) {
-  useFile({4096, 4096});
-  folder.truncateTo("blocks", image.records[1].translatePos + 10);
+  useFile({4096, 4096}, [this] { folder.truncateTo("blocks", image.records[1].translatePos + 10); });
   requestAlone(0);
   worker->readThreadStep();
   worker->decompressThreadStep();
@@ -168,8 +167,7 @@ TEST_F(ThreeStageWorker, ShortReadIsAssertedOn) {
 }
 
 TEST_F(ThreeStageWorker, DamagedBlockIsReportedByTheRequestAndNotBefore) {
-  useFile({4096, 4096, 100});
-  damage(1);
+  useFile({4096, 4096, 100}, [this] { damage(1); });
   requestAlone(0);
   worker->readThreadStep();
   worker->decompressThreadStep();
@@ -179,9 +177,10 @@ TEST_F(ThreeStageWorker, DamagedBlockIsReportedByTheRequestAndNotBefore) {
 }
 
 TEST_F(ThreeStageWorker, WrongCheckValueIsReportedAsACorruptBlock) {
-  useFile({4096, 100});
-  const bInfo& last = image.records[1];
-  folder.patchByte("blocks", last.translatePos + last.translateSize - 1, 0x99);
+  useFile({4096, 100}, [this] {
+    const bInfo& last = image.records[1];
+    folder.patchByte("blocks", last.translatePos + last.translateSize - 1, 0x99);
+  });
   const auto reader = startReader<ThreeStageReader>();
   EXPECT_EQ(request(*reader, 0), plain(0));
   EXPECT_EQ(request(*reader, 1), "");
@@ -231,8 +230,7 @@ TEST_F(ThreeStageWorker, FaultThatLastsIsRaisedByTheRequest) {
 }
 
 TEST_F(ThreeStageWorker, ThrowingHandlerOnARequestLeavesTheWorkerUsable) {
-  useFile({4096, 4096, 100});
-  damage(1);
+  useFile({4096, 4096, 100}, [this] { damage(1); });
   const auto reader = startReader<ThreeStageReader>();
   request(*reader, 0);
   {

@@ -1,6 +1,7 @@
 #include "support/callProbe.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -19,6 +20,12 @@ namespace support {
 using datasource::platform::CRuntimeCalls;
 using datasource::platform::replaceCRuntime;
 
+namespace {
+
+constexpr int kDenyNone = 0x40;  // _SH_DENYNO, which POSIX does not have
+
+}  // namespace
+
 struct CallProbe::State {
   const CRuntimeCalls* real = nullptr;
   const std::thread::id maker = std::this_thread::get_id();
@@ -29,6 +36,7 @@ struct CallProbe::State {
   std::function<int(const Call&)> decide;
   std::function<bool(const Call&)> matches;
   std::map<CallKind, std::pair<unsigned int, int>> limits;  // bytes and how often
+  std::atomic<bool> othersMayWrite{false};
   int begun = 0;
   int held = 0;
   int strays = 0;
@@ -129,7 +137,7 @@ struct ProbeTable {
     if (const int error = state->chosenFailure(call); error != 0) {
       return static_cast<int>(state->end(call, -1, error));
     }
-    const int result = state->real->_sopen(name, oflag, shflag, pmode);
+    const int result = state->real->_sopen(name, oflag, state->othersMayWrite ? kDenyNone : shflag, pmode);
     return static_cast<int>(state->end(call, result, errno));
   }
 
@@ -279,6 +287,8 @@ void CallProbe::failEvery(CallKind kind, int error) {
 }
 
 void CallProbe::failNone() { failIf(nullptr); }
+
+void CallProbe::letOthersWrite() { state_->othersMayWrite = true; }
 
 void CallProbe::shorten(CallKind kind, unsigned int limit, int times) {
   const std::lock_guard lock(state_->mutex);

@@ -79,6 +79,8 @@ class CallProbe {
   void failIf(std::function<int(const Call&)> decide);
   /// Nothing fails any more.
   void failNone();
+  /// Files opened from now on may be changed by others while they are open, also where the system refuses that.
+  void letOthersWrite();
   /// The next `times` calls of this kind move at most `limit` bytes each.
   void shorten(CallKind kind, unsigned int limit, int times = 1);
 

@@ -67,11 +67,17 @@ class WorkerTest : public CompressedTest {
     CompressedTest::TearDown();
   }
 
-  /// Makes and opens a file of blocks of these lengths; the table is loaded for finding.
-  void useFile(const std::vector<std::size_t>& lengths) { useImage(Image::of(kRow0, lengths)); }
-  void useImage(const Image& made) {
+  /// Makes and opens a file of blocks of these lengths; the table is loaded for finding. `change` may change the
+  /// file before it is opened.
+  void useFile(
+      const std::vector<std::size_t>& lengths, const std::function<void()>& change = [] {}) {
+    useImage(Image::of(kRow0, lengths), change);
+  }
+  void useImage(
+      const Image& made, const std::function<void()>& change = [] {}) {
     image = made;
     makeFile("blocks", image);
+    change();
     openFile("rb");
     Image small = image;
     small.tableHead.orginalSize = static_cast<std::int32_t>(kSmall);
@@ -92,7 +98,7 @@ class WorkerTest : public CompressedTest {
     return "read " + std::to_string(image.records.at(block).translateSize) + " @" +
            std::to_string(image.records.at(block).translatePos);
   }
-  /// Damages the middle of a block's compressed bytes in the file.
+  /// Damages the middle of a block's compressed bytes in the file, which nobody may have open.
   void damage(std::size_t block) {
     const bInfo& record = image.records.at(block);
     const int64 place = record.translatePos + record.translateSize / 2;
