@@ -1,4 +1,5 @@
 // Writes and checks files that are carried between platforms: carry write|append|check KIND FILE
+// Holds one for writing until standard input ends, or demands that it cannot be opened so: carry hold|refuse plain FILE
 //
 // The contents are told by the kind alone, so that whoever checks a file knows every byte of it.
 
@@ -175,6 +176,27 @@ void writeBigEndian(const char* name) {
   demand(file.flush().good(), "cannot turn the byte order");
 }
 
+bool opensForWriting(VORN_File& file, const char* name) {
+  ExtNameStr generic;
+  generic.SetGeneric(name);
+  return file.Open(generic, "r+b");
+}
+
+void hold(const char* name) {
+  VORN_File file;
+  demand(opensForWriting(file, name), "cannot open the file for writing");
+  std::puts("held");
+  std::fflush(stdout);
+  while (std::getchar() != EOF) {
+  }
+  file.Close();
+}
+
+void refuse(const char* name) {
+  VORN_File file;
+  demand(!opensForWriting(file, name), "a second writer opened the file");
+}
+
 using Action = std::function<void(const char*)>;
 
 const std::map<std::string, Action>& actions() {
@@ -183,6 +205,8 @@ const std::map<std::string, Action>& actions() {
       {"append plain", appendPlain},
       {"check plain", [](const char* file) { checkPlain(file, writtenCases); }},
       {"check plain-appended", [](const char* file) { checkPlain(file, allCases); }},
+      {"hold plain", hold},
+      {"refuse plain", refuse},
       {"write inline", [](const char* file) { writeCompressed(file, 0); }},
       {"write worker", [](const char* file) { writeCompressed(file, 1); }},
       {"append compressed", appendCompressed},
@@ -198,7 +222,7 @@ const std::map<std::string, Action>& actions() {
 
 int main(int argc, char** argv) {
   if (argc != 4) {
-    std::fprintf(stderr, "carry write|append|check KIND FILE\n");
+    std::fprintf(stderr, "carry write|append|check|hold|refuse KIND FILE\n");
     return 2;
   }
   try {
