@@ -10,6 +10,7 @@
 #include "Datasource/platform/throwError.h"
 #include "arithmetic.h"
 #include "fileStreamData.h"
+#include "readRequest.h"
 
 // The stream's own operations; how its buffer is filled and emptied is in fileStreamData.cpp.
 
@@ -125,7 +126,7 @@ void VORN_FileStream::ReadDirect(ReadRequest& request) {
   const std::int32_t count = low32Signed(data->file->Read(request.dest, request.remaining, position));
   data->filePos = positionPlus(position, count);
   data->eof = count == 0;
-  Data::Advance(request, static_cast<std::size_t>(count));
+  advance(request, static_cast<std::size_t>(count));
 }
 
 void VORN_FileStream::ReadThroughBuffer(ReadRequest& request) {

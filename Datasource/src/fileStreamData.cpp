@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "arithmetic.h"
+#include "readRequest.h"
 
 namespace {
 
@@ -12,12 +13,6 @@ constexpr std::uint32_t kAlignment = 512;
 constexpr int64 alignedDown(int64 position) noexcept { return position & ~static_cast<int64>(kAlignment - 1); }
 
 }  // namespace
-
-void VORN_FileStream::Data::Advance(ReadRequest& request, std::size_t count) noexcept {
-  request.dest += count;
-  request.remaining -= count;
-  *request.position = positionPlus(*request.position, count);
-}
 
 void VORN_FileStream::Data::FileChanged() noexcept {
   if (worker.IsValid() != 0) {
@@ -44,7 +39,7 @@ std::size_t VORN_FileStream::Data::ServeFromBuffer(ReadRequest& request) noexcep
   }
   const std::size_t count = std::min(request.remaining, valid - static_cast<std::size_t>(offset));
   std::memcpy(request.dest, readBase + offset, count);
-  Advance(request, count);
+  advance(request, count);
   return count;
 }
 
@@ -59,7 +54,7 @@ void VORN_FileStream::Data::ReadUnbuffered(ReadRequest& request) {
   const std::uint32_t count = low32Unsigned(file->Read(request.dest, length, start));
   filePos = positionPlus(start, count);
   eof = count == 0;
-  Advance(request, count);
+  advance(request, count);
 }
 
 void VORN_FileStream::Data::Replace(int64 start, std::int32_t count) noexcept {
@@ -111,7 +106,7 @@ void VORN_FileStream::Data::WriteIntoBuffer(ReadRequest& request) {
   std::memcpy(place, request.dest, count);
   bufferEnd = std::max(bufferEnd, place + count);
   dirty = true;
-  Advance(request, count);
+  advance(request, count);
   if (bufferEnd == buffer + kBlockSize) {
     Flush();
   }
@@ -122,7 +117,7 @@ void VORN_FileStream::Data::WriteDirect(ReadRequest& request) {
   const std::size_t result = file->Write(request.dest, request.remaining, *request.position);
   // On an enciphered file the result counts enciphered bytes; all plain ones were accepted.
   const std::size_t count = file->fEncrypted ? request.remaining : low32Unsigned(result);
-  Advance(request, count);
+  advance(request, count);
   filePos = *request.position;
 }
 
@@ -131,7 +126,7 @@ void VORN_FileStream::Data::StartBuffer(ReadRequest& request) noexcept {
   std::memcpy(buffer, request.dest, request.remaining);
   bufferEnd = buffer + request.remaining;
   dirty = true;
-  Advance(request, request.remaining);
+  advance(request, request.remaining);
 }
 
 int64 VORN_FileStream::Data::LogicalEnd() {

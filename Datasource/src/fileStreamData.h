@@ -87,9 +87,6 @@ class VORN_FileStream::Data {
   bool IsOpen() const noexcept { return file.get() != nullptr && file->IsOpen(); }
   std::size_t ValidBytes() const noexcept { return static_cast<std::size_t>(bufferEnd - buffer); }
 
-  /// Notes that `count` bytes of the request were moved.
-  static void Advance(ReadRequest& request, std::size_t count) noexcept;
-
   unsigned char buffer[kBlockSize];
   unsigned char* bufferEnd = buffer;
   int64 bufferPos = -1;  // -1: never filled

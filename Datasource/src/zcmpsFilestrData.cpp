@@ -10,6 +10,7 @@
 #include "Datasource/platform/throwError.h"
 #include "arithmetic.h"
 #include "blockReading.h"
+#include "readRequest.h"
 #include "readWorkers.h"
 
 // Blocks on their way between the buffer and the file; heading and table are in compressedFile.cpp.
@@ -17,12 +18,6 @@
 namespace {
 
 constexpr const wchar_t* kSource = L"Datasource/src/zcmpsFilestr";
-
-void advance(VORN_FileStream::ReadRequest& request, std::size_t count) noexcept {
-  request.dest += count;
-  request.remaining -= count;
-  *request.position = positionPlus(*request.position, count);
-}
 
 }  // namespace
 

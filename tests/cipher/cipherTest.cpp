@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "cipher/cipherOutput.h"
-#include "platform/deadline.h"
+#include "support/deadline.h"
 
 using ciphertest::deciphered;
 using ciphertest::enciphered;
@@ -146,7 +146,7 @@ TEST(Cipher, EndChangesNoKey) {
 TEST(Cipher, NullMayBeFreed) { cipher::FreeOutData(nullptr); }
 
 TEST(Cipher, ThreadsMayUseItAtTheSameTime) {
-  const platformtest::Deadline deadline("four enciphering threads");
+  const support::Deadline deadline("four enciphering threads");
   std::vector<std::thread> threads;
   for (unsigned int seed = 0; seed < 4; ++seed) {
     threads.emplace_back([seed] {

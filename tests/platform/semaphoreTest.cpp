@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/callbacks.h"
-#include "platform/deadline.h"
+#include "support/deadline.h"
 
-using platformtest::Deadline;
+using support::Deadline;
 
 TEST(Semaphore, GivesItsInitialCountWithoutAPost) {
   const Deadline deadline("two waits on a count of two");

@@ -7,10 +7,10 @@
 #include <thread>
 
 #include "platform/callbacks.h"
-#include "platform/deadline.h"
+#include "support/deadline.h"
 
-using platformtest::Deadline;
 using platformtest::submit;
+using support::Deadline;
 
 namespace {
 

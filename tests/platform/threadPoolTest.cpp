@@ -13,12 +13,12 @@
 #include <vector>
 
 #include "platform/callbacks.h"
-#include "platform/deadline.h"
+#include "support/deadline.h"
 #include "threadSeam.h"
 
-using platformtest::Deadline;
 using platformtest::FunctionCallback;
 using platformtest::submit;
+using support::Deadline;
 
 namespace {
 

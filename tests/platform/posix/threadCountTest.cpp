@@ -5,7 +5,7 @@
 #include <iterator>
 #include <system_error>
 
-#include "platform/deadline.h"
+#include "support/deadline.h"
 #include "threadSeam.h"
 
 namespace {
@@ -20,7 +20,7 @@ bool onlyTwo() { return ++asked <= 2; }
 }  // namespace
 
 TEST(ThreadPool, StartThatFindsNoThreadLeavesNone) {
-  const platformtest::Deadline deadline("a start that fails");
+  const support::Deadline deadline("a start that fails");
   sfThreadPool pool(4, 0);
   const std::ptrdiff_t before = threads();
   asked = 0;

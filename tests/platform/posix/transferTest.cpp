@@ -14,16 +14,16 @@
 #include <string>
 #include <thread>
 
-#include "platform/deadline.h"
 #include "platform/posix/scratchFolder.h"
+#include "support/deadline.h"
 
 using datasource::platform::cRuntime;
 using platformtest::create;
-using platformtest::Deadline;
 using platformtest::Descriptor;
 using platformtest::readOnly;
 using platformtest::ScratchFolder;
 using platformtest::update;
+using support::Deadline;
 
 // One compiler has a macro for the thread sanitizer, the other a question.
 #ifdef __SANITIZE_THREAD__
