@@ -26,9 +26,24 @@ void VORN_FileStream::Data::Flush() {
     return;
   }
   FileChanged();
-  const std::size_t count = file->WriteWhole(buffer, ValidBytes(), bufferPos);
-  dirty = false;
-  filePos = positionPlus(bufferPos, low32Signed(count));
+  std::size_t written = 0;
+  try {
+    const std::size_t count = file->WriteWhole(buffer, ValidBytes(), bufferPos, &written);
+    dirty = false;
+    filePos = positionPlus(bufferPos, low32Signed(count));
+  } catch (...) {
+    if (file->Appends()) {
+      DropFront(written);
+    }
+    throw;
+  }
+}
+
+void VORN_FileStream::Data::DropFront(std::size_t count) noexcept {
+  const std::size_t rest = ValidBytes() - count;
+  std::memmove(buffer, buffer + count, rest);
+  bufferPos = positionPlus(bufferPos, count);
+  bufferEnd = buffer + rest;
 }
 
 std::size_t VORN_FileStream::Data::ServeFromBuffer(ReadRequest& request) noexcept {

@@ -27,7 +27,7 @@ class VORN_FileStream::Data {
       : encrypt(wantEncryption) {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
 
   /// Writes the valid bytes to the file if they are dirty; they stay valid. Nothing without an open file.
-  /// Raises: 1002; then they stay dirty.
+  /// Raises: 1002; then they stay dirty, on a file that is only appended to as far as they were not written.
   void Flush();
 
   /// Serves a request of at least a block's size straight from the file, up to a multiple of 512 bytes.
@@ -102,6 +102,9 @@ class VORN_FileStream::Data {
   /// Returns: whether a write may join the valid bytes. On a file that is only appended to it may join
   /// nothing but bytes that wait to be written: a flush would append the others once more.
   bool TakesWrites() const noexcept { return bufferEnd != buffer && (dirty || !file->Appends()); }
+  /// Forgets the first `count` valid bytes. On a file that is only appended to, bytes that were written must not be
+  /// written again.
+  void DropFront(std::size_t count) noexcept;
   void Replace(int64 start, std::int32_t count) noexcept;
 };
 

@@ -249,6 +249,21 @@ TEST_F(StreamFlush, AppendingWritesEachByteOnce) {
   EXPECT_EQ(folder.readWhole("f"), selfDescribing(0, 16) + "abcde");
 }
 
+// A flush that failed in its middle and was tried again used to append its first bytes twice.
+TEST_F(StreamFlush, AppendingGoesOnWhereAFailedFlushStopped) {
+  openDescribing(16, "a+b");
+  write("abcdef");
+  probe.shorten(CallKind::write, 4);
+  probe.failNth(CallKind::write, 2, ENOSPC);
+  EXPECT_EQ(raisedBy([this] { stream->Flush(); }), (Raised{1002, ENOSPC}));
+  EXPECT_EQ(folder.readWhole("f"), selfDescribing(0, 16) + "abcd");
+  probe.failNone();
+  write("gh");
+  stream->Flush();
+  EXPECT_EQ(folder.readWhole("f"), selfDescribing(0, 16) + "abcdefgh");
+  EXPECT_EQ(readAt(14, 10), selfDescribing(14, 2) + "abcdefgh");
+}
+
 TEST_F(StreamFlush, AppendingBehindBytesThatWereReadWritesOnlyWhatIsNew) {
   openDescribing(16, "a+b");
   stream->Seek(0, VORN_StrBaseIO::SeekFromStart);
