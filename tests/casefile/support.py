@@ -32,6 +32,15 @@ def sweep(cases):
     return cases
 
 
+def long_sweep(cases):
+    """All of thousands of cases where programs start fast; elsewhere every 31st, and it is said."""
+    cases = list(cases)
+    if os.environ.get("CASEFILE_STARTS_FAST") != "1":
+        print(f"every 31st of {len(cases)} cases")
+        return cases[::31]
+    return cases
+
+
 def positions(count, start=0):
     """`count` bytes; the 8 bytes at each multiple of 8 spell their position."""
     words = array.array("Q", range(start, start + count + 8, 8))
