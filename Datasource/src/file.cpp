@@ -155,7 +155,7 @@ std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
   const std::int32_t rawCount = cRuntime()._read(fHandle, buffer, low32Unsigned(size));
   if (rawCount == -1) {
     const int systemError = errno;
-    if (!fEncrypted) {
+    if (!fEncrypted || position != fPosition) {
       PutDescriptorBack();
     }
     Fail(Side::reading, systemError);

@@ -89,6 +89,7 @@ void VORN_File::AcceptEnciphered(int64 plainEnd, int64 cipherEnd) noexcept {
   fPosition = plainEnd;
   fCipherPosition = cipherEnd;
   fCipherMoved = false;
+  fAdrift = false;
   fPositionFromRead = false;
 }
 
@@ -106,6 +107,7 @@ std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int
   }
   // Until the write is complete a failure leaves the descriptor where a repeated write must not start.
   fCipherMoved = true;
+  fAdrift = true;
 
   const auto* bytes = static_cast<const unsigned char*>(buffer);
   auto rest = static_cast<std::int32_t>(size);
@@ -200,7 +202,9 @@ std::int32_t VORN_File::FinishEncryption() {
     fPadCount = CIPHER_BLOCK_SIZE - fCarryCount;
     CipherOutput output;
     // Kept as is: neither the cipher's result nor the write's is examined.
-    cipher::Encrypt(&output.bytes, &output.length, fCarry, CIPHER_BLOCK_SIZE);
+    if (cipher::Encrypt(&output.bytes, &output.length, fCarry, CIPHER_BLOCK_SIZE) == 1) {
+      fEncryptStarted = true;
+    }
     if (output.length > 0) {
       result = cRuntime()._write(fHandle, output.bytes, low32Unsigned(output.length));
       fCipherPosition = positionPlus(fCipherPosition, std::max(result, 0));

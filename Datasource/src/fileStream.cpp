@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -41,7 +42,10 @@ VORN_FileStream::VORN_FileStream(const VORN_FileStream& other)
       preReading(other.preReading),
       uncaughtAtConstruction(datasource::platform::uncaughtExceptions()) {
   data->file = other.data->file;
-  data->worker = other.data->worker;
+  // Where the file was not shared, its worker would outlive it.
+  if (data->file == other.data->file) {
+    data->worker = other.data->worker;
+  }
   other.Close();
 }
 
@@ -228,6 +232,7 @@ void VORN_FileStream::DisablePreReading() noexcept { preReading = 0; }
 
 void VORN_FileStream::EnableMultiThreadReading() {
   if (!DATASOURCE_ASSERT(DataReady(), "DataReady() && \"multi-thread reading needs an open file\"", kSource)) {
+    multiThreadReading = 0;
     return;
   }
   multiThreadReading = 1;
@@ -238,16 +243,17 @@ bool VORN_FileStream::MakeWorker() {
   if (data->worker.IsValid() != 0) {
     return true;
   }
-  RefCountPtr<multiThreadForFilestr> worker(new multiThreadForFilestr(data->file.get(), kBlockSize, true));
-  worker->initThread(true);
   try {
+    RefCountPtr<multiThreadForFilestr> worker(new multiThreadForFilestr(data->file.get(), kBlockSize, true));
+    worker->initThread(true);
     worker->startThread();
+    data->worker = worker;
+    return true;
   } catch (const std::system_error&) {
-    multiThreadReading = 0;
-    return false;
+  } catch (const std::bad_alloc&) {
   }
-  data->worker = worker;
-  return true;
+  multiThreadReading = 0;
+  return false;
 }
 
 void VORN_FileStream::DisableMultiThreadReading() noexcept { multiThreadReading = 0; }

@@ -44,13 +44,12 @@ multiThreadForFilestr::multiThreadForFilestr(const multiThreadForFilestr& other)
       file(other.file),
       handOff(other.handOff),
       blockSize(other.blockSize),
-      ownsThread(false),
-      stale(other.stale) {}
+      ownsThread(false) {}
 
 multiThreadForFilestr::~multiThreadForFilestr() {
   if (ownsThread) {
     endThreads();
-    handOff->ended = true;
+    handOff->stopRequested = true;
   }
 }
 
@@ -61,15 +60,15 @@ std::size_t multiThreadForFilestr::requestRead(void* dest, std::size_t reqSize, 
     prefetchWanted.postSemaphore();
     return 0;
   }
-  if (shared.ended) {
+  if (shared.stopRequested) {
     return file->Read(dest, blockSize, fpos);
   }
   prefetchDone.waitSemaphore();
   try {
-    if (shared.prefetchPos == fpos && !stale) {
+    if (shared.prefetchPos == fpos && !shared.stale) {
       std::memcpy(dest, shared.prefetchBuffer.get(), static_cast<std::size_t>(shared.count));
     } else {
-      stale = false;
+      shared.stale = false;
       shared.count = low32Signed(file->Read(dest, blockSize, fpos));
     }
   } catch (...) {

@@ -23,7 +23,7 @@
 ///   the same                               | the worker's thread  | its wait on      | its post of
 ///                                          |                      | prefetchWanted   | prefetchDone
 ///   stale                                  | the stream's thread  | always           |
-///   stopRequested, ended                   | both                 | (atomic)         |
+///   stopRequested                          | both                 | (atomic)         |
 ///
 /// A fetch that fails is forgotten: the stream's thread then reads the block itself and meets the error
 /// there.
@@ -32,7 +32,7 @@ class multiThreadForFilestr final : public PreIOThreadBase {
   /// Requires: `file` outlives the worker (the stream that holds the worker holds the file).
   multiThreadForFilestr(VORN_File* file, std::size_t blockSize, bool ownsThread);
   /// A copy works on the same hand-off and the same thread, which it neither stops nor frees; once the
-  /// original is gone, it reads without a thread.
+  /// original is stopped or gone, it reads without a thread.
   multiThreadForFilestr(const multiThreadForFilestr& other);
   multiThreadForFilestr& operator=(const multiThreadForFilestr&) = delete;
   ~multiThreadForFilestr() override;
@@ -48,7 +48,7 @@ class multiThreadForFilestr final : public PreIOThreadBase {
   bool readThreadStep() override;
 
   /// Makes the next request read the file even if its block was fetched ahead: the file has changed.
-  void forgetPrefetch() noexcept { stale = true; }
+  void forgetPrefetch() noexcept { handOff->stale = true; }
 
  private:
   friend struct multiThreadForFilestrPeer;  // the tests' view of the fields
@@ -58,9 +58,9 @@ class multiThreadForFilestr final : public PreIOThreadBase {
     int64 nextPos = -1;      // the block to fetch next
     int64 prefetchPos = -1;  // the block in prefetchBuffer, -1 none
     std::unique_ptr<unsigned char[]> prefetchBuffer;
-    int64 count = 0;  // valid bytes in prefetchBuffer
-    std::atomic<bool> stopRequested = false;
-    std::atomic<bool> ended = false;  // no thread fetches any more
+    int64 count = 0;                          // valid bytes in prefetchBuffer
+    bool stale = false;                       // the file has changed since that block was fetched
+    std::atomic<bool> stopRequested = false;  // no thread fetches any more
   };
 
   sfSemaphore prefetchDone{1};
@@ -69,7 +69,6 @@ class multiThreadForFilestr final : public PreIOThreadBase {
   std::shared_ptr<HandOff> handOff;
   std::size_t blockSize;
   bool ownsThread;
-  bool stale = false;
 };
 
 #endif

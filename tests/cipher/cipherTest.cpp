@@ -145,6 +145,18 @@ TEST(Cipher, EndChangesNoKey) {
 
 TEST(Cipher, NullMayBeFreed) { cipher::FreeOutData(nullptr); }
 
+TEST(Cipher, TheOutputOfOneBlockStaysWhileAnotherThreadGetsItsOwn) {
+  const support::Deadline deadline("two enciphering threads");
+  const std::string plain(16, 'x');
+  const std::string expected = enciphered(plain);
+  unsigned char* output = nullptr;
+  std::int32_t length = 0;
+  ASSERT_EQ(cipher::Encrypt(&output, &length, reinterpret_cast<const unsigned char*>(plain.data()), 16), 1);
+  std::thread([] { enciphered(std::string(16, 'y')); }).join();
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(output), 16), expected);
+  cipher::FreeOutData(output);
+}
+
 TEST(Cipher, ThreadsMayUseItAtTheSameTime) {
   const support::Deadline deadline("four enciphering threads");
   std::vector<std::thread> threads;

@@ -215,4 +215,20 @@ TEST_F(EncryptedMixed, AWriteAtTheStartOverwritesTheBlocksThere) {
             ToyCipher::enciphered(selfDescribing(0, 16) + "0123456789ABCDEF" + selfDescribing(32, 16)));
 }
 
+TEST_F(EncryptedRead, AShorterOutputKeepsTheCountRead_KeptAsIs) {
+  writeFinished("f", 100);
+  cipher.changeOutputLength(-8);
+  EXPECT_EQ(readString(32, 0), selfDescribing(0, 24) + folder.readAt("f", 24, 8));
+}
+
+TEST_F(EncryptedMixed, TheSizeMayBeAskedBetweenTheWritesOfASecondFileToo) {
+  writeFinished("f", 100);
+  open("g", "w+b");
+  writeString(selfDescribing(0, 32), 0);
+  file->Size();
+  writeString(selfDescribing(32, 16), 32);
+  file->FinishEncryption();
+  EXPECT_EQ(folder.readWhole("g"), ToyCipher::enciphered(selfDescribing(0, 48)));
+}
+
 }  // namespace

@@ -394,4 +394,25 @@ TEST_F(EncryptedClose, ACarryReachesTheNextFileOfTheSameObject_KeptAsIs) {
   EXPECT_EQ(folder.readWhole("g"), ToyCipher::enciphered("abcd" + zeros.substr(4)));
 }
 
+TEST_F(EncryptedFinish, TheEndOutputGoesBehindTheLastBlockThoughTheSizeWasAsked) {
+  open("f", "w+b");
+  writeString(selfDescribing(0, 20), 0);
+  file->FinishEncryption();
+  writeString(selfDescribing(0, 16), 20);
+  cipher.setEndOutput("END!");
+  EXPECT_EQ(file->Size(), 48);
+  EXPECT_EQ(file->FinishEncryption(), 4);
+  EXPECT_EQ(folder.readWhole("f"),
+            ToyCipher::enciphered(selfDescribing(0, 20) + std::string(12, '\0') + selfDescribing(0, 16)) + "END!");
+}
+
+TEST_F(EncryptedClose, TheEndOutputGoesBehindTheLastBlockThoughTheSizeWasAsked) {
+  open("f", "w+b");
+  writeString(selfDescribing(0, 20), 0);
+  cipher.setEndOutput("END!");
+  EXPECT_EQ(file->Size(), 16);
+  EXPECT_EQ(file->Close(), 1);
+  EXPECT_EQ(folder.readWhole("f"), ToyCipher::enciphered(selfDescribing(0, 16)) + "END!");
+}
+
 }  // namespace

@@ -2,13 +2,17 @@
 
 #include <cerrno>
 #include <chrono>
+#include <new>
 #include <string>
 #include <thread>
 
+#include "Datasource/zcmpsFilestr.h"
 #include "support/streamTest.h"
+#include "threadSeam.h"
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using namespace support;
@@ -155,9 +159,78 @@ TEST_F(ReadAheadSwitch, WithoutAnOpenFileItIsAnAssertionAndTheStreamReadsWithout
   const auto reports = assertions.take();
   ASSERT_EQ(reports.size(), 1U);
   EXPECT_EQ(reports[0].file, "Datasource/src/fileStream");
+  EXPECT_EQ(reports[0].expression, "DataReady() && \"multi-thread reading needs an open file\"");
   folder.writeDescribing("f", 100);
   EXPECT_EQ(stream->Open(folder.path("f").c_str(), "rb"), 1);
   EXPECT_EQ(read(8), selfDescribing(0, 8));
+  EXPECT_EQ(worker(), nullptr);
+}
+
+TEST_F(ReadAheadSwitch, WithoutAnOpenFileItTurnsTheModeOffThatWasOnBefore) {
+  openAhead(B);
+  EXPECT_EQ(stream->Open(folder.path("nothing").c_str(), "rb"), 0);
+  stream->EnableMultiThreadReading();
+  EXPECT_EQ(assertions.take().size(), 1U);
+  EXPECT_EQ(Peer::multiThreadReading(*stream), 0);
+}
+
+class ReadAheadWithoutThread : public ReadAhead {
+ protected:
+  /// Enables reading ahead while no thread can be started. Checks that the stream reads without a worker.
+  void enableInVain(datasource::platform::ThreadStartHook mayStart) {
+    openDescribing(2048);
+    datasource::platform::setThreadStartHook(mayStart);
+    stream->EnableMultiThreadReading();
+    datasource::platform::setThreadStartHook(nullptr);
+    EXPECT_EQ(Peer::multiThreadReading(*stream), 0);
+    EXPECT_EQ(worker(), nullptr);
+    EXPECT_EQ(read(8), selfDescribing(0, 8));
+    EXPECT_EQ(readAt(1024, 8), selfDescribing(1024, 8));
+    EXPECT_THAT(probe.otherList(), IsEmpty());
+  }
+};
+
+TEST_F(ReadAheadWithoutThread, WhereTheSystemGivesNoneTheStreamReadsByItself) {
+  enableInVain([] { return false; });
+}
+
+// The lack of memory used to reach the caller.
+TEST_F(ReadAheadWithoutThread, WhereThereIsNoMemoryForOneTheStreamReadsByItself) {
+  enableInVain([]() -> bool { throw std::bad_alloc(); });
+}
+
+TEST_F(ReadAheadSwitch, WhereThereIsNoMemoryForAnotherFilesWorkerTheReadGoesOnWithoutOne) {
+  openAhead(2 * B);
+  readFirstBlock();
+  folder.writePlain("g", std::string(B, 'g'));
+  EXPECT_EQ(stream->Open(folder.path("g").c_str(), "rb"), 1);
+  stream->ClearAndReset();
+  datasource::platform::setThreadStartHook([]() -> bool { throw std::bad_alloc(); });
+  EXPECT_EQ(read(8), "gggggggg");
+  datasource::platform::setThreadStartHook(nullptr);
+  EXPECT_EQ(worker(), nullptr);
+}
+
+TEST_F(ReadAheadSharing, ACopyWithAWorkerOfItsOwnServesWhatWasFlushedByTheCopying) {
+  openAhead(3 * B, "r+b");
+  readFirstBlock();
+  worker()->MarkUnshareable();
+  writeAt(blockSize, "NEW!");
+  VORN_FileStream copy(*stream);
+  copy.Seek(blockSize, VORN_StrBaseIO::SeekFromStart);
+  std::string bytes(4, '?');
+  EXPECT_EQ(copy.Read(bytes.data(), 4), 4U);
+  EXPECT_EQ(bytes, "NEW!");
+}
+
+// The copy used to keep a worker whose file went with the original.
+TEST_F(ReadAheadSharing, ACopyThatCannotShareTheFileGetsNoWorker) {
+  openAhead(3 * B);
+  readFirstBlock();
+  file().MarkUnshareable();
+  const VORN_FileStream copy(*stream);
+  EXPECT_THAT(assertions.takeTexts(), ElementsAre("0 && \"can't copy an VORN_File\""));
+  EXPECT_EQ(Peer::data(copy).worker.get(), nullptr);
 }
 
 TEST_F(ReadAheadSwitch, OpeningAnotherFileGivesItAWorkerOfItsOwn) {
@@ -199,9 +272,18 @@ TEST_F(ReadAheadWrites, BytesWrittenBehindTheFetchAreReadAndNotTheFetchedOnes) {
   readFirstBlock();
   writeAt(blockSize, "NEW!");
   stream->Flush();
-  EXPECT_EQ(readAt(blockSize, 12), "NEW!" + selfDescribing(blockSize + 4, 8));
   stream->ClearAndReset();
-  EXPECT_EQ(readAt(blockSize, 4), "NEW!");
+  EXPECT_EQ(readAt(blockSize, 12), "NEW!" + selfDescribing(blockSize + 4, 8));
+}
+
+TEST_F(ReadAheadWrites, ACompressedStreamThatOpensTheFileAnewMakesTheFetchedBlockStale) {
+  openAhead(3 * B, "r+b");
+  readFirstBlock();
+  zcmpsFilestr packed(*stream);
+  packed.setRow0Pos(10);
+  probe.clear();
+  EXPECT_EQ(readAt(blockSize, 8), selfDescribing(blockSize, 8));
+  EXPECT_THAT(probe.ownList(), Contains("read 4190208 @4190208"));
 }
 
 TEST_F(ReadAheadWrites, ADirectWriteMakesTheFetchedBlockStaleToo) {

@@ -159,19 +159,6 @@ TEST_F(ReadAheadWorkerStop, StoppingReturnsWhenTheBlockedThreadHasEndedAndMayBeR
   EXPECT_THAT(probe.list(), IsEmpty());
 }
 
-TEST_F(ReadAheadWorkerStop, WhereTheSystemGivesNoThreadTheStreamReadsWithoutOne) {
-  VORN_FileStream stream(folder.path("f").c_str(), "rb");
-  datasource::platform::setThreadStartHook([] { return false; });
-  stream.EnableMultiThreadReading();
-  std::string bytes(8, '?');
-  EXPECT_EQ(stream.Read(bytes.data(), 8), 8U);
-  datasource::platform::setThreadStartHook(nullptr);
-  EXPECT_EQ(bytes, selfDescribing(0, 8));
-  stream.Seek(1024, 0);
-  EXPECT_EQ(stream.Read(bytes.data(), 8), 8U);
-  EXPECT_EQ(bytes, selfDescribing(1024, 8));
-}
-
 TEST_F(ReadAheadWorkerCopy, ACopyWorksOnTheSameHandOff) {
   start();
   multiThreadForFilestr copy(*worker);
@@ -186,6 +173,7 @@ TEST_F(ReadAheadWorkerCopy, ACopyThatGoesFirstLeavesTheOriginalWorking) {
   { const multiThreadForFilestr copy(*worker); }
   EXPECT_EQ(request(*worker, 0), selfDescribing(0, kBlock));
   EXPECT_EQ(request(*worker, 512), selfDescribing(512, kBlock));
+  EXPECT_THAT(probe.ownList(), ElementsAre("read 512 @0"));
 }
 
 TEST_F(ReadAheadWorkerCopy, ACopyThatOutlivesTheOriginalReadsWithoutAThread) {
@@ -206,6 +194,47 @@ TEST_F(ReadAheadWorkerCopy, ACopyMadeBeforeTheStartSurvivesTheOriginalToo) {
   request(*worker, 0);
   worker.reset();
   EXPECT_EQ(request(*copy, 512), selfDescribing(512, kBlock));
+}
+
+TEST_F(ReadAheadWorkerCopy, ACopyKnowsThatTheBlockIsToBeForgotten) {
+  start();
+  request(*worker, 0);
+  probe.waitForOthers(CallKind::read, 1);
+  worker->forgetPrefetch();
+  multiThreadForFilestr copy(*worker);
+  EXPECT_EQ(request(copy, 512), selfDescribing(512, kBlock));
+  EXPECT_EQ(probe.ownList().back(), "read 512 @512");
+}
+
+TEST_F(ReadAheadWorkerCopy, TheOriginalKnowsThatTheBlockIsToBeForgotten) {
+  start();
+  request(*worker, 0);
+  probe.waitForOthers(CallKind::read, 1);
+  multiThreadForFilestr copy(*worker);
+  copy.forgetPrefetch();
+  EXPECT_EQ(request(*worker, 512), selfDescribing(512, kBlock));
+  EXPECT_EQ(probe.ownList().back(), "read 512 @512");
+}
+
+// The second request used to wait for ever.
+TEST_F(ReadAheadWorkerStop, AStoppedWorkerThatIsStillAskedReadsByItself) {
+  start();
+  request(*worker, 0);
+  probe.waitForOthers(CallKind::read, 1);
+  worker->stopThread();
+  EXPECT_EQ(request(*worker, 512), selfDescribing(512, kBlock));
+  EXPECT_EQ(request(*worker, 1024), selfDescribing(1024, kBlock));
+}
+
+TEST_F(ReadAheadWorker, AMissThatFailsForgetsTheFetchedBlockToo) {
+  start();
+  request(*worker, 0);
+  probe.waitForOthers(CallKind::read, 1);
+  probe.failIf([](const Call& call) { return call.ownThread && call.kind == CallKind::read ? EIO : 0; });
+  EXPECT_EQ(raisedBy([this] { request(*worker, 1024); }), (Raised{1003, EIO}));
+  probe.failNone();
+  EXPECT_EQ(request(*worker, 512), selfDescribing(512, kBlock));
+  EXPECT_EQ(probe.ownList().back(), "read 512 @512");
 }
 
 }  // namespace

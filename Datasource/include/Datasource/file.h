@@ -75,7 +75,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Returns: on a plain file the bytes written, which may be fewer than asked (neither retried nor
   ///   raised); 0 when the file is closed. On an enciphered file the count of the last physical
   ///   write, which is no measure of the bytes accepted: all of them are.
-  /// Raises: 1002 when the seek or the write fails or enciphering does not succeed.
+  /// Raises: 1002 when the seek or the write fails or enciphering does not succeed; on an enciphered
+  ///   file also, with EINVAL and before anything happens, when `size` is beyond 2 GiB less 17 bytes.
   /// Changes: the remembered position becomes `position` + the plain bytes accepted.
   /// Cost: one system call when `position` is the remembered position, otherwise two; on a file
   ///   opened for appending one more.

@@ -107,7 +107,7 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   /// mode.
   /// Requires: an open file (assertion; if it returns, the stream reads without a worker).
   /// Cost: one thread and one more block buffer, once per open file. Where the system gives no
-  ///   thread, the stream reads without one.
+  ///   thread or memory for it, the stream reads without one.
   void EnableMultiThreadReading();
   /// Reads without the worker from now on; it stays, idle, with its block.
   void DisableMultiThreadReading() noexcept;
