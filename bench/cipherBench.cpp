@@ -24,7 +24,7 @@ void runCipher(benchmark::State& state, Operation operation) {
     benchmark::DoNotOptimize(output);
     datasource::cipher::FreeOutData(output);
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kBlockSize));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kBlockSize));
 }
 
 void CipherEncrypt(benchmark::State& state) { runCipher(state, datasource::cipher::Encrypt); }
