@@ -203,22 +203,25 @@ std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 positio
   return static_cast<std::size_t>(count);
 }
 
-std::size_t VORN_File::WriteWhole(const void* buffer, std::size_t size, int64 position, std::size_t* written) {
+std::size_t VORN_File::WriteWhole(const void* buffer, std::size_t size, int64 position) {
+  std::size_t written = 0;
+  return WriteWhole(buffer, size, position, written);
+}
+
+std::size_t VORN_File::WriteWhole(const void* buffer, std::size_t size, int64 position, std::size_t& written) {
   const sfGuard guard(fMutex);
-  std::size_t ignored = 0;
-  std::size_t& done = written == nullptr ? ignored : *written;
-  done = 0;
+  written = 0;
   if (fEncrypted && IsOpen()) {
     return Write(buffer, size, position);
   }
   const auto* const bytes = static_cast<const unsigned char*>(buffer);
-  while (done < size) {
+  while (written < size) {
     errno = 0;
-    const std::size_t count = Write(bytes + done, size - done, positionPlus(position, done));
+    const std::size_t count = Write(bytes + written, size - written, positionPlus(position, written));
     if (count == 0) {
       Fail(Side::writing, IsOpen() ? ENOSPC : EBADF);
     }
-    done += count;
+    written += count;
   }
   return size;
 }

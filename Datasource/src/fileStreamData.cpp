@@ -28,7 +28,7 @@ void VORN_FileStream::Data::Flush() {
   FileChanged();
   std::size_t written = 0;
   try {
-    const std::size_t count = file->WriteWhole(buffer, ValidBytes(), bufferPos, &written);
+    const std::size_t count = file->WriteWhole(buffer, ValidBytes(), bufferPos, written);
     dirty = false;
     filePos = positionPlus(bufferPos, low32Signed(count));
   } catch (...) {

@@ -113,12 +113,11 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   enum class Side : int { writing = 1002, reading = 1003 };
 
   /// Writes all `size` bytes of a plain file, going on after a short transfer; on an enciphered file
-  /// one Write.
+  /// one Write. `written` is set to the plain bytes that reached a plain file, also when it raises.
   /// Returns: `size`, or on an enciphered file what Write returns.
-  /// `written`, if given, is set to the plain bytes that reached the file, also when it raises.
   /// Raises: 1002, also when no more bytes can be written.
-  DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position,
-                                          std::size_t* written = nullptr);
+  DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position, std::size_t& written);
+  DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position);
 
   /// Returns: whether the system puts every write at the file's end, whatever its position.
   DATASOURCE_LOCAL bool Appends() const noexcept;
