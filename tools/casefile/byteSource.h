@@ -24,7 +24,7 @@ class ByteSource {
 /// A file as it lies on the disk.
 class FileSource : public ByteSource {
  public:
-  /// Raises: Failure (kRefused) when the file cannot be opened.
+  /// Raises: Failure (kRefused) when the file cannot be opened or is no regular file.
   explicit FileSource(std::string name);
   const std::string& name() const noexcept override { return name_; }
   int64 size() const override { return size_; }
