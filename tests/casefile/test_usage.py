@@ -1,4 +1,6 @@
-from support import HEADER, CasefileTest
+import os
+
+from support import HEADER, CasefileTest, positions, posix_only
 
 COMMANDS = ["pack", "append", "unpack", "cat", "info", "verify", "recover"]
 
@@ -54,6 +56,14 @@ class WrongUsage(CasefileTest):
         self.check("verify", "-j", "0", "a")
         self.check("pack", "--threads", "2", "a", self.path("b"))
 
+    def test_leading_zeros_change_no_number(self):
+        data = HEADER + positions(100)
+        self.run_casefile("pack", "--row0", "010", self.write("in", data), self.path("file.case"))
+        self.assertEqual(self.info("file.case", "--row0", "0010")["row0"], 10)
+        result = self.run_casefile("cat", "--from", "010", "--bytes", "010", self.path("file.case"))
+        self.assertEqual(result.stdout, data[10:20])
+        self.run_casefile("verify", "-j", "08", self.path("file.case"))
+
     def test_options_that_exclude_each_other(self):
         self.check("pack", "--row0", "1", "--header-lines", "1", "a", self.path("b"))
         self.check("pack", "--dictionary", "d", "--header-lines", "1", "a", self.path("b"))
@@ -100,8 +110,24 @@ class UnreadableInput(CasefileTest):
     def test_folder(self):
         (self.folder / "sub").mkdir()
         for arguments in [("verify", "sub"), ("unpack", "sub", "out"), ("pack", "sub", "out")]:
-            self.run_casefile(*arguments, cwd=self.folder, expect=2)
+            result = self.run_casefile(*arguments, cwd=self.folder, expect=2)
+            self.assert_says(result, "casefile: sub: ")
         self.assertEqual(self.names(), ["sub"])
+
+    @posix_only
+    def test_folder_is_called_one(self):
+        (self.folder / "sub").mkdir()
+        for command in ["info", "verify"]:
+            self.assert_says(self.run_casefile(command, self.path("sub"), expect=2), "Is a directory")
+
+    @posix_only
+    def test_pipe_that_has_a_name_is_refused_and_not_waited_for(self):
+        os.mkfifo(self.path("pipe"))
+        for arguments in [("unpack", "pipe", "out"), ("append", "pipe"), ("cat", "--from", "0", "pipe"),
+                          ("info", "pipe"), ("verify", "pipe"), ("recover", "pipe", "out")]:
+            result = self.run_casefile(*arguments, cwd=self.folder, expect=2)
+            self.assert_says(result, "casefile: pipe: is no regular file")
+        self.assertEqual(self.names(), ["pipe"])
 
     def test_no_heading_at_the_row0_that_was_told(self):
         self.pack(b"rows")

@@ -15,16 +15,20 @@
 namespace casefile {
 namespace {
 
-// Takes whole numbers from `least` to `most`, digits only; nothing is cut or rounded. The help shows the
-// option's own words instead.
+// Takes whole numbers from `least` to `most`, decimal digits only; nothing is cut or rounded. The number is
+// handed on without leading zeros, which the parser would take for octal. The help shows the option's own
+// words instead.
 CLI::Validator within(int64 least, int64 most) {
   return CLI::Validator(
       [least, most](std::string& text) {
         int64 value = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
         const bool fits = error == std::errc() && end == text.data() + text.size() && value >= least && value <= most;
-        return fits ? std::string()
-                    : text + " is no whole number from " + std::to_string(least) + " to " + std::to_string(most);
+        if (!fits) {
+          return text + " is no whole number from " + std::to_string(least) + " to " + std::to_string(most);
+        }
+        text = std::to_string(value);
+        return std::string();
       },
       "");
 }
@@ -109,11 +113,11 @@ class CommandLine {
   static CLI::Option* addRow0(CLI::App* command, std::optional<int64>& row0) {
     return command->add_option("--row0", row0, "Row-0 position: where the dictionary part ends (else it is found)")
         ->type_name("N")
-        ->check(notNegative());
+        ->transform(notNegative());
   }
 
   static void addThreads(CLI::App* command, int& threads, const char* what) {
-    command->add_option("--threads", threads, what)->type_name("0|1")->check(within(0, 1))->capture_default_str();
+    command->add_option("--threads", threads, what)->type_name("0|1")->transform(within(0, 1))->capture_default_str();
   }
 
   static void addForce(CLI::App* command, bool& force) {
@@ -129,12 +133,12 @@ class CommandLine {
                                          "casefile pack --header-lines 1 rows.csv rows.case");
     auto* const row0 = command->add_option("--row0", pack_.row0, "The dictionary part: the first N bytes")
                            ->type_name("N")
-                           ->check(notNegative());
+                           ->transform(notNegative());
     auto* const lines = command
                             ->add_option("--header-lines", pack_.headerLines,
                                          "The dictionary part: the first K lines (1 when nothing is said)")
                             ->type_name("K")
-                            ->check(notNegative())
+                            ->transform(notNegative())
                             ->excludes(row0);
     command->add_option("--dictionary", pack_.dictionary, "The dictionary part: this file, put in front of INPUT")
         ->type_name("FILE")
@@ -175,10 +179,10 @@ class CommandLine {
     command->add_option("--from", cat_.from, "First logical position")
         ->required()
         ->type_name("POS")
-        ->check(notNegative());
+        ->transform(notNegative());
     command->add_option("--bytes", cat_.bytes, "How many bytes (to the end when nothing is said)")
         ->type_name("N")
-        ->check(notNegative());
+        ->transform(notNegative());
     addName(command, "FILE", cat_.file, "Compressed file");
     onParsed(command, cat, cat_, cat_.file);
   }
@@ -200,7 +204,7 @@ class CommandLine {
     constexpr int kMostJobs = 1024;
     command->add_option("-j", verify_.jobs, "Threads (as many as the machine runs at once when nothing is said)")
         ->type_name("N")
-        ->check(within(1, kMostJobs));
+        ->transform(within(1, kMostJobs));
     addName(command, "FILE", verify_.file, "Compressed file");
     onParsed(command, verify, verify_, verify_.file);
   }
