@@ -28,6 +28,10 @@ class AllBlocksPresent(CasefileTest):
     def test_heading_never_written(self):
         self.check(self.whole[:P] + bytes(24) + self.whole[P + 24:])
 
+    def test_heading_never_written_and_table_cut_inside_its_first_record(self):
+        for end in range(1, 25):
+            self.check(self.whole[:P] + bytes(24) + self.whole[P + 24:self.form.table + end])
+
     def test_heading_overwritten(self):
         self.check(self.whole[:P] + b"?" * 24 + self.whole[P + 24:])
 

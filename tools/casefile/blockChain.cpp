@@ -25,6 +25,9 @@ bool hasSoundBlock(ByteSource& source, int64 row0) {
 std::optional<Place> placeNamedByTable(ByteSource& source, int64 position) {
   std::array<unsigned char, 2 * kRecordSize> bytes{};
   const std::size_t got = source.read(bytes.data(), bytes.size(), position);
+  if (got < kRecordSize) {
+    return std::nullopt;  // the record's end is missing, and with it the count
+  }
   const bool swapped = decode<bInfo>(bytes.data(), false).orginalPos != kHeaderRecordMark;
   const auto header = decode<bInfo>(bytes.data(), swapped);
   if (header.orginalSize != kBlock || header.translateSize < 0) {
