@@ -7,6 +7,7 @@ import os
 import pathlib
 import struct
 import subprocess
+import sys
 import tempfile
 import unittest
 import zlib
@@ -14,7 +15,14 @@ import zlib
 PROGRAM = os.environ["CASEFILE_PROGRAM"]
 EMULATOR = [part for part in os.environ.get("CASEFILE_EMULATOR", "").split("|") if part]
 EMULATED = bool(EMULATOR)
+SMALL_MEMORY = 40 * 2 ** 20 if os.environ.get("CASEFILE_STARTS_FAST") == "1" else 400 * 2 ** 20  # sanitizers need more
 DEADLINE = 240  # seconds until a program that hangs fails its test
+# A process counts its parent's memory as its own peak; so the parent is a small interpreter.
+MEASURE = """
+import resource, subprocess, sys
+code = subprocess.run(sys.argv[2:], timeout=float(sys.argv[1]), stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
+print(code.returncode, resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)
+"""
 
 BLOCK = 4190208
 HEADER = b"name,age,city\n"
@@ -134,6 +142,15 @@ class CasefileTest(unittest.TestCase):
             self.assertEqual(result.returncode, expect,
                              f"casefile {arguments}: {result.stdout} {result.stderr}")
         return result
+
+    def run_and_measure(self, *arguments, expect):
+        """Runs the program to its end; returns its messages and the most memory that it used, in bytes."""
+        result = subprocess.run([sys.executable, "-S", "-c", MEASURE, str(DEADLINE), PROGRAM, *map(str, arguments)],
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True)
+        code, peak = map(int, result.stdout.split())
+        messages = result.stderr.decode()
+        self.assertEqual(code, expect, f"casefile {arguments}: {messages[:2000]}")
+        return messages, peak * 1024
 
     def start_casefile(self, *arguments, **options):
         return subprocess.Popen([*EMULATOR, PROGRAM, *map(str, arguments)], **options)

@@ -2,7 +2,8 @@ import random
 import struct
 from concurrent.futures import ThreadPoolExecutor
 
-from support import BLOCK, HEADER, P, CasefileTest, Form, positions, sweep, text_rows
+from support import (BLOCK, HEADER, P, SMALL_MEMORY, CasefileTest, Form, build, positions, posix_only, sweep,
+                     text_rows)
 
 
 class Sound(CasefileTest):
@@ -149,3 +150,55 @@ class HostileTables(CasefileTest):
                         self.assertIn(result.returncode, (1, 2), result.stderr)
                         told = self.run_casefile("info", *more, self.path("file.case"), expect=None)
                         self.assertIn(told.returncode, (0, result.returncode))  # info looks into no block
+
+
+@posix_only
+class HostileLengths(CasefileTest):
+    """What a file claims about its table costs neither memory nor messages without end."""
+
+    COMMANDS = [("info",), ("info", "--json"), ("verify",), ("cat", "--from", "0"), ("append",), ("unpack",)]
+
+    def sparse(self, table, records, first=b""):
+        """A file of holes whose heading names a table; only the table's beginning is written."""
+        with open(self.path("file.case"), "wb") as file:
+            file.write(HEADER + struct.pack("<qqq", P, table, 24 * (records + 1)))
+            file.seek(table)
+            file.write(struct.pack("<qqii", -100, 0, BLOCK, min(records, 2 ** 31 - 1)) + first)
+            file.truncate(table + 24 * (records + 1))
+
+    def check(self, text, places):
+        for row0 in places:
+            for command in self.COMMANDS:
+                more = [self.path("out")] if command[0] == "unpack" else []
+                with self.subTest(command=command, row0=row0):
+                    messages, peak = self.run_and_measure(command[0], *row0, *command[1:], self.path("file.case"),
+                                                          *more, expect=1)
+                    self.assertLess(peak, SMALL_MEMORY)
+                    self.assertLess(len(messages), 400000)
+                    if command[0] != "info":
+                        self.assertIn(text, messages)
+        self.assertEqual(self.names(), ["file.case"])
+
+    def test_table_longer_than_the_form_allows(self):
+        self.sparse(40 * 2 ** 30, 2 ** 30)
+        self.check("the position table is longer than 2147483647 bytes", [("--row0", P)])
+
+    def test_table_of_many_records_that_are_zero(self):
+        self.sparse(2 ** 24, 10 * 2 ** 20, struct.pack("<qqii", P, P + 24, BLOCK, 5000))
+        self.check("the position table is damaged in more than 1000 places", [(), ("--row0", P)])
+
+    def test_recover_from_a_table_of_many_records_that_are_zero(self):
+        self.sparse(2 ** 24, 10 * 2 ** 20)
+        messages, peak = self.run_and_measure("recover", "--row0", P, self.path("file.case"), self.path("out"), expect=1)
+        self.assertLess(peak, SMALL_MEMORY)
+        self.assertIn(f"lost: {10 * 2 ** 20} blocks, logical bytes {P} to {P + 10 * 2 ** 20 * BLOCK - 1}", messages)
+
+
+class ManyFaults(CasefileTest):
+    def test_short_blocks_beyond_a_thousand_are_counted_and_still_read(self):
+        parts = [b"%d," % i for i in range(1500)]
+        self.write("file.case", build(parts))
+        self.assertEqual(self.unpacked(), HEADER + b"".join(parts))
+        result = self.run_casefile("verify", self.path("file.case"), expect=1)
+        self.assert_says(result, "block 999 ", "499 more faults are not listed")
+        self.assertEqual(len(self.info(expect=1)["faults"]), 1001)

@@ -11,6 +11,11 @@ namespace {
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
 constexpr auto kRecord = static_cast<int64>(kRecordSize);
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
+constexpr std::size_t kPiece = 2048 * kRecordSize;
+constexpr std::size_t kMostFaults = 1000;
+
+int64 logicalEndOf(const bInfo& record) { return record.orginalPos + record.orginalSize; }
+int64 fileEndOf(const bInfo& record) { return record.translatePos + record.translateSize; }
 
 std::string number(int64 value) { return std::to_string(value); }
 
@@ -28,13 +33,21 @@ class LayoutReader {
       checkFilePositions();
       checkSizes();
     }
+    if (unlisted_ > 0) {
+      layout_.faults.push_back({std::to_string(unlisted_) + " more faults are not listed", {}, unlistedHinder_});
+    }
     return std::move(layout_);
   }
 
  private:
   void fault(const std::string& what) { layout_.faults.push_back({what, std::nullopt, true}); }
   void blockFault(std::size_t block, const std::string& what, bool hinders = true) {
-    layout_.faults.push_back({what, block, hinders});
+    if (layout_.faults.size() < kMostFaults) {
+      layout_.faults.push_back({what, block, hinders});
+    } else {
+      ++unlisted_;
+      unlistedHinder_ = unlistedHinder_ || hinders;
+    }
   }
 
   bool readHeading() {
@@ -63,21 +76,62 @@ class LayoutReader {
 
   bool readTable() {
     const compressionHeading& heading = layout_.heading;
+    if (heading._size > kLargestTable) {
+      fault("the position table is longer than " + number(kLargestTable) + " bytes");
+      return false;
+    }
     // A table longer than blocks of one byte would need is no table; nothing is allocated for it.
     if (heading._size / kRecord - 1 > heading._infoPos - layout_.place.row0 - kHead) {
       fault("the position table has more records than the file has room for blocks");
       return false;
     }
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(heading._size));
-    if (source_.read(bytes.data(), bytes.size(), heading._infoPos) != bytes.size()) {
+    std::array<unsigned char, kRecordSize> header{};
+    if (source_.read(header.data(), header.size(), heading._infoPos) != header.size() || !readRecords()) {
       fault("the position table cannot be read to its end");
       return false;
     }
-    checkTableHeader(decode<bInfo>(bytes.data(), layout_.place.swapped));
-    for (std::size_t at = kRecordSize; at < bytes.size(); at += kRecordSize) {
-      layout_.records.push_back(decode<bInfo>(bytes.data() + at, layout_.place.swapped));
+    checkTableHeader(decode<bInfo>(header.data(), layout_.place.swapped));
+    return true;
+  }
+
+  // Returns: false when the file ends before the table.
+  bool readRecords() {
+    std::vector<unsigned char> piece(kPiece);
+    std::size_t breaks = 0;
+    for (int64 at = layout_.heading._infoPos + kRecord; at < layout_.tableEnd();) {
+      throwIfInterrupted();
+      const auto count = static_cast<std::size_t>(std::min<int64>(layout_.tableEnd() - at, kPiece));
+      if (source_.read(piece.data(), count, at) != count) {
+        return false;
+      }
+      breaks += takeRecords(piece.data(), count);
+      at += static_cast<int64>(count);
+      if (breaks > kMostFaults) {
+        leaveTable(at);
+        return true;
+      }
     }
     return true;
+  }
+
+  // Returns: how many of these records cannot be used or do not follow the one before.
+  std::size_t takeRecords(const unsigned char* bytes, std::size_t count) {
+    std::size_t breaks = 0;
+    for (std::size_t at = 0; at < count; at += kRecordSize) {
+      const auto record = decode<bInfo>(bytes + at, layout_.place.swapped);
+      const bool follows = layout_.records.empty() || (isUsable(layout_.records.back()) &&
+                                                       record.orginalPos == logicalEndOf(layout_.records.back()) &&
+                                                       record.translatePos == fileEndOf(layout_.records.back()));
+      breaks += isUsable(record) && follows ? 0 : 1;
+      layout_.records.push_back(record);
+    }
+    return breaks;
+  }
+
+  void leaveTable(int64 at) {
+    layout_.unreadRecords = static_cast<std::size_t>((layout_.tableEnd() - at) / kRecord);
+    fault("the position table is damaged in more than " + std::to_string(kMostFaults) + " places; its last " +
+          std::to_string(layout_.unreadRecords) + " records were not read");
   }
 
   void checkTableHeader(const bInfo& header) {
@@ -151,6 +205,8 @@ class LayoutReader {
 
   ByteSource& source_;
   Layout layout_;
+  std::size_t unlisted_ = 0;
+  bool unlistedHinder_ = false;
 };
 
 }  // namespace

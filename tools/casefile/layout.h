@@ -25,6 +25,9 @@ struct Fault {
   bool hindersReading = true;        ///< false: the data can be read all the same
 };
 
+/// The longest position table that the form allows, in bytes.
+inline constexpr int64 kLargestTable = INT32_MAX;
+
 /// Heading and position table of a compressed file, with every rule that they break.
 struct Layout {
   Place place;
@@ -32,7 +35,8 @@ struct Layout {
   compressionHeading heading{};
   std::vector<bInfo> records;
   std::vector<int64> logicalStarts;  ///< where each block should start, told by its neighbours too
-  std::vector<Fault> faults;
+  std::size_t unreadRecords = 0;     ///< of a table with so many faults that it was not read to its end
+  std::vector<Fault> faults;         ///< at most a thousand and one that tells how many more
 
   int64 dictionarySize() const noexcept { return place.row0; }
   /// Logical end of the case data, and size of the uncompressed file.
@@ -49,6 +53,9 @@ struct Layout {
 
 /// Reads heading and table at `place` and checks them against each other and the file's size; blocks
 /// are not looked into.
+///
+/// Cost: one pass over the table, and 32 bytes of memory for each of its blocks; a table that breaks its own
+/// rules a thousand times is left there, whatever length it claims.
 Layout readLayout(ByteSource& source, const Place& place);
 
 /// Raises: Failure when a fault hinders reading.

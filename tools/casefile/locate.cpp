@@ -53,7 +53,8 @@ Fit fitOf(ByteSource& source, const Place& place) {
   const Fit alone = heading._infoPos == place.row0 + kHead || beginsZlibStream(bytes.data() + kHeadingSize)
                         ? Fit::headingOnly
                         : Fit::none;
-  if (heading._infoPos > source.size() || heading._size > source.size() - heading._infoPos) {
+  if (heading._size > kLargestTable || heading._infoPos > source.size() ||
+      heading._size > source.size() - heading._infoPos) {
     return alone;
   }
   const auto recordAt = [&](int64 position) {

@@ -40,10 +40,12 @@ Place placeTold(ByteSource& source, int64 row0) {
 bool sayLosses(ByteSource& source, const Place& place, const BlockChain& chain, const Remainder& rest) {
   const Layout layout = readLayout(source, place);
   const bool headingHolds = layout.heading._caseStartPos == place.row0 && layout.heading._infoPos >= chain.fileEnd;
-  if (layout.records.size() > chain.records.size()) {
-    const std::size_t lost = layout.records.size() - chain.records.size();
+  const std::size_t announced = layout.records.size() + layout.unreadRecords;
+  if (announced > chain.records.size()) {
+    const std::size_t lost = announced - chain.records.size();
+    const int64 end = layout.logicalEnd() + static_cast<int64>(layout.unreadRecords * kBlockSize);
     say(source.name(), "lost: " + std::to_string(lost) + " blocks, " +
-                           rangeName(chain.logicalEnd, std::max<int64>(1, layout.logicalEnd() - chain.logicalEnd)) +
+                           rangeName(chain.logicalEnd, std::max<int64>(1, end - chain.logicalEnd)) +
                            (chain.fault.empty() ? "" : " (" + chain.fault + ")"));
     return true;
   }
