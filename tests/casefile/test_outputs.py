@@ -4,7 +4,7 @@ import stat
 import subprocess
 import time
 
-from support import BLOCK, DEADLINE, HEADER, CasefileTest, hardly_compressible, positions, posix_only
+from support import BLOCK, DEADLINE, HEADER, CasefileTest, build, hardly_compressible, positions, posix_only
 
 
 class ExistingOutput(CasefileTest):
@@ -124,6 +124,24 @@ class ReadOnly(CasefileTest):
         os.chmod(self.path("sub/file.case"), 0)
         self.run_casefile("verify", self.path("sub/file.case"), preexec_fn=without_rights_over_all_files, expect=2)
 
+    def test_folder_that_may_not_be_searched(self):
+        os.chmod(self.path("sub"), 0o600)
+        result = self.run_casefile("verify", self.path("sub/file.case"), preexec_fn=without_rights_over_all_files,
+                                   expect=2)
+        self.assert_says(result, f"casefile: {self.path('sub/file.case')}: cannot be opened: Permission denied")
+        os.chmod(self.path("sub"), 0o755)
+
+    def test_unreadable_journal_is_named(self):
+        self.write("sub/file.case.journal", b"of somebody else")
+        os.chmod(self.path("sub/file.case.journal"), 0)
+        result = self.run_casefile("verify", self.path("sub/file.case"), preexec_fn=without_rights_over_all_files,
+                                   expect=2)
+        self.assert_says(result, f"{self.path('sub/file.case.journal')} cannot be read: Permission denied")
+
+    def test_name_that_is_too_long(self):
+        result = self.run_casefile("verify", self.path("n" * 300), expect=2)
+        self.assert_says(result, "cannot be opened: File name too long")
+
 
 @posix_only
 class FullDisk(CasefileTest):
@@ -213,3 +231,14 @@ class Interrupt(CasefileTest):
         self.assertEqual(process.wait(DEADLINE), -signal.SIGPIPE)
         self.assertEqual(process.stderr.read(), b"")
         process.stderr.close()
+
+    def test_reader_that_has_gone_before_the_answer_ends_every_command_quietly(self):
+        self.write("file.case", build([b"%d," % i for i in range(5000)]))
+        self.write("sound", build([b"rows"]))
+        for arguments in [("verify", "sound"), ("info", "sound"), ("info", "--blocks", "file.case"),
+                          ("info", "--json", "--blocks", "file.case"), ("cat", "--from", "0", "sound"), ("--help",)]:
+            reader, writer = os.pipe()
+            os.close(reader)
+            result = self.run_casefile(*arguments, cwd=self.folder, stdout=writer, expect=-signal.SIGPIPE)
+            os.close(writer)
+            self.assertEqual(result.stderr, b"", arguments)

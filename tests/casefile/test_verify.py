@@ -15,6 +15,17 @@ class Sound(CasefileTest):
             self.assertIn(f"sound: 4 blocks, {3 * BLOCK + 5} bytes of case data, 0 dead bytes",
                           result.stdout.decode())
 
+    @posix_only
+    def test_fewer_threads_when_the_system_gives_no_more_open_files(self):
+        import resource
+        self.write("file.case", build([b"%d," % i for i in range(100)] + [b"end"]))
+        told = []
+        for limit in [4, 1000]:  # standard streams and one file; enough for all
+            result = self.run_casefile("verify", "-j", 64, self.path("file.case"), expect=1,
+                                       preexec_fn=lambda limit=limit: resource.setrlimit(resource.RLIMIT_NOFILE, (limit, limit)))
+            told.append(result.stderr)
+        self.assertEqual(told[0], told[1])
+
 
 class DamagedBlocks(CasefileTest):
     def setUp(self):

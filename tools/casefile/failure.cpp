@@ -75,6 +75,9 @@ void say(const std::string& file, const std::string& what) {
 
 void requirePrinted() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    if (errno == EPIPE && platform::brokenPipeSignal() != 0) {
+      throw Interrupted{platform::brokenPipeSignal()};
+    }
     throw Failure("standard output", "cannot be written: " + systemWords(errno));
   }
 }

@@ -49,7 +49,8 @@ void throwIfInterrupted();
 /// Prints `casefile: FILE: WHAT` on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
 
-/// Raises: Failure when what was printed on standard output did not get there.
+/// Raises: Failure when what was printed on standard output did not get there; Interrupted when the reader of
+/// a pipe has gone.
 void requirePrinted();
 
 /// From now on messages name `shown` where they would name the working file `working`.

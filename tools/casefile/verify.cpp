@@ -4,6 +4,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -23,16 +24,16 @@ class BlockSweep {
   BlockSweep(const std::string& file, const Layout& layout)
       : file_(file), layout_(layout), progress_(layout.fileSize) {}
 
-  std::map<std::size_t, std::string> run(unsigned jobs) {
+  std::map<std::size_t, std::string> run(ByteSource& source, unsigned jobs) {
     std::vector<std::thread> helpers;
     try {
       for (unsigned i = 1; i < jobs; ++i) {
-        helpers.emplace_back([this] { work(); });
+        helpers.emplace_back([this] { help(); });
       }
     } catch (const std::system_error&) {
       // the system gives no more threads: those that run do the work
     }
-    work();
+    work(source);
     for (std::thread& helper : helpers) {
       helper.join();
     }
@@ -43,9 +44,19 @@ class BlockSweep {
   }
 
  private:
-  void work() noexcept {
+  // A helper reads through a handle of its own. When the system gives no more of them, the others do its work.
+  void help() noexcept {
+    std::optional<FileSource> source;
     try {
-      FileSource source(file_);
+      source.emplace(file_);
+    } catch (...) {
+      return;
+    }
+    work(*source);
+  }
+
+  void work(ByteSource& source) noexcept {
+    try {
       BlockChecker checker;
       for (std::size_t block = next_++; block < layout_.records.size(); block = next_++) {
         checkBlock(source, checker, block);
@@ -123,16 +134,26 @@ void sayDamages(const std::string& file, const Layout& layout, const std::map<st
   say(file, damages.empty() ? "damaged" : "damaged: " + lostRanges(layout, damages));
 }
 
+// A journal that cannot be read leaves open what the file is.
+bool hasUnfinishedAppend(const std::string& file) {
+  try {
+    return mentionOpenJournal(file);
+  } catch (const std::system_error& error) {
+    throw Failure(file, "its journal " + journalName(file) + " cannot be read: " + systemWords(error.code().value()),
+                  kRefused);
+  }
+}
+
 }  // namespace
 
 int verify(const VerifyOptions& options) {
-  const bool openJournal = mentionOpenJournal(options.file);
   FileSource source(options.file);
+  const bool openJournal = hasUnfinishedAppend(options.file);
   const Layout layout = readLayout(source, locate(source, options.hint));
   const unsigned machine = std::max(1U, std::thread::hardware_concurrency());
   const unsigned wanted = options.jobs > 0 ? static_cast<unsigned>(options.jobs) : machine;
   const auto useful = static_cast<unsigned>(std::clamp<std::size_t>(layout.records.size(), 1, 1024));
-  auto damages = BlockSweep(options.file, layout).run(std::min(wanted, useful));
+  auto damages = BlockSweep(options.file, layout).run(source, std::min(wanted, useful));
   joinLayoutFaults(layout, damages);
   if (!layout.faults.empty() || !damages.empty()) {
     sayDamages(options.file, layout, damages);
