@@ -2,6 +2,7 @@
 
 #include "caseData.h"
 #include "failure.h"
+#include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
 #include "plainInput.h"
@@ -15,6 +16,7 @@ Layout layoutOf(const AppendOptions& options) {
   FileSource source(options.file);
   Layout layout = readLayout(source, locate(source, options.hint));
   requireReadable(layout, options.file);
+  refuseHiddenData(source, layout);
   if (layout.place.row0 == 0) {
     throw Failure(options.file, "has no dictionary part: case data at position 0 cannot be read back");
   }

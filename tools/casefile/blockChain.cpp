@@ -4,7 +4,9 @@
 #include <array>
 #include <cstring>
 
+#include "blockProbe.h"
 #include "failure.h"
+#include "hiddenData.h"
 #include "locate.h"
 #include "progress.h"
 
@@ -12,36 +14,9 @@ namespace casefile {
 namespace {
 
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
-constexpr auto kRecord = static_cast<int64>(kRecordSize);
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
 
-bool hasSoundBlock(ByteSource& source, int64 row0) {
-  BlockChecker checker;
-  const StreamFacts facts = checker.check(source, row0 + kHead, kBlock);
-  return facts.sound() && facts.plainSize > 0;
-}
-
-// The place that the table at `position` is about, when there are blocks where it says, or none at all.
-std::optional<Place> placeNamedByTable(ByteSource& source, int64 position) {
-  std::array<unsigned char, 2 * kRecordSize> bytes{};
-  const std::size_t got = source.read(bytes.data(), bytes.size(), position);
-  if (got < kRecordSize) {
-    return std::nullopt;  // the record's end is missing, and with it the count
-  }
-  const bool swapped = decode<bInfo>(bytes.data(), false).orginalPos != kHeaderRecordMark;
-  const auto header = decode<bInfo>(bytes.data(), swapped);
-  if (header.orginalSize != kBlock || header.translateSize < 0) {
-    return std::nullopt;
-  }
-  if (header.translateSize == 0) {
-    return position >= kHead ? std::optional(Place{position - kHead, swapped}) : std::nullopt;
-  }
-  const auto first = decode<bInfo>(bytes.data() + kRecord, swapped);
-  const bool named = got == bytes.size() && first.orginalPos >= 0 && first.orginalPos <= position - kHead &&
-                     first.translatePos == first.orginalPos + kHead;
-  return named && hasSoundBlock(source, first.orginalPos) ? std::optional(Place{first.orginalPos, swapped})
-                                                          : std::nullopt;
-}
+constexpr std::size_t kMostPlaces = 16;
 
 void addPlace(std::vector<Place>& places, const Place& place) {
   const auto same = [&](const Place& other) { return other.row0 == place.row0; };
@@ -104,15 +79,17 @@ Place findBlocks(ByteSource& source) {
   if (!places.empty()) {
     return theOnlyOf(places, source.name());
   }
-  HeadingSearch search(source, false);
+  HeadingSearch search(source, HeadingSearch::Signs::places);
+  BlockProbe probe(source);
   int64 from = 0;
-  while (const auto find = search.next(from)) {
+  for (auto find = search.next(from); find && places.size() < kMostPlaces; find = search.next(from)) {
     from = find->position + 1;
     if (find->sign == HeadingSearch::Sign::tableBeginning) {
-      if (const auto place = placeNamedByTable(source, find->position)) {
+      const auto place = placeNamedByTable(source, find->position);
+      if (place && (place->row0 + kHead == find->position || probe.hasBlock(place->row0))) {
         addPlace(places, *place);
       }
-    } else if (hasSoundBlock(source, find->position)) {
+    } else if (probe.hasBlock(find->position)) {
       addPlace(places, {find->position, false});
       from = std::max(from, followBlocks(source, find->position, false).fileEnd);
     }

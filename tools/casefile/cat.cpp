@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "fileNames.h"
+#include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
 #include "plainCopy.h"
@@ -15,6 +16,9 @@ int cat(const CatOptions& options) {
   FileSource source(options.file);
   const Layout layout = readLayout(source, locate(source, options.hint));
   requireReadable(layout, options.file);
+  if (!options.hint.row0) {
+    refuseHiddenData(source, layout);
+  }
   const int64 end = layout.logicalEnd();
   const int64 from = std::min(options.from, end);
   const int64 count = std::min(options.bytes.value_or(end), end - from);

@@ -19,6 +19,11 @@ int64 fileEndOf(const bInfo& record) { return record.translatePos + record.trans
 
 std::string number(int64 value) { return std::to_string(value); }
 
+bool liesInFile(const compressionHeading& table, int64 fileSize) {
+  return table._infoPos >= 0 && table._size >= 0 && table._infoPos <= fileSize &&
+         table._size <= fileSize - table._infoPos;
+}
+
 // Checks heading and table of one file; faults are collected in the layout.
 class LayoutReader {
  public:
@@ -65,8 +70,7 @@ class LayoutReader {
       fault("the heading gives " + number(heading._size) + " as the table's length");
       return false;
     }
-    if (heading._infoPos < layout_.place.row0 + kHead || heading._infoPos > layout_.fileSize ||
-        heading._size > layout_.fileSize - heading._infoPos) {
+    if (heading._infoPos < layout_.place.row0 + kHead || !liesInFile(heading, layout_.fileSize)) {
       fault("the position table is not in the file (" + number(heading._size) + " bytes at " +
             number(heading._infoPos) + ", the file has " + number(layout_.fileSize) + ")");
       return false;
@@ -224,7 +228,14 @@ int64 Layout::believedSize(std::size_t block) const noexcept {
 }
 
 int64 Layout::blocksEnd() const noexcept {
-  return records.empty() ? place.row0 + kHead : records.back().translatePos + records.back().translateSize;
+  if (records.empty()) {
+    return place.row0 + kHead;
+  }
+  return isUsable(records.back()) ? fileEndOf(records.back()) : heading._infoPos;
+}
+
+int64 Layout::tableEnd() const noexcept {
+  return liesInFile(heading, fileSize) ? heading._infoPos + heading._size : fileSize;
 }
 
 std::size_t Layout::blockAt(int64 logical) const noexcept {

@@ -41,9 +41,10 @@ struct Layout {
   int64 dictionarySize() const noexcept { return place.row0; }
   /// Logical end of the case data, and size of the uncompressed file.
   int64 logicalEnd() const noexcept;
-  /// File position behind the last block.
+  /// File position behind the last block; the table's when the last record is nonsense.
   int64 blocksEnd() const noexcept;
-  int64 tableEnd() const noexcept { return heading._infoPos + heading._size; }
+  /// File position behind the table; the file's end when the table is not in the file.
+  int64 tableEnd() const noexcept;
   int64 deadBytes() const noexcept { return fileSize - tableEnd(); }
   /// Uncompressed bytes of a block, told by its neighbours too.
   int64 believedSize(std::size_t block) const noexcept;

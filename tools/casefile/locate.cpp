@@ -15,6 +15,8 @@ constexpr std::size_t kPiece = 256 * 1024;
 constexpr std::size_t kLookAhead = kHeadingSize + 2;  // a heading and the first bytes of a zlib stream
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
 constexpr auto kRecord = static_cast<int64>(kRecordSize);
+constexpr std::array<unsigned char, 2> kStreamBeginning = {0x78, 0x01};  // zlib's at the level of all blocks
+constexpr std::size_t kMostPlaces = 16;                                  // of a file that is hard to make out
 
 std::uint64_t wordAt(const unsigned char* bytes) {
   std::uint64_t word;
@@ -38,13 +40,12 @@ namespace {
 
 enum class Fit { none, headingOnly, whole };
 
+// A heading as it lies in the file, and the first bytes behind it.
+using HeadingBytes = std::array<unsigned char, kHeadingSize + 2>;
+
 // How well a heading at `place` agrees with itself and its table: `whole` when at most one of six
 // statements fails, so that one damaged field does not hide a file.
-Fit fitOf(ByteSource& source, const Place& place) {
-  std::array<unsigned char, kHeadingSize + 2> bytes{};
-  if (source.read(bytes.data(), bytes.size(), place.row0) < kHeadingSize) {
-    return Fit::none;
-  }
+Fit fitOf(ByteSource& source, const HeadingBytes& bytes, const Place& place) {
   const auto heading = decode<compressionHeading>(bytes.data(), place.swapped);
   if (heading._caseStartPos != place.row0 || heading._infoPos < place.row0 + kHead || heading._size < kRecord ||
       heading._size % kRecord != 0) {
@@ -79,17 +80,32 @@ Fit fitOf(ByteSource& source, const Place& place) {
 }
 
 // The better of both byte orders at one position.
-std::pair<Fit, Place> bestFit(ByteSource& source, int64 row0, bool onlySwapped) {
-  const Place native{row0, false};
-  const Place other{row0, true};
-  const Fit nativeFit = onlySwapped ? Fit::none : fitOf(source, native);
-  const Fit otherFit = fitOf(source, other);
-  return otherFit > nativeFit ? std::pair{otherFit, other} : std::pair{nativeFit, native};
+struct BestFit {
+  Fit fit = Fit::none;
+  Place place;
+  int64 tableEnd = 0;  // as the heading tells it
+};
+
+BestFit bestFit(ByteSource& source, int64 row0, bool onlySwapped) {
+  BestFit best;
+  HeadingBytes bytes{};
+  if (source.read(bytes.data(), bytes.size(), row0) < kHeadingSize) {
+    return best;
+  }
+  for (const bool swap : {false, true}) {
+    const Place place{row0, swap};
+    const Fit fit = swap || !onlySwapped ? fitOf(source, bytes, place) : Fit::none;
+    if (fit > best.fit) {
+      const auto heading = decode<compressionHeading>(bytes.data(), swap);
+      best = {fit, place, fit == Fit::whole ? heading._infoPos + heading._size : 0};
+    }
+  }
+  return best;
 }
 
 Place placeAt(ByteSource& source, int64 row0, bool onlySwapped) {
-  if (const auto [fit, place] = bestFit(source, row0, onlySwapped); fit != Fit::none) {
-    return place;
+  if (const BestFit best = bestFit(source, row0, onlySwapped); best.fit != Fit::none) {
+    return best.place;
   }
   // Heading at its place, but nonsense behind: let the faults be listed.
   std::array<unsigned char, kHeadingSize> bytes{};
@@ -105,8 +121,7 @@ Place placeAt(ByteSource& source, int64 row0, bool onlySwapped) {
 
 }  // namespace
 
-HeadingSearch::HeadingSearch(ByteSource& source, bool onlyOwnPosition)
-    : source_(source), onlyOwnPosition_(onlyOwnPosition) {}
+HeadingSearch::HeadingSearch(ByteSource& source, Signs signs) : source_(source), signs_(signs) {}
 
 bool HeadingSearch::load(int64 from) {
   if (from >= pieceStart_ && from + static_cast<int64>(kLookAhead) <= pieceEnd_) {
@@ -138,7 +153,7 @@ std::optional<HeadingSearch::Find> HeadingSearch::next(int64 from) {
       if (word == own || word == swapped(own)) {
         return Find{position, Sign::ownPosition};
       }
-      if (onlyOwnPosition_) {
+      if (signs_ == Signs::headings) {
         continue;
       }
       if (word == 0 && wordAt(bytes + 8) == 0 && wordAt(bytes + 16) == 0 && beginsZlibStream(bytes + kHeadingSize)) {
@@ -146,6 +161,9 @@ std::optional<HeadingSearch::Find> HeadingSearch::next(int64 from) {
       }
       if ((word == mark || word == swappedMark) && wordAt(bytes + 8) == 0) {
         return Find{position, Sign::tableBeginning};
+      }
+      if (signs_ == Signs::placesAndBlocks && bytes[0] == kStreamBeginning[0] && bytes[1] == kStreamBeginning[1]) {
+        return Find{position, Sign::blockBeginning};
       }
     }
     if (last >= source_.size()) {
@@ -169,19 +187,23 @@ Place theOnlyOf(const std::vector<Place>& places, const std::string& file) {
   return places.front();
 }
 
+std::optional<Place> headingAt(ByteSource& source, int64 row0) {
+  const BestFit best = bestFit(source, row0, false);
+  return best.fit == Fit::none ? std::nullopt : std::optional(best.place);
+}
+
 std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped) {
   std::vector<Place> whole;
   std::vector<Place> headingOnly;
-  HeadingSearch search(source, true);
+  HeadingSearch search(source, HeadingSearch::Signs::headings);
   int64 from = 0;
-  while (const auto find = search.next(from)) {
-    const auto [fit, place] = bestFit(source, find->position, onlySwapped);
-    from = find->position + 1;
-    if (fit == Fit::whole) {
-      whole.push_back(place);
-      from = std::max(from, readLayout(source, place).tableEnd());  // what lies inside is this file's own
-    } else if (fit == Fit::headingOnly) {
-      headingOnly.push_back(place);
+  for (auto find = search.next(from); find && whole.size() < kMostPlaces; find = search.next(from)) {
+    const BestFit best = bestFit(source, find->position, onlySwapped);
+    from = std::max(find->position + 1, best.tableEnd);  // what lies inside is this file's own
+    if (best.fit == Fit::whole) {
+      whole.push_back(best.place);
+    } else if (best.fit == Fit::headingOnly && headingOnly.size() < kMostPlaces) {
+      headingOnly.push_back(best.place);
     }
   }
   return whole.empty() ? headingOnly : whole;

@@ -21,16 +21,19 @@ struct PlaceHint {
 class HeadingSearch {
  public:
   enum class Sign {
-    ownPosition,    ///< an 8-byte number equal to its own file position, in either byte order
-    zeroHeading,    ///< 24 zero bytes in front of what may begin a zlib stream
-    tableBeginning  ///< the first 16 bytes of a position table, in either byte order
+    ownPosition,     ///< an 8-byte number equal to its own file position, in either byte order
+    zeroHeading,     ///< 24 zero bytes in front of what may begin a zlib stream
+    tableBeginning,  ///< the first 16 bytes of a position table, in either byte order
+    blockBeginning   ///< the first two bytes of the zlib streams that blocks are
   };
+  /// Which signs to stop at: those of headings, those of row-0 positions, or all.
+  enum class Signs { headings, places, placesAndBlocks };
   struct Find {
     int64 position;
     Sign sign;
   };
 
-  explicit HeadingSearch(ByteSource& source, bool onlyOwnPosition);
+  HeadingSearch(ByteSource& source, Signs signs);
   /// Returns: the first find at `from` or behind it. Requires: `from` does not go back.
   std::optional<Find> next(int64 from);
 
@@ -38,15 +41,18 @@ class HeadingSearch {
   bool load(int64 from);
 
   ByteSource& source_;
-  bool onlyOwnPosition_;
+  Signs signs_;
   std::vector<unsigned char> piece_;  // file bytes from pieceStart_, then zeros
   int64 pieceStart_ = 0;
   int64 pieceEnd_ = 0;
 };
 
-/// Returns: every place whose heading and table fit each other; when there is none, every place whose
-///   heading fits although its table is damaged. With `onlySwapped`, those in the other byte order.
+/// Returns: the places whose heading and table fit each other; when there is none, those whose heading fits
+///   although its table is damaged; sixteen at most. With `onlySwapped`, those in the other byte order.
 std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped);
+
+/// Returns: the place whose heading lies at a file position, when one fits, its table damaged or not.
+std::optional<Place> headingAt(ByteSource& source, int64 row0);
 
 /// Returns: whether these two bytes may begin a zlib stream.
 bool beginsZlibStream(const unsigned char* bytes) noexcept;

@@ -8,6 +8,7 @@
 #include "blockChain.h"
 #include "failure.h"
 #include "fileNames.h"
+#include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
 #include "plainOutput.h"
@@ -111,6 +112,14 @@ void refuseSameFile(const RecoverOptions& options) {
   }
 }
 
+// A place that was found and not told is the right one only if nothing else lies behind it.
+void refuseAnotherPlace(ByteSource& source, const Place& place, const BlockChain& chain) {
+  if (const auto hidden = hiddenData(source, readLayout(source, place), chain.fileEnd)) {
+    throw Failure(source.name(),
+                  "row-0 position " + std::to_string(place.row0) + " " + *hidden + ": say which with --row0", kRefused);
+  }
+}
+
 }  // namespace
 
 int recover(const RecoverOptions& options) {
@@ -118,6 +127,9 @@ int recover(const RecoverOptions& options) {
   const std::unique_ptr<ByteSource> source = open(options.input);
   const Place place = options.row0 ? placeTold(*source, *options.row0) : findBlocks(*source);
   const BlockChain chain = followBlocks(*source, place.row0, true);
+  if (!options.row0) {
+    refuseAnotherPlace(*source, place, chain);
+  }
   const Remainder rest = remainderBehind(*source, chain);
   PlainOutput output(options.output, options.force);
   Rebuilder(*source, chain, place.swapped || (rest.isTable && rest.swapped), output).run();

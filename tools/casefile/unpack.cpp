@@ -3,6 +3,7 @@
 
 #include "caseData.h"
 #include "failure.h"
+#include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
 #include "plainCopy.h"
@@ -16,6 +17,9 @@ int unpack(const UnpackOptions& options) {
   FileSource source(options.input);
   const Layout layout = readLayout(source, locate(source, options.hint));
   requireReadable(layout, options.input);
+  if (!options.hint.row0) {
+    refuseHiddenData(source, layout);
+  }
   PlainOutput output(options.output, options.force);
   {
     Progress progress(layout.logicalEnd());

@@ -11,6 +11,7 @@
 
 #include "blockCheck.h"
 #include "failure.h"
+#include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
 #include "progress.h"
@@ -159,6 +160,7 @@ int verify(const VerifyOptions& options) {
     sayDamages(options.file, layout, damages);
     return kFailed;
   }
+  refuseHiddenData(source, layout);
   if (openJournal) {
     return kFailed;
   }

@@ -1,0 +1,42 @@
+#ifndef CASEFILE_BLOCKPROBE_H
+#define CASEFILE_BLOCKPROBE_H
+
+#include <array>
+#include <cstddef>
+
+#include "blockCheck.h"
+#include "byteSource.h"
+
+namespace casefile {
+
+/// Tells whether there are sound blocks at positions that something in a file hints at.
+///
+/// Threads: one at a time. Cost: bytes that cannot begin a block are not inflated, and a position that was
+/// asked for lately is not inflated again. A file that makes it inflate many times its own size is given up.
+class BlockProbe {
+ public:
+  explicit BlockProbe(ByteSource& source);
+
+  /// Returns: the uncompressed bytes of the sound block at a file position, 0 when there is none.
+  /// Raises: Failure (kRefused) when the file holds too much that looks like blocks; Interrupted.
+  int64 plainSizeAt(int64 position);
+  /// Returns: whether a sound block lies behind a heading at `row0`.
+  bool hasBlock(int64 row0);
+
+ private:
+  struct Answer {
+    int64 position = -1;
+    int64 plainSize = 0;
+  };
+  int64 inflateAt(int64 position);
+
+  static constexpr std::size_t kAnswers = 4096;
+  ByteSource& source_;
+  BlockChecker checker_;
+  std::array<Answer, kAnswers> answers_{};  // of a position: at its remainder
+  int64 allowance_;
+};
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,31 @@
+#ifndef CASEFILE_HIDDENDATA_H
+#define CASEFILE_HIDDENDATA_H
+
+#include <optional>
+#include <string>
+
+#include "byteSource.h"
+#include "layout.h"
+
+namespace casefile {
+
+/// Returns: the place that the position table at a file position is about, by its first record; the blocks are
+///   not looked into. Nothing when it is no table or is cut.
+std::optional<Place> placeNamedByTable(ByteSource& source, int64 position);
+
+/// Looks behind a file's table for what no append to it leaves there: heading, table or whole blocks of case
+/// data at another row-0 position. A compressed file in the dictionary part of one whose own heading is lost
+/// looks like that. A heading or table that is damaged says less about where the file ends: then the search
+/// begins at `blocksEnd`, where its sound blocks end, and whole blocks mean nothing.
+///
+/// Returns: what was found, in words that follow "row-0 position N ...", or nothing.
+/// Raises: Failure (kRefused) when too much looks like blocks; Interrupted.
+/// Cost: one pass over the dead bytes.
+std::optional<std::string> hiddenData(ByteSource& source, const Layout& layout, int64 blocksEnd);
+
+/// Raises: Failure when a file whose heading and table are sound has hidden data behind its table.
+void refuseHiddenData(ByteSource& source, const Layout& layout);
+
+}  // namespace casefile
+
+#endif
