@@ -69,6 +69,10 @@ class WrongUsage(CasefileTest):
         self.check("pack", "--dictionary", "d", "--header-lines", "1", "a", self.path("b"))
         self.check("info", "--progress", "--no-progress", "a")
 
+    def test_dictionary_that_is_no_file_of_its_own(self):
+        self.check("pack", "--dictionary", "", "a", self.path("b"))
+        self.check("pack", "--dictionary", "-", "-", self.path("b"))
+
     def test_standard_output_where_it_makes_no_sense(self):
         self.check("pack", "a", "-")
         self.check("recover", "a", "-")

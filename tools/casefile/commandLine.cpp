@@ -33,6 +33,10 @@ CLI::Validator within(int64 least, int64 most) {
       "");
 }
 
+CLI::Validator notEmpty() {
+  return CLI::Validator([](const std::string& text) { return std::string(text.empty() ? "names no file" : ""); }, "");
+}
+
 CLI::Validator notNegative() { return within(0, INT64_MAX); }
 
 // One command line: CLI11's description of it and the structures that it fills.
@@ -71,6 +75,9 @@ class CommandLine {
       if (*output == "-") {
         return refuse("OUTPUT cannot be standard output here");
       }
+    }
+    if (pack_.dictionary == "-" && pack_.input == "-") {
+      return refuse("the dictionary part and INPUT cannot both be standard input");
     }
     return std::move(request_);
   }
@@ -142,6 +149,7 @@ class CommandLine {
                             ->excludes(row0);
     command->add_option("--dictionary", pack_.dictionary, "The dictionary part: this file, put in front of INPUT")
         ->type_name("FILE")
+        ->check(notEmpty())
         ->excludes(row0)
         ->excludes(lines);
     addThreads(command, pack_.threads, "Compress on a thread of its own");
