@@ -74,12 +74,53 @@ class ExistingOutput(CasefileTest):
         self.assertEqual(self.read("out"), HEADER + b"rows")
 
     @posix_only
+    def test_link_that_leads_to_no_file_yet_makes_one(self):
+        (self.folder / "sub").mkdir()
+        os.symlink("second", self.path("first"))
+        os.symlink("sub/target", self.path("second"))
+        for force in [(), ("--force",)]:
+            self.run_casefile("unpack", *force, "file.case", "first", cwd=self.folder)
+            self.assertEqual(self.read("sub/target"), HEADER + b"rows")
+            self.assertTrue(os.path.islink(self.path("first")) and os.path.islink(self.path("second")))
+            os.unlink(self.path("sub/target"))
+        self.assertEqual(os.listdir(self.path("sub")), [])
+
+    @posix_only
+    def test_link_is_refused_as_its_file_is(self):
+        os.symlink("out", self.path("link"))
+        result = self.run_casefile("pack", "in", "link", cwd=self.folder, expect=1)
+        self.assert_says(result, "casefile: link: is there already (--force replaces it)")
+        os.symlink("circle", self.path("circle"))
+        result = self.run_casefile("pack", "in", "circle", cwd=self.folder, expect=1)
+        self.assert_says(result, "casefile: circle: ")
+        self.assertEqual(self.names(), ["circle", "file.case", "in", "link", "out"])
+
+    @posix_only
     def test_device_is_written_to_and_stays_one(self):
         self.run_casefile("unpack", self.path("file.case"), "/dev/null")
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
         result = self.run_casefile("pack", "--force", self.path("in"), "/dev/null", expect=1)
         self.assert_says(result, "no regular file")
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+
+
+@posix_only
+class LongNames(CasefileTest):
+    """A name that the file system takes is taken, though the working file's would be too long."""
+
+    def test_of_every_length(self):
+        self.write("in", HEADER + b"rows")
+        for name in ["n" * 230, "n" * 244, "n" * 245, "n" * 247, "n" + "\u00e4" * 122, "\u6f22" * 82]:
+            self.run_casefile("pack", "in", name, cwd=self.folder)
+            self.run_casefile("pack", "--force", "in", name, cwd=self.folder)
+            self.assertEqual(sorted(self.names()), sorted(["in", name]))
+            self.assertEqual(self.unpacked(name), HEADER + b"rows")
+            (self.folder / name).unlink()
+
+    def test_too_long(self):
+        result = self.run_casefile("pack", self.write("in", HEADER), self.path("n" * 300), expect=1)
+        self.assert_says(result, "File name too long")
+        self.assertEqual(self.names(), ["in"])
 
 
 def without_rights_over_all_files():
@@ -136,7 +177,7 @@ class ReadOnly(CasefileTest):
         os.chmod(self.path("sub/file.case.journal"), 0)
         result = self.run_casefile("verify", self.path("sub/file.case"), preexec_fn=without_rights_over_all_files,
                                    expect=2)
-        self.assert_says(result, f"{self.path('sub/file.case.journal')} cannot be read: Permission denied")
+        self.assert_says(result, self.path("sub/file.case.journal"), "Permission denied")
 
     def test_name_that_is_too_long(self):
         result = self.run_casefile("verify", self.path("n" * 300), expect=2)

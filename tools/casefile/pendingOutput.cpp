@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <random>
 #include <system_error>
-#include <utility>
 
 #include "failure.h"
 #include "fileNames.h"
@@ -14,13 +13,42 @@
 namespace casefile {
 namespace {
 
+// The name itself, or as much of it as leaves room for a number behind it in the 255 bytes that file systems
+// take; cut between two letters.
+std::string workingBeginning(const std::string& name) {
+  constexpr std::size_t kMost = 255 - sizeof ".999999.tmp";
+  const std::size_t length = pathOf(name).filename().u8string().size();
+  if (length <= kMost) {
+    return name;
+  }
+  const std::size_t folder = name.size() - length;
+  std::size_t end = folder + kMost;
+  constexpr unsigned kContinues = 0x80;
+  while (end > folder + 1 && (static_cast<unsigned char>(name[end]) & 0xC0U) == kContinues) {
+    --end;
+  }
+  return name.substr(0, end);
+}
+
+void makeEmpty(const std::string& name) {
+  platform::File made = platform::File::createNew(name);
+  try {
+    made.close();
+  } catch (...) {
+    std::error_code ignored;
+    std::filesystem::remove(pathOf(name), ignored);
+    throw;
+  }
+}
+
 std::string freeWorkingName(const std::string& name) {
   constexpr int kAttempts = 100;
+  const std::string beginning = workingBeginning(name);
   std::random_device random;
   for (int attempt = 1;; ++attempt) {
-    std::string working = name + "." + std::to_string(random() % 1000000) + ".tmp";
+    const std::string working = beginning + "." + std::to_string(random() % 1000000) + ".tmp";
     try {
-      platform::File::createNew(working).close();
+      makeEmpty(working);
       return working;
     } catch (const std::system_error& error) {
       if (error.code().value() != EEXIST || attempt == kAttempts) {
@@ -28,6 +56,22 @@ std::string freeWorkingName(const std::string& name) {
       }
     }
   }
+}
+
+// The name that links lead to, whether a file has it or not.
+std::string withoutLinks(const std::string& name) {
+  constexpr int kMostLinks = 40;
+  std::filesystem::path path = pathOf(name);
+  std::error_code none;
+  int links = 0;
+  for (; std::filesystem::is_symlink(path, none); ++links) {
+    if (links == kMostLinks) {
+      throw Failure(name, "cannot be made: " + systemWords(ELOOP));
+    }
+    path = path.parent_path() / std::filesystem::read_symlink(path, none);
+  }
+  const auto followed = path.u8string();
+  return links == 0 ? name : std::string(followed.begin(), followed.end());
 }
 
 void requireReplaceable(const std::string& name, bool replace) {
@@ -48,14 +92,11 @@ void requireReplaceable(const std::string& name, bool replace) {
 
 }  // namespace
 
-PendingOutput::PendingOutput(std::string name, bool replace) : name_(std::move(name)), replace_(replace) {
+PendingOutput::PendingOutput(const std::string& name, bool replace) : name_(withoutLinks(name)), replace_(replace) {
+  showAs(name_, name);
   requireReplaceable(name_, replace);
-  if (std::error_code none; replace && std::filesystem::is_symlink(pathOf(name_), none)) {
-    const auto target = std::filesystem::canonical(pathOf(name_), none).u8string();
-    name_ = none ? name_ : std::string(target.begin(), target.end());
-  }
   working_ = freeWorkingName(name_);
-  showAs(working_, name_);
+  showAs(working_, name);
 }
 
 PendingOutput::~PendingOutput() {

@@ -9,10 +9,10 @@ namespace casefile {
 /// nothing is left behind and a file that had the name is untouched.
 class PendingOutput {
  public:
-  /// Makes the working file, empty.
+  /// Makes the working file, empty. A name that is a link stands for what the link leads to, there or not.
   /// Raises: Failure when a file has the name and `replace` is false, when what has the name is no
   ///   regular file, or when the working file cannot be made.
-  PendingOutput(std::string name, bool replace);
+  PendingOutput(const std::string& name, bool replace);
   ~PendingOutput();
   PendingOutput(const PendingOutput&) = delete;
   PendingOutput& operator=(const PendingOutput&) = delete;
