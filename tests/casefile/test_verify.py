@@ -163,6 +163,15 @@ class HostileTables(CasefileTest):
                         self.assertIn(told.returncode, (0, result.returncode))  # info looks into no block
 
 
+class TableBeyondTheFile(CasefileTest):
+    def test_leaves_no_dead_bytes_to_count(self):
+        data = bytearray(self.pack(b"rows"))
+        for position in [len(data), len(data) + 1, 2 ** 62, 2 ** 63 - 48, 2 ** 63 - 1, -1, -2 ** 63]:
+            struct.pack_into("<q", data, P + 8, position)
+            self.write("file.case", data)
+            self.assertEqual(self.info("file.case", "--row0", str(P), expect=1)["deadBytes"], 0)
+
+
 @posix_only
 class HostileLengths(CasefileTest):
     """What a file claims about its table costs neither memory nor messages without end."""
