@@ -163,6 +163,29 @@ class HostileTables(CasefileTest):
                         self.assertIn(told.returncode, (0, result.returncode))  # info looks into no block
 
 
+class ManyDamagedBlocks(CasefileTest):
+    def test_beyond_a_thousand_are_counted(self):
+        data = bytearray(build([text_rows(BLOCK)] * 3))
+        self.write("file.case", self.with_blocks(data, 2010))
+        result = self.run_casefile("verify", "-j", "2", self.path("file.case"), expect=1)
+        blocks = [line for line in result.stderr.decode().splitlines() if ": block " in line]
+        self.assertEqual(len(blocks), 1000)
+        self.assert_says(result, f"block 1998 (logical bytes {P + 1998 * BLOCK} to ",
+                         "5 more damaged blocks are not listed", " and 5 more ranges")
+
+    @staticmethod
+    def with_blocks(data, count):
+        """A file whose table is right; every other of its blocks is damaged."""
+        block = data[P + 24:P + 24 + Form(data).records[0][3]]
+        broken = block[:-1] + bytes([block[-1] ^ 1])
+        table = P + 24 + count * len(block)
+        out = data[:P] + struct.pack("<qqq", P, table, 24 * (count + 1)) + (broken + block) * (count // 2)
+        out += struct.pack("<qqii", -100, 0, BLOCK, count)
+        for i in range(count):
+            out += struct.pack("<qqii", P + i * BLOCK, P + 24 + i * len(block), BLOCK, len(block))
+        return bytes(out)
+
+
 class TableBeyondTheFile(CasefileTest):
     def test_leaves_no_dead_bytes_to_count(self):
         data = bytearray(self.pack(b"rows"))

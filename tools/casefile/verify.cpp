@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -19,13 +20,42 @@
 namespace casefile {
 namespace {
 
+constexpr std::size_t kMostListed = 1000;
+
+// Which blocks are damaged, all of them, and what is wrong with the first thousand.
+class Damages {
+ public:
+  explicit Damages(std::size_t blocks) : damaged_(blocks) {}
+
+  bool empty() const noexcept { return count_ == 0; }
+  std::size_t size() const noexcept { return damaged_.size(); }
+  bool has(std::size_t block) const { return damaged_[block]; }
+  const std::map<std::size_t, std::string>& listed() const noexcept { return texts_; }
+  std::size_t unlisted() const noexcept { return count_ - texts_.size(); }
+
+  void add(std::size_t block, const std::string& what) {
+    count_ += damaged_[block] ? 0 : 1;
+    damaged_[block] = true;
+    std::string& text = texts_[block];
+    text = text.empty() ? what : what + "; " + text;
+    if (texts_.size() > kMostListed) {
+      texts_.erase(std::prev(texts_.end()));
+    }
+  }
+
+ private:
+  std::vector<bool> damaged_;
+  std::size_t count_ = 0;
+  std::map<std::size_t, std::string> texts_;
+};
+
 // Inflates every block on several threads and collects what is wrong, by block.
 class BlockSweep {
  public:
   BlockSweep(const std::string& file, const Layout& layout)
-      : file_(file), layout_(layout), progress_(layout.fileSize) {}
+      : file_(file), layout_(layout), progress_(layout.fileSize), damages_(layout.records.size()) {}
 
-  std::map<std::size_t, std::string> run(ByteSource& source, unsigned jobs) {
+  Damages run(ByteSource& source, unsigned jobs) {
     std::vector<std::thread> helpers;
     try {
       for (unsigned i = 1; i < jobs; ++i) {
@@ -85,7 +115,7 @@ class BlockSweep {
     }
     if (!what.empty()) {
       const std::lock_guard<std::mutex> lock(mutex_);
-      damages_[block] = what;
+      damages_.add(block, what);
     }
     progress_.advance(record.translateSize);
   }
@@ -95,42 +125,50 @@ class BlockSweep {
   Progress progress_;
   std::atomic<std::size_t> next_ = 0;
   std::mutex mutex_;
-  std::map<std::size_t, std::string> damages_;
+  Damages damages_;
   std::exception_ptr error_;
 };
 
-void joinLayoutFaults(const Layout& layout, std::map<std::size_t, std::string>& damages) {
+void joinLayoutFaults(const Layout& layout, Damages& damages) {
   for (const Fault& fault : layout.faults) {
     if (fault.block) {
-      std::string& what = damages[*fault.block];
-      what = what.empty() ? fault.what : fault.what + "; " + what;
+      damages.add(*fault.block, fault.what);
     }
   }
 }
 
-// Returns: the logical ranges of the damaged blocks, neighbours joined.
-std::string lostRanges(const Layout& layout, const std::map<std::size_t, std::string>& damages) {
+// Returns: the logical ranges of the damaged blocks, neighbours joined; a thousand at most.
+std::string lostRanges(const Layout& layout, const Damages& damages) {
   std::string list;
-  for (auto damage = damages.begin(); damage != damages.end();) {
-    const int64 start = layout.logicalStarts[damage->first];
-    int64 end = start;
-    for (; damage != damages.end() && layout.logicalStarts[damage->first] == end; ++damage) {
-      end += layout.believedSize(damage->first);
+  std::size_t ranges = 0;
+  for (std::size_t block = 0; block < damages.size(); ++block) {
+    if (!damages.has(block)) {
+      continue;
     }
-    list += (list.empty() ? "" : ", ") + rangeName(start, end - start);
+    const int64 start = layout.logicalStarts[block];
+    while (block + 1 < damages.size() && damages.has(block + 1)) {
+      ++block;
+    }
+    if (++ranges <= kMostListed) {
+      list += (ranges == 1 ? "" : ", ") +
+              rangeName(start, layout.logicalStarts[block] + layout.believedSize(block) - start);
+    }
   }
-  return list;
+  return ranges <= kMostListed ? list : list + " and " + std::to_string(ranges - kMostListed) + " more ranges";
 }
 
 // Says every fault of the file, then of the blocks, then what is damaged in all.
-void sayDamages(const std::string& file, const Layout& layout, const std::map<std::size_t, std::string>& damages) {
+void sayDamages(const std::string& file, const Layout& layout, const Damages& damages) {
   for (const Fault& fault : layout.faults) {
     if (!fault.block) {
       say(file, fault.what);
     }
   }
-  for (const auto& [block, what] : damages) {
+  for (const auto& [block, what] : damages.listed()) {
     say(file, blockName(layout, block) + ": " + what);
+  }
+  if (damages.unlisted() > 0) {
+    say(file, std::to_string(damages.unlisted()) + " more damaged blocks are not listed");
   }
   say(file, damages.empty() ? "damaged" : "damaged: " + lostRanges(layout, damages));
 }
