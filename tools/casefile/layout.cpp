@@ -102,8 +102,11 @@ class LayoutReader {
   bool readRecords() {
     std::vector<unsigned char> piece(kPiece);
     std::size_t breaks = 0;
-    for (int64 at = layout_.heading._infoPos + kRecord; at < layout_.tableEnd();) {
-      throwIfInterrupted();
+    const int64 first = layout_.heading._infoPos + kRecord;
+    for (int64 at = first; at < layout_.tableEnd();) {
+      if (at > first) {
+        throwIfInterrupted();  // a table of one piece is read at once
+      }
       const auto count = static_cast<std::size_t>(std::min<int64>(layout_.tableEnd() - at, kPiece));
       if (source_.read(piece.data(), count, at) != count) {
         return false;
