@@ -1,4 +1,7 @@
-from support import BLOCK, HEADER, P, CasefileTest, Form, build, positions, text_rows, with_other_order
+import struct
+
+from support import (BLOCK, HEADER, P, SMALL_MEMORY, CasefileTest, Form, build, positions, posix_only, text_rows,
+                     with_other_order)
 
 
 class Info(CasefileTest):
@@ -25,6 +28,26 @@ class Info(CasefileTest):
                          [(i, r[0], r[2], r[1], r[3]) for i, r in enumerate(form.records)])
         self.assertEqual(list(told["blocks"][0]),
                          ["index", "logicalPosition", "logicalSize", "filePosition", "fileSize"])
+
+    def test_json_with_blocks_of_a_file_without_any(self):
+        self.pack(b"")
+        self.assertEqual(self.info("file.case", "--blocks")["blocks"], [])
+
+    @posix_only
+    def test_blocks_of_more_than_a_terabyte_take_little_memory(self):
+        count, packed = 300000, 5000
+        records = b"".join(struct.pack("<qqii", P + i * BLOCK, P + 24 + i * packed, BLOCK, packed)
+                           for i in range(count))
+        table = P + 24 + count * packed
+        with open(self.path("file.case"), "wb") as file:
+            file.write(HEADER + struct.pack("<qqq", P, table, 24 * (count + 1)))
+            file.seek(table)
+            file.write(struct.pack("<qqii", -100, 0, BLOCK, count) + records)
+        for more in [(), ("--json",)]:
+            _, peak = self.run_and_measure("info", "--row0", P, "--blocks", *more, self.path("file.case"), expect=0)
+            self.assertLess(peak, SMALL_MEMORY)
+        blocks = self.info("file.case", "--row0", str(P), "--blocks")["blocks"]
+        self.assertEqual((len(blocks), blocks[-1]["logicalPosition"]), (count, P + (count - 1) * BLOCK))
 
     def test_empty_case_data_have_no_ratio(self):
         self.pack(b"")

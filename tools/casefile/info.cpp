@@ -24,17 +24,22 @@ struct Facts {
   }
 };
 
-Json blockList(const Layout& layout) {
-  Json blocks = Json::array();
+Json blockRow(std::size_t index, const bInfo& record) {
+  return {{"index", index},
+          {"logicalPosition", record.orginalPos},
+          {"logicalSize", record.orginalSize},
+          {"filePosition", record.translatePos},
+          {"fileSize", record.translateSize}};
+}
+
+// Adds the blocks as the last member of an object that was printed up to its end: one by one, because there may
+// be millions.
+void printBlockRows(const Layout& layout) {
+  std::printf(",\n  \"blocks\": [");
   for (std::size_t i = 0; i < layout.records.size(); ++i) {
-    const bInfo& record = layout.records[i];
-    blocks.push_back({{"index", i},
-                      {"logicalPosition", record.orginalPos},
-                      {"logicalSize", record.orginalSize},
-                      {"filePosition", record.translatePos},
-                      {"fileSize", record.translateSize}});
+    std::printf("%s\n    %s", i == 0 ? "" : ",", blockRow(i, layout.records[i]).dump().c_str());
   }
-  return blocks;
+  std::printf("%s]", layout.records.empty() ? "" : "\n  ");
 }
 
 Json faultList(const Layout& layout) {
@@ -63,11 +68,13 @@ void printJson(const InfoOptions& options, const Facts& facts) {
                {"deadBytes", layout.deadBytes()},
                {"unfinishedAppend", facts.openJournal},
                {"faults", faultList(layout)}};
-  if (options.blocks) {
-    json["blocks"] = blockList(layout);
-  }
   const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
-  std::printf("%s\n", text.c_str());
+  const std::size_t end = text.rfind("\n}");
+  std::printf("%s", text.substr(0, end).c_str());
+  if (options.blocks) {
+    printBlockRows(layout);
+  }
+  std::printf("%s\n", text.substr(end).c_str());
 }
 
 void printRow(const char* name, const std::string& value) { std::printf("%-16s%s\n", name, value.c_str()); }
