@@ -46,7 +46,7 @@ std::string freeWorkingName(const std::string& name) {
   const std::string beginning = workingBeginning(name);
   std::random_device random;
   for (int attempt = 1;; ++attempt) {
-    const std::string working = beginning + "." + std::to_string(random() % 1000000) + ".tmp";
+    std::string working = beginning + "." + std::to_string(random() % 1000000) + ".tmp";
     try {
       makeEmpty(working);
       return working;
