@@ -48,13 +48,6 @@ class ExistingOutput(CasefileTest):
             self.assert_says(result, "casefile: sub: ")
         self.assertTrue((self.folder / "sub").is_dir())
 
-    def test_journal_beside_the_name_is_refused_and_goes_when_forced(self):
-        self.write("new.journal", b"of a file that is gone")
-        result = self.run_casefile("pack", "in", "new", cwd=self.folder, expect=1)
-        self.assert_says(result, "new.journal is there")
-        self.run_casefile("pack", "--force", "in", "new", cwd=self.folder)
-        self.assertNotIn("new.journal", self.names())
-
     @posix_only
     def test_access_rights_stay_when_it_is_replaced(self):
         os.chmod(self.path("out"), 0o640)

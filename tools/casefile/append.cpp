@@ -1,7 +1,13 @@
+#include <cerrno>
+#include <cstring>
+#include <optional>
 #include <system_error>
 
+#include "Datasource/systemFileException.h"
 #include "caseData.h"
 #include "failure.h"
+#include "fileNames.h"
+#include "handleSource.h"
 #include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
@@ -12,8 +18,76 @@
 namespace casefile {
 namespace {
 
-Layout layoutOf(const AppendOptions& options) {
-  FileSource source(options.file);
+// The library's stream behind the case data of a file. Given up before it is finished, it writes no more.
+class AppendStream {
+ public:
+  // Opens the file for writing, which locks out other writers, and writes nothing.
+  AppendStream(const std::string& file, const Layout& layout)
+      : file_(file), place_(layout.place), plain_(file, "rb"), stream_(plain_.get()) {
+    stream_.readFilePosInfo(place_.row0, place_.swapped);
+    stream_.Seek(layout.logicalEnd(), VORN_StrBaseIO::SeekFromStart);
+    openForWriting(layout.logicalEnd());
+  }
+
+  ~AppendStream() {
+    if (finished_) {
+      return;
+    }
+    try {
+      stream_.readFilePosInfo(place_.row0, place_.swapped);  // ends writing; closing would finish the file
+    } catch (const std::exception&) {
+      // the file is between two states and is taken back
+    }
+  }
+  AppendStream(const AppendStream&) = delete;
+  AppendStream& operator=(const AppendStream&) = delete;
+
+  void write(const void* bytes, std::size_t count) {
+    if (stream_.Write(bytes, count) != count) {
+      throw Failure(file_, "takes no more case data");
+    }
+  }
+
+  void finish() {
+    if (stream_.Close() == 0) {
+      throw Failure(file_, "could not be finished");
+    }
+    finished_ = true;
+    requireAllFitted(stream_, file_, place_.row0);
+  }
+
+ private:
+  void openForWriting(int64 end) {
+    try {
+      stream_.setFileToAppend(end, place_.swapped);
+    } catch (const SystemFileException&) {
+      const int error = errno;
+      throw Failure(file_, error == EACCES ? "another program writes to it"
+                                           : "cannot be opened for writing: " + systemWords(error));
+    }
+  }
+
+  std::string file_;
+  Place place_;
+  OpenStream plain_;
+  zcmpsFilestr stream_;
+  bool finished_ = false;
+};
+
+platform::ClaimedFile claim(const std::string& file) {
+  try {
+    return platform::ClaimedFile(file);
+  } catch (const std::system_error& error) {
+    const int number = error.code().value();
+    if (number == EBUSY) {
+      throw Failure(file, "another append is at work");
+    }
+    const FileSource readable(file);  // a file that cannot be read is told as every command tells it
+    throw Failure(file, "cannot be written: " + systemWords(number));
+  }
+}
+
+Layout layoutOf(ByteSource& source, const AppendOptions& options) {
   Layout layout = readLayout(source, locate(source, options.hint));
   requireReadable(layout, options.file);
   refuseHiddenData(source, layout);
@@ -23,31 +97,49 @@ Layout layoutOf(const AppendOptions& options) {
   return layout;
 }
 
-void writeBehind(const AppendOptions& options, const Layout& layout, PlainInput& input) {
+void refuseItself(const platform::ClaimedFile& data, const AppendOptions& options) {
+  const auto input = options.input == kStandardStream ? platform::File::standardInput().identity()
+                                                      : platform::identityOf(options.input);
+  if (input == data.identity()) {
+    throw Failure(options.file, "is the input too", kRefused);
+  }
+}
+
+bool sameForm(const Layout& a, const Layout& b) {
+  return a.fileSize == b.fileSize && a.faults.empty() == b.faults.empty() &&
+         std::memcmp(&a.heading, &b.heading, sizeof a.heading) == 0 && a.records.size() == b.records.size() &&
+         (a.records.empty() || std::memcmp(a.records.data(), b.records.data(), a.records.size() * sizeof(bInfo)) == 0);
+}
+
+// Before the file was locked against writers that make no claim it may have changed, or have got another name.
+void requireUnchanged(platform::ClaimedFile& data, const std::string& file, const Layout& layout) {
+  HandleSource source(data.contents(), file);
+  if (!data.isNamed(file) || !sameForm(layout, readLayout(source, layout.place))) {
+    throw Failure(file, "another program has changed it meanwhile");
+  }
+}
+
+void writeBehind(platform::ClaimedFile& data, const AppendOptions& options, const Layout& layout, PlainInput& input,
+                 std::optional<Journal>& journal) {
   Progress progress(input.size());
-  const int64 end = layout.logicalEnd();
-  OpenStream plain(options.file, "rb");
-  zcmpsFilestr stream(plain.get());
-  stream.readFilePosInfo(layout.place.row0, layout.place.swapped);
-  stream.Seek(end, VORN_StrBaseIO::SeekFromStart);
-  stream.setFileToAppend(end, layout.place.swapped);
+  AppendStream stream(options.file, layout);
+  requireUnchanged(data, options.file, layout);
+  journal.emplace(data, options.file, layout);
   while (input.fill()) {
     const std::size_t count = input.available();
-    if (stream.Write(input.data(), count) != count) {
-      throw Failure(options.file, "takes no more case data");
-    }
+    stream.write(input.data(), count);
     input.take(count);
     progress.advance(static_cast<int64>(count));
   }
-  if (stream.Close() == 0) {
-    throw Failure(options.file, "could not be finished");
-  }
-  requireAllFitted(stream, options.file, layout.place.row0);
+  stream.finish();
 }
 
-void requireWritable(const std::string& file) {
+void sync(platform::ClaimedFile& data, const std::string& file) {
+  if (!data.isNamed(file)) {
+    throw Failure(file, "was given to another file meanwhile: nothing is appended");
+  }
   try {
-    platform::File::openForWriting(file).close();
+    data.sync();
   } catch (const std::system_error& error) {
     throw Failure(file, "cannot be written: " + systemWords(error.code().value()));
   }
@@ -56,19 +148,21 @@ void requireWritable(const std::string& file) {
 }  // namespace
 
 int append(const AppendOptions& options) {
-  if (rollBack(options.file)) {
+  platform::ClaimedFile data = claim(options.file);
+  refuseItself(data, options);
+  if (rollBack(data, options.file)) {
     say(options.file, "an append that had not finished was taken back");
   }
-  const Layout layout = layoutOf(options);
+  HandleSource source(data.contents(), options.file);
+  const Layout layout = layoutOf(source, options);
   PlainInput input(options.input);
   if (!input.fill()) {
     return kDone;  // nothing to append: the file stays as it is
   }
-  requireWritable(options.file);
-  Journal journal(options.file, layout);
-  writeBehind(options, layout, input);
-  platform::syncFile(options.file);
-  journal.finish();
+  std::optional<Journal> journal;  // goes behind the stream, which has the file open
+  writeBehind(data, options, layout, input, journal);
+  sync(data, options.file);
+  journal->finish();
   return kDone;
 }
 

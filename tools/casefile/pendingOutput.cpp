@@ -83,10 +83,8 @@ void requireReplaceable(const std::string& name, bool replace) {
   if (!replace && std::filesystem::exists(status)) {
     throw Failure(name, "is there already (--force replaces it)");
   }
-  if (!replace && std::filesystem::exists(pathOf(journalName(name)))) {
-    throw Failure(name, journalName(name) +
-                            " is there: an append to a file of this name has not finished "
-                            "(--force removes it)");
+  if (!replace) {
+    requireNoJournalBeside(name);
   }
 }
 
@@ -116,8 +114,7 @@ void PendingOutput::commit() {
       }
       platform::renameOver(working_, name_);
       committed_ = true;
-      // A journal of the file that was replaced does not belong to this one.
-      std::filesystem::remove(pathOf(journalName(name_)));
+      dropJournalOfReplaced(name_);
     } else {
       platform::renameToFree(working_, name_);
       committed_ = true;

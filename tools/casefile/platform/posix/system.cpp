@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -59,7 +60,55 @@ void syncByName(const std::string& name, int flags) {
   ::close(descriptor);
 }
 
+std::optional<FileIdentity> identityAt(int folder, const char* name, int flags) {
+  struct statx status {};
+  if (::statx(folder, name, flags, STATX_INO | STATX_BTIME, &status) != 0) {
+    return std::nullopt;
+  }
+  constexpr std::uint64_t kNanoseconds = 1000000000;
+  const bool told = (status.stx_mask & STATX_BTIME) != 0;
+  return FileIdentity{
+      (static_cast<std::uint64_t>(status.stx_dev_major) << 32) | status.stx_dev_minor, status.stx_ino,
+      told ? static_cast<std::uint64_t>(status.stx_btime.tv_sec) * kNanoseconds + status.stx_btime.tv_nsec : 0};
+}
+
+bool isRegular(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// A lock of the open file on one byte that no file has: the lock that the library takes on a file that it
+// writes is of another kind, and neither hinders the other.
+void claim(int descriptor) {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = std::numeric_limits<off_t>::max() - 1;
+  lock.l_len = 1;
+  if (::fcntl(descriptor, F_OFD_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES)) {
+    fail(EBUSY);  // any other failure: a file system that knows no locks
+  }
+}
+
+// The library's lock of a file that is being written.
+class WritersLock {
+ public:
+  explicit WritersLock(int descriptor) : descriptor_(descriptor) {
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+      fail(EBUSY);
+    }
+  }
+  ~WritersLock() { ::flock(descriptor_, LOCK_UN); }
+  WritersLock(const WritersLock&) = delete;
+  WritersLock& operator=(const WritersLock&) = delete;
+
+ private:
+  int descriptor_;
+};
+
 }  // namespace
+
+std::optional<FileIdentity> identityOf(const std::string& name) { return identityAt(AT_FDCWD, name.c_str(), 0); }
 
 File File::standardInput() { return File(STDIN_FILENO, false); }
 File File::standardOutput() { return File(STDOUT_FILENO, false); }
@@ -81,12 +130,24 @@ File File::createNew(const std::string& name) {
   return File(checked(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)), true);
 }
 
-File File::openExclusively(const std::string& name, bool create) {
-  File file(checked(::open(name.c_str(), O_RDWR | O_CLOEXEC | (create ? O_CREAT : 0), 0600)), true, false);
-  if (::flock(file.descriptor_, LOCK_EX | LOCK_NB) != 0 && (errno == EWOULDBLOCK || errno == EAGAIN)) {
-    fail(EBUSY);
+File File::createPrivate(const std::string& name) {
+  return File(checked(::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600)), true, false);
+}
+
+std::optional<File> File::openRegular(const std::string& name, bool forWriting) {
+  // Without waiting: the other end of a pipe may never come.
+  const int flags = (forWriting ? O_RDWR : O_RDONLY) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const int descriptor = ::open(name.c_str(), flags);
+  if (descriptor >= 0) {
+    File file(descriptor, true, false);
+    return isRegular(descriptor) ? std::optional<File>(std::move(file)) : std::nullopt;
   }
-  return file;
+  for (const int none : {ENOENT, ENOTDIR, ENAMETOOLONG, ELOOP, EISDIR, ENXIO}) {
+    if (errno == none) {
+      return std::nullopt;
+    }
+  }
+  fail(errno);
 }
 
 File::File(File&& other) noexcept
@@ -150,7 +211,7 @@ long long File::size() const {
   return status.st_size;
 }
 
-void File::clear() { checked(::ftruncate(descriptor_, 0)); }
+void File::resize(long long length) { checked(::ftruncate(descriptor_, length)); }
 
 void File::sync() { syncDescriptor(descriptor_); }
 
@@ -159,6 +220,34 @@ void File::close() {
     fail(errno);
   }
 }
+
+std::optional<FileIdentity> File::identity() const { return identityAt(descriptor_, "", AT_EMPTY_PATH); }
+
+ClaimedFile::ClaimedFile(const std::string& name) : name_(name), file_(-1, false, false) {
+  // Until the name leads to the file that is claimed: it may have been given to another one meanwhile.
+  while (!file_.owned_ || !isNamed(name)) {
+    if (file_.owned_) {
+      file_.close();
+    }
+    file_.descriptor_ = checked(::open(name.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    file_.owned_ = true;
+    if (!isRegular(file_.descriptor_)) {
+      fail(EINVAL);
+    }
+    claim(file_.descriptor_);
+  }
+}
+
+FileIdentity ClaimedFile::identity() const { return file_.identity().value(); }
+
+bool ClaimedFile::isNamed(const std::string& name) const { return identityOf(name) == file_.identity(); }
+
+void ClaimedFile::update(const std::function<void(File&)>& work) {
+  const WritersLock lock(file_.descriptor_);
+  work(file_);
+}
+
+void ClaimedFile::sync() { file_.sync(); }
 
 void syncFile(const std::string& name) { syncByName(name, 0); }
 

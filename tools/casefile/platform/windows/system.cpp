@@ -85,7 +85,46 @@ void moveFile(const std::string& from, const std::string& to, DWORD flags) {
   }
 }
 
+bool hasNoFile(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+         error == ERROR_FILENAME_EXCED_RANGE;
+}
+
+HANDLE handleOf(int descriptor) { return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); }
+
+// The time of making is not asked for: the number is not given again to a later file.
+std::optional<FileIdentity> identityOfHandle(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION facts{};
+  if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileInformationByHandle(handle, &facts)) {
+    return std::nullopt;
+  }
+  return FileIdentity{facts.dwVolumeSerialNumber,
+                      (static_cast<std::uint64_t>(facts.nFileIndexHigh) << 32) | facts.nFileIndexLow, 0};
+}
+
+// Locks one byte that no file has: a locked byte cannot be read by others.
+void claim(int descriptor) {
+  OVERLAPPED place{};
+  place.OffsetHigh = 0x40000000;
+  if (!LockFileEx(handleOf(descriptor), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place)) {
+    const DWORD error = GetLastError();
+    fail(error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING ? EBUSY : errnoOfLastError());
+  }
+}
+
 }  // namespace
+
+std::optional<FileIdentity> identityOf(const std::string& name) {
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const HANDLE handle =
+      CreateFileW(wide(name).c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    return std::nullopt;
+  }
+  const auto identity = identityOfHandle(handle);
+  CloseHandle(handle);
+  return identity;
+}
 
 File File::standardInput() { return File(0, false); }
 File File::standardOutput() { return File(1, false); }
@@ -98,14 +137,22 @@ File File::createNew(const std::string& name) {
   return File(openDescriptor(name, _O_WRONLY | _O_CREAT | _O_EXCL, _SH_DENYWR), true);
 }
 
-File File::openExclusively(const std::string& name, bool create) {
-  const int flags = _O_RDWR | (create ? _O_CREAT : 0) | _O_BINARY | _O_NOINHERIT;
-  const int descriptor = _wsopen(wide(name).c_str(), flags, _SH_DENYWR, _S_IREAD | _S_IWRITE);
-  if (descriptor < 0) {
-    const bool shared = errno == EACCES && GetLastError() == ERROR_SHARING_VIOLATION;
-    fail(shared ? EBUSY : errno);
+File File::createPrivate(const std::string& name) {
+  return File(openDescriptor(name, _O_RDWR | _O_CREAT | _O_EXCL, _SH_DENYWR), true, false);
+}
+
+std::optional<File> File::openRegular(const std::string& name, bool forWriting) {
+  const DWORD attributes = GetFileAttributesW(wide(name).c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    if (hasNoFile(GetLastError())) {
+      return std::nullopt;
+    }
+    fail(errnoOfLastError());
   }
-  return File(descriptor, true, false);
+  if ((attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE)) != 0) {
+    return std::nullopt;
+  }
+  return File(openDescriptor(name, forWriting ? _O_RDWR : _O_RDONLY, _SH_DENYNO), true, false);
 }
 
 File::File(File&& other) noexcept
@@ -155,12 +202,11 @@ void File::seek(long long position) {
 }
 
 long long File::size() const {
-  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
-  return GetFileType(handle) == FILE_TYPE_DISK ? _filelengthi64(descriptor_) : -1;
+  return GetFileType(handleOf(descriptor_)) == FILE_TYPE_DISK ? _filelengthi64(descriptor_) : -1;
 }
 
-void File::clear() {
-  if (const int error = _chsize_s(descriptor_, 0); error != 0) {
+void File::resize(long long length) {
+  if (const int error = _chsize_s(descriptor_, length); error != 0) {
     fail(error);
   }
 }
@@ -171,6 +217,33 @@ void File::close() {
   if (std::exchange(owned_, false)) {
     checked(_close(descriptor_));
   }
+}
+
+std::optional<FileIdentity> File::identity() const { return identityOfHandle(handleOf(descriptor_)); }
+
+// Open for reading only, so that the library, which lets nobody else write what it has open, can open the
+// file beside it. While it is open the file keeps its name.
+ClaimedFile::ClaimedFile(const std::string& name)
+    : name_(name), file_(openDescriptor(name, _O_RDONLY, _SH_DENYNO), true, false) {
+  claim(file_.descriptor_);
+  update([](File& /*file*/) {});  // can it be written?
+}
+
+FileIdentity ClaimedFile::identity() const { return file_.identity().value(); }
+
+bool ClaimedFile::isNamed(const std::string& name) const { return identityOf(name) == file_.identity(); }
+
+void ClaimedFile::update(const std::function<void(File&)>& work) {
+  File file(openDescriptor(name_, _O_RDWR, _SH_DENYWR), true, false);
+  if (file.identity() != file_.identity()) {
+    fail(ENOENT);
+  }
+  work(file);
+  file.close();
+}
+
+void ClaimedFile::sync() {
+  update([](File& file) { file.sync(); });
 }
 
 void syncFile(const std::string& name) {

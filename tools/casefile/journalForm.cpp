@@ -1,0 +1,200 @@
+#include "journalForm.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "failure.h"
+
+namespace casefile {
+namespace {
+
+constexpr char kMagic[] = "casefile journal";  // 16 bytes without the end
+constexpr std::size_t kMagicSize = sizeof kMagic - 1;
+constexpr std::size_t kNumber = 8;
+constexpr std::size_t kCheckAt = 104;
+constexpr std::size_t kHead = kCheckAt + kNumber;
+constexpr std::uint64_t kOpen = 'o';
+constexpr std::uint64_t kFinished = 'f';
+constexpr std::size_t kPiece = 64 * 1024;
+constexpr int64 kAnchorReach = 64 * 1024;
+static_assert(kMagicSize == 16 && kHead == kJournalTailAt);
+static_assert(72 + kHeadingSize + kNumber == kCheckAt);
+
+using Head = std::array<unsigned char, kHead>;
+
+void putNumber(unsigned char* at, std::uint64_t value) {
+  for (std::size_t i = 0; i < kNumber; ++i) {
+    at[i] = static_cast<unsigned char>(value >> (8 * i));
+  }
+}
+
+std::uint64_t getNumber(const unsigned char* at) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < kNumber; ++i) {
+    value |= static_cast<std::uint64_t>(at[i]) << (8 * i);
+  }
+  return value;
+}
+
+std::uint32_t extend(std::uint32_t sum, const unsigned char* bytes, std::size_t count) {
+  return static_cast<std::uint32_t>(crc32(sum, bytes, static_cast<uInt>(count)));
+}
+
+Head encode(const JournalFacts& facts) {
+  Head bytes{};
+  std::memcpy(bytes.data(), kMagic, kMagicSize);
+  putNumber(&bytes[16], facts.finished ? kFinished : kOpen);
+  putNumber(&bytes[24], facts.fileNumber);
+  putNumber(&bytes[32], facts.fileBorn);
+  putNumber(&bytes[40], static_cast<std::uint64_t>(facts.row0));
+  putNumber(&bytes[48], static_cast<std::uint64_t>(facts.oldLength));
+  putNumber(&bytes[56], static_cast<std::uint64_t>(facts.tailStart));
+  putNumber(&bytes[64], facts.anchor);
+  std::memcpy(&bytes[72], facts.heading.data(), kHeadingSize);
+  putNumber(&bytes[96], facts.tailCheck);
+  putNumber(&bytes[kCheckAt], extend(0, bytes.data(), kCheckAt));
+  return bytes;
+}
+
+JournalFacts decode(const Head& bytes) {
+  JournalFacts facts;
+  facts.finished = getNumber(&bytes[16]) == kFinished;
+  facts.fileNumber = getNumber(&bytes[24]);
+  facts.fileBorn = getNumber(&bytes[32]);
+  facts.row0 = static_cast<int64>(getNumber(&bytes[40]));
+  facts.oldLength = static_cast<int64>(getNumber(&bytes[48]));
+  facts.tailStart = static_cast<int64>(getNumber(&bytes[56]));
+  facts.anchor = static_cast<std::uint32_t>(getNumber(&bytes[64]));
+  std::memcpy(facts.heading.data(), &bytes[72], kHeadingSize);
+  facts.tailCheck = static_cast<std::uint32_t>(getNumber(&bytes[96]));
+  return facts;
+}
+
+Head readHead(ByteSource& journal) {
+  Head bytes{};
+  journal.read(bytes.data(), bytes.size(), 0);
+  return bytes;
+}
+
+bool isSoundHead(const Head& bytes) {
+  const std::uint64_t state = getNumber(&bytes[16]);
+  return std::memcmp(bytes.data(), kMagic, kMagicSize) == 0 &&
+         getNumber(&bytes[kCheckAt]) == extend(0, bytes.data(), kCheckAt) && (state == kOpen || state == kFinished);
+}
+
+bool isSoundTail(ByteSource& journal, const JournalFacts& facts) {
+  if (facts.row0 < 0 || facts.tailStart < facts.row0 || facts.oldLength < facts.tailStart ||
+      journal.size() - kJournalTailAt != facts.oldLength - facts.tailStart) {
+    return false;
+  }
+  std::uint32_t sum = 0;
+  return forEachPiece(journal, kJournalTailAt, journal.size(),
+                      [&](const unsigned char* bytes, std::size_t count, int64) {
+                        sum = extend(sum, bytes, count);
+                        return true;
+                      }) &&
+         sum == facts.tailCheck;
+}
+
+std::uint32_t anchorOf(ByteSource& source, int64 row0, int64 tailStart) {
+  std::uint32_t sum = 0;
+  const auto add = [&](const unsigned char* bytes, std::size_t count, int64) {
+    sum = extend(sum, bytes, count);
+    return true;
+  };
+  const int64 firstBlock = row0 + static_cast<int64>(kHeadingSize);
+  forEachPiece(source, std::max<int64>(0, row0 - kAnchorReach), row0, add);
+  forEachPiece(source, std::max(firstBlock, tailStart - kAnchorReach), tailStart, add);
+  return sum;
+}
+
+}  // namespace
+
+bool JournalFacts::isOf(const platform::FileIdentity& file) const noexcept {
+  const bool bothTell = fileBorn != 0 && file.born != 0;
+  return fileNumber == file.number && (!bothTell || fileBorn == file.born);
+}
+
+bool forEachPiece(ByteSource& source, int64 from, int64 to,
+                  const std::function<bool(const unsigned char*, std::size_t, int64)>& use) {
+  std::vector<unsigned char> piece(kPiece);
+  while (from < to) {
+    const auto wanted = static_cast<std::size_t>(std::min<int64>(to - from, kPiece));
+    const std::size_t got = source.read(piece.data(), wanted, from);
+    if (got == 0 || !use(piece.data(), got, from)) {
+      return false;
+    }
+    from += static_cast<int64>(got);
+  }
+  return true;
+}
+
+bool readJournalHead(ByteSource& journal, JournalFacts& facts) {
+  const Head bytes = readHead(journal);
+  facts = decode(bytes);
+  return isSoundHead(bytes);
+}
+
+JournalState readJournal(ByteSource& journal, JournalFacts& facts) {
+  const Head bytes = readHead(journal);
+  if (std::memcmp(bytes.data(), kMagic, kMagicSize) != 0) {
+    return JournalState::foreign;
+  }
+  facts = decode(bytes);
+  return isSoundHead(bytes) && isSoundTail(journal, facts) ? JournalState::sound : JournalState::damaged;
+}
+
+void writeJournalHead(platform::File& out, const JournalFacts& facts) {
+  const Head bytes = encode(facts);
+  out.seek(0);
+  out.write(bytes.data(), bytes.size());
+}
+
+void writeJournal(platform::File& out, ByteSource& source, JournalFacts& facts) {
+  facts.tailCheck = 0;
+  writeJournalHead(out, facts);  // tells from now on whose it is
+  forEachPiece(source, facts.tailStart, facts.oldLength, [&](const unsigned char* bytes, std::size_t count, int64) {
+    facts.tailCheck = extend(facts.tailCheck, bytes, count);
+    out.write(bytes, count);
+    throwIfInterrupted();
+    return true;
+  });
+  writeJournalHead(out, facts);
+}
+
+JournalFacts factsOf(ByteSource& source, const Layout& layout, const platform::FileIdentity& file) {
+  JournalFacts facts;
+  facts.fileNumber = file.number;
+  facts.fileBorn = file.born;
+  facts.row0 = layout.place.row0;
+  facts.oldLength = source.size();
+  const bool lastIsPartial =
+      !layout.records.empty() && layout.records.back().orginalSize < static_cast<std::int32_t>(kBlockSize);
+  facts.tailStart = lastIsPartial ? layout.records.back().translatePos : layout.blocksEnd();
+  facts.anchor = anchorOf(source, facts.row0, facts.tailStart);
+  source.read(facts.heading.data(), facts.heading.size(), facts.row0);
+  return facts;
+}
+
+bool anchorFits(ByteSource& source, const JournalFacts& facts) {
+  return source.size() >= facts.tailStart && anchorOf(source, facts.row0, facts.tailStart) == facts.anchor;
+}
+
+bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& facts) {
+  std::array<unsigned char, kHeadingSize> heading{};
+  if (source.size() != facts.oldLength || !anchorFits(source, facts) ||
+      source.read(heading.data(), heading.size(), facts.row0) != heading.size() || heading != facts.heading) {
+    return false;
+  }
+  std::vector<unsigned char> kept(kPiece);
+  return forEachPiece(
+      source, facts.tailStart, facts.oldLength, [&](const unsigned char* bytes, std::size_t count, int64 position) {
+        const int64 at = kJournalTailAt + position - facts.tailStart;
+        return journal.read(kept.data(), count, at) == count && std::memcmp(kept.data(), bytes, count) == 0;
+      });
+}
+
+}  // namespace casefile

@@ -1,0 +1,76 @@
+#ifndef CASEFILE_JOURNALFORM_H
+#define CASEFILE_JOURNALFORM_H
+
+#include <array>
+#include <cstdint>
+#include <functional>
+
+#include "byteSource.h"
+#include "layout.h"
+#include "platform/system.h"
+
+namespace casefile {
+
+/// The bytes of a journal: what an append overwrites, which is the heading and everything from the first
+/// byte that changes to the end of the file.
+///
+///   0       16      24       32     40     48           56           64       72        96           104    112
+///   +-------+-------+--------+------+------+------------+------------+--------+---------+------------+------+------+
+///   | magic | state | number | born | row0 | old length | tail start | anchor | heading | tail check | check| tail |
+///   +-------+-------+--------+------+------+------------+------------+--------+---------+------------+------+------+
+///
+/// Numbers are little-endian, 8 bytes wide. The state is 'o' while the append is open, 'f' when it has
+/// finished. `number` and `born` tell which file it is. The journal lies in that file's folder, so the volume
+/// tells nothing; its number may even change when the system starts again. `anchor` is a CRC-32 over bytes in
+/// front of heading and tail, which no append touches. `tail check` is a CRC-32 over the tail, whose length
+/// is old length - tail start; `check` is one over all that lies before it.
+struct JournalFacts {
+  bool finished = false;
+  std::uint64_t fileNumber = 0;
+  std::uint64_t fileBorn = 0;
+  int64 row0 = 0;
+  int64 oldLength = 0;
+  int64 tailStart = 0;
+  std::uint32_t anchor = 0;
+  std::array<unsigned char, kHeadingSize> heading{};
+  std::uint32_t tailCheck = 0;
+
+  /// Returns: whether it is the journal of that file.
+  bool isOf(const platform::FileIdentity& file) const noexcept;
+};
+
+inline constexpr int64 kJournalTailAt = 112;
+
+/// What a file that has a journal's name turns out to be.
+enum class JournalState {
+  foreign,  ///< no journal
+  damaged,  ///< a journal whose check values do not fit
+  sound
+};
+
+/// Reads a journal and compares its check values. Returns: the facts are the journal's when it is sound.
+JournalState readJournal(ByteSource& journal, JournalFacts& facts);
+/// Reads all but the tail. Returns: whether its own check value fits.
+bool readJournalHead(ByteSource& journal, JournalFacts& facts);
+
+/// Writes all but the tail.
+void writeJournalHead(platform::File& out, const JournalFacts& facts);
+/// Writes the journal of a file, and the tail's check value into the facts.
+/// Raises: Interrupted.
+void writeJournal(platform::File& out, ByteSource& source, JournalFacts& facts);
+
+/// Returns: what an append to a file with this layout overwrites.
+JournalFacts factsOf(ByteSource& source, const Layout& layout, const platform::FileIdentity& file);
+/// Returns: whether the bytes that no append touches are those of the journal's file.
+bool anchorFits(ByteSource& source, const JournalFacts& facts);
+/// Returns: whether the file is what taking the append back would make of it.
+bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& facts);
+
+/// Gives the bytes from `from` to `to` piece by piece, with their positions. Returns: false when `use` does,
+///   or the source ends before.
+bool forEachPiece(ByteSource& source, int64 from, int64 to,
+                  const std::function<bool(const unsigned char*, std::size_t, int64)>& use);
+
+}  // namespace casefile
+
+#endif
