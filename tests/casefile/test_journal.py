@@ -84,9 +84,10 @@ class WhatHasTheNameOfAJournal(AppendTest):
         self.run_casefile("append", self.path("file.case"), input=b"")
         for left in [journal, journal[:200], b""]:
             self.write("file.case.journal.tmp", left)
-            self.run_casefile("append", self.path("file.case"), input=b"more")
+            self.run_casefile("append", self.path("file.case"), input=b"")
             self.assert_only("file.case")
-        self.assertEqual(self.unpacked(), HEADER + positions(1000) + 3 * b"more")
+        self.run_casefile("append", self.path("file.case"), input=b"more")
+        self.assertEqual(self.unpacked(), HEADER + positions(1000) + b"more")
 
     @posix_only
     def test_that_has_no_room_behind_the_file_name_hinders_no_reading(self):

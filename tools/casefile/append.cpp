@@ -6,7 +6,6 @@
 #include "Datasource/systemFileException.h"
 #include "caseData.h"
 #include "failure.h"
-#include "fileNames.h"
 #include "handleSource.h"
 #include "hiddenData.h"
 #include "journal.h"
@@ -97,14 +96,6 @@ Layout layoutOf(ByteSource& source, const AppendOptions& options) {
   return layout;
 }
 
-void refuseItself(const platform::ClaimedFile& data, const AppendOptions& options) {
-  const auto input = options.input == kStandardStream ? platform::File::standardInput().identity()
-                                                      : platform::identityOf(options.input);
-  if (input == data.identity()) {
-    throw Failure(options.file, "is the input too", kRefused);
-  }
-}
-
 bool sameForm(const Layout& a, const Layout& b) {
   return a.fileSize == b.fileSize && a.faults.empty() == b.faults.empty() &&
          std::memcmp(&a.heading, &b.heading, sizeof a.heading) == 0 && a.records.size() == b.records.size() &&
@@ -149,13 +140,15 @@ void sync(platform::ClaimedFile& data, const std::string& file) {
 
 int append(const AppendOptions& options) {
   platform::ClaimedFile data = claim(options.file);
-  refuseItself(data, options);
   if (rollBack(data, options.file)) {
     say(options.file, "an append that had not finished was taken back");
   }
   HandleSource source(data.contents(), options.file);
   const Layout layout = layoutOf(source, options);
   PlainInput input(options.input);
+  if (input.identity() == data.identity()) {
+    throw Failure(options.file, "is the input too", kRefused);
+  }
   if (!input.fill()) {
     return kDone;  // nothing to append: the file stays as it is
   }

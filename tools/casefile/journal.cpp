@@ -80,34 +80,40 @@ void restore(platform::File& data, ByteSource& journal, const JournalFacts& fact
   data.sync();
 }
 
-// Makes room for the working file: one that a killed append to this file has left goes.
-void removeLeftWorkingFile(const std::string& working, const platform::FileIdentity& identity) {
-  bool left = false;
-  if (auto handle = platform::File::openRegular(working, false); handle) {
-    HandleSource source(*handle, working);
-    JournalFacts facts;
-    left = source.size() == 0 || (readJournalHead(source, facts) && facts.isOf(identity));
-  }
-  if (left) {
-    std::filesystem::remove(pathOf(working));
-  }
-}
-
 [[noreturn]] void failMaking(const std::string& file, const std::string& name, const std::system_error& error) {
   throw Failure(file, "its journal " + name + " cannot be written: " + systemWords(error.code().value()));
 }
 
-std::string workingNameOf(const std::string& file, const platform::FileIdentity& identity) {
-  const std::string working = journalName(file) + ".tmp";
-  try {
-    removeLeftWorkingFile(working, identity);
-  } catch (const std::system_error& error) {
-    failMaking(file, working, error);
-  }
+std::string workingNameOf(const std::string& file) { return journalName(file) + ".tmp"; }
+
+std::string freeWorkingName(const std::string& file) {
+  const std::string working = workingNameOf(file);
   if (hasName(working)) {
     throw Failure(file, working + ", where its journal would be written, is there and not casefile's");
   }
   return working;
+}
+
+// Whether it is the beginning of a journal of this file. Whoever has claimed the file finds only what a
+// killed append has left.
+bool isLeftWorkingFile(const std::string& working, const platform::FileIdentity& identity) {
+  if (auto handle = platform::File::openRegular(working, false); handle) {
+    HandleSource source(*handle, working);
+    JournalFacts facts;
+    return source.size() == 0 || (readJournalHead(source, facts) && facts.isOf(identity));
+  }
+  return false;
+}
+
+void removeLeftWorkingFile(const std::string& file, const platform::FileIdentity& identity) {
+  const std::string working = workingNameOf(file);
+  try {
+    if (isLeftWorkingFile(working, identity)) {
+      std::filesystem::remove(pathOf(working));
+    }
+  } catch (const std::system_error& error) {
+    failMaking(file, working, error);
+  }
 }
 
 }  // namespace
@@ -148,6 +154,7 @@ void refuseOpenJournal(const std::string& file) {
 }
 
 bool rollBack(platform::ClaimedFile& data, const std::string& file) {
+  removeLeftWorkingFile(file, data.identity());
   Found found = findJournal(file);
   if (!found.handle && !hasName(found.name)) {
     return false;
@@ -202,7 +209,7 @@ void dropJournalOfReplaced(const std::string& file) {
 }
 
 Journal::Journal(platform::ClaimedFile& data, const std::string& file, const Layout& layout) try
-    : data_(data), file_(file), kept_(workingNameOf(file, data.identity())) {
+    : data_(data), file_(file), kept_(freeWorkingName(file)) {
   HandleSource source(data.contents(), file);
   facts_ = factsOf(source, layout, data.identity());
   writeJournal(kept_.contents(), source, facts_);
@@ -214,11 +221,12 @@ Journal::Journal(platform::ClaimedFile& data, const std::string& file, const Lay
 }
 
 Journal::~Journal() {
+  if (finished_) {
+    return;
+  }
   try {
-    if (!finished_) {
-      HandleSource journal(kept_.contents(), kept_.name());
-      data_.update([&](platform::File& out) { restore(out, journal, facts_); });
-    }
+    HandleSource journal(kept_.contents(), kept_.name());
+    data_.update([&](platform::File& out) { restore(out, journal, facts_); });
     kept_.remove();
     platform::syncFolderOf(kept_.name());
   } catch (const std::exception& error) {

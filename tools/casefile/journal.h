@@ -23,8 +23,9 @@ bool mentionOpenJournal(const std::string& file);
 void refuseOpenJournal(const std::string& file);
 
 /// Takes an unfinished append back: the data file has its old bytes and length again, on the disk. A journal
-/// that has nothing to take back is only removed. Returns: whether something was taken back.
-/// Raises: Failure when what has the journal's name is no sound journal of this file; all is as before then.
+/// that has nothing to take back is only removed, as is what a killed append has left of making one. Returns: whether
+/// something was taken back. Raises: Failure when what has the journal's name is no sound journal of this file; all is
+/// as before then.
 bool rollBack(platform::ClaimedFile& data, const std::string& file);
 
 /// Raises: Failure when a journal of an unfinished append lies beside the name.

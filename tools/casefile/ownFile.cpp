@@ -9,8 +9,15 @@
 
 namespace casefile {
 
-OwnFile::OwnFile(std::string name)
-    : name_(std::move(name)), file_(platform::File::createPrivate(name_)), identity_(file_->identity()) {}
+OwnFile::OwnFile(std::string name) : name_(std::move(name)), file_(platform::File::createPrivate(name_)) {
+  const auto identity = file_->identity();
+  if (!identity) {
+    file_.reset();
+    std::filesystem::remove(pathOf(name_));
+    throw std::system_error(EIO, std::generic_category());
+  }
+  identity_ = *identity;
+}
 
 OwnFile::~OwnFile() {
   try {
@@ -34,7 +41,7 @@ void OwnFile::rename(const std::string& name) {
 
 void OwnFile::remove() {
   file_.reset();  // a system may remove no open file
-  if (mine_ && identity_ && platform::identityOf(name_) == identity_) {
+  if (mine_ && platform::identityOf(name_) == identity_) {
     std::filesystem::remove(pathOf(name_));
   }
   mine_ = false;

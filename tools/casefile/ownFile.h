@@ -32,7 +32,7 @@ class OwnFile {
  private:
   std::string name_;
   std::optional<platform::File> file_;  // closed where the system neither renames nor removes open files
-  std::optional<platform::FileIdentity> identity_;
+  platform::FileIdentity identity_;
   bool mine_ = true;
 };
 

@@ -2,6 +2,7 @@
 #define CASEFILE_PLAININPUT_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ class PlainInput {
 
   /// Returns: how many bytes there are in all, or -1 when that is not known.
   int64 size() const { return file_.size(); }
+  /// Returns: which file it is, or none when it is none.
+  std::optional<platform::FileIdentity> identity() const { return file_.identity(); }
 
   /// Makes sure that there is a present piece. Returns: false at the end of the data.
   /// Raises: Failure (kRefused) when reading fails; Interrupted.

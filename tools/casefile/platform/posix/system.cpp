@@ -108,7 +108,13 @@ class WritersLock {
 
 }  // namespace
 
-std::optional<FileIdentity> identityOf(const std::string& name) { return identityAt(AT_FDCWD, name.c_str(), 0); }
+std::optional<FileIdentity> identityOf(const std::string& name) {
+  const auto identity = identityAt(AT_FDCWD, name.c_str(), 0);
+  if (!identity && errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != ENAMETOOLONG) {
+    fail(errno);
+  }
+  return identity;
+}
 
 File File::standardInput() { return File(STDIN_FILENO, false); }
 File File::standardOutput() { return File(STDOUT_FILENO, false); }

@@ -119,7 +119,10 @@ std::optional<FileIdentity> identityOf(const std::string& name) {
   const HANDLE handle =
       CreateFileW(wide(name).c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
-    return std::nullopt;
+    if (hasNoFile(GetLastError())) {
+      return std::nullopt;
+    }
+    fail(errnoOfLastError());
   }
   const auto identity = identityOfHandle(handle);
   CloseHandle(handle);
