@@ -3,6 +3,7 @@ import unittest
 
 from appends import IN_THE_MIDDLE, AppendTest
 from support import DEADLINE, HEADER, positions, posix_only, text_rows
+from test_outputs import without_rights_over_all_files
 
 
 class WhatHasTheNameOfAJournal(AppendTest):
@@ -102,23 +103,34 @@ class WhatHasTheNameOfAJournal(AppendTest):
         self.assert_says(result, name + ".journal", "File name too long")
         self.assertEqual(self.read(name), self.read("out"))
 
+    def taken_away(self, name):
+        """Options that run the program without the right to read a file or folder."""
+        before = os.stat(self.path(name)).st_mode
+        self.addCleanup(os.chmod, self.path(name), before)
+        os.chmod(self.path(name), 0)
+        return {"preexec_fn": without_rights_over_all_files}
+
     @posix_only
     def test_that_may_not_be_read_is_named(self):
         self.pack(positions(1000))
         self.kill_in_the_middle()
-        os.chmod(self.path("file.case"), 0o666)
-        os.chmod(self.folder, 0o777)
-        if os.geteuid() == 0:
-            other = {"user": 65534, "group": 65534, "extra_groups": []}
-        else:
-            other = {}
-            os.chmod(self.path("file.case.journal"), 0)
         torn = self.read("file.case")
+        options = self.taken_away("file.case.journal")
         for arguments in [("verify", "file.case"), ("cat", "--from", "0", "file.case"), ("info", "file.case"),
                           ("append", "file.case"), ("recover", "file.case", "out")]:
-            result = self.run_casefile(*arguments, cwd=self.folder, expect=2, **other)
+            result = self.run_casefile(*arguments, cwd=self.folder, expect=2, **options)
             self.assert_says(result, "its journal file.case.journal cannot be read: Permission denied")
         self.assertEqual(self.read("file.case"), torn)
+
+    @posix_only
+    def test_is_not_spoken_of_in_a_folder_that_cannot_be_searched(self):
+        (self.folder / "sub").mkdir()
+        self.pack(positions(1000), "sub/file.case")
+        options = self.taken_away("sub")
+        for arguments in [("verify", "sub/file.case"), ("cat", "--from", "0", "sub/file.case"),
+                          ("info", "sub/file.case"), ("append", "sub/file.case"), ("recover", "sub/file.case", "out")]:
+            result = self.run_casefile(*arguments, cwd=self.folder, expect=2, **options)
+            self.assert_says(result, "sub/file.case: cannot be opened: Permission denied")
 
 
 @posix_only

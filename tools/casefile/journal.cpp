@@ -26,10 +26,18 @@ struct Found {
   bool isDamaged() const { return handle && state == JournalState::damaged; }
 };
 
+bool hasName(const std::string& name) {
+  std::error_code none;
+  return std::filesystem::exists(std::filesystem::symlink_status(pathOf(name), none));
+}
+
 std::optional<platform::File> openJournal(const std::string& file, const std::string& name) {
   try {
     return platform::File::openRegular(name, false);
   } catch (const std::system_error& error) {
+    if (!hasName(name)) {
+      return std::nullopt;  // in a folder that cannot be searched, which the file itself tells better
+    }
     throw Failure(file, "its journal " + name + " cannot be read: " + systemWords(error.code().value()), kRefused);
   }
 }
@@ -43,11 +51,6 @@ Found findJournal(const std::string& file) {
     found.state = readJournal(journal, found.facts);
   }
   return found;
-}
-
-bool hasName(const std::string& name) {
-  std::error_code none;
-  return std::filesystem::exists(std::filesystem::symlink_status(pathOf(name), none));
 }
 
 // The handle goes first: a system may remove no open file.
@@ -87,7 +90,7 @@ void restore(platform::File& data, ByteSource& journal, const JournalFacts& fact
 std::string workingNameOf(const std::string& file) { return journalName(file) + ".tmp"; }
 
 std::string freeWorkingName(const std::string& file) {
-  const std::string working = workingNameOf(file);
+  std::string working = workingNameOf(file);
   if (hasName(working)) {
     throw Failure(file, working + ", where its journal would be written, is there and not casefile's");
   }
