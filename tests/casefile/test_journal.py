@@ -183,6 +183,13 @@ class JournalOfAnotherFile(AppendTest):
         self.assertEqual(self.unpacked(), HEADER + positions(1000) + b"more")
         self.assert_only("file.case")
 
+    def test_that_was_cut_while_it_was_needed_is_told(self):
+        self.pack(positions(5000))
+        process, _ = self.hold_in_the_middle()
+        os.truncate(self.path("file.case.journal"), 200)
+        self.assertIn("the append could not be taken back", self.interrupt(process))
+        self.assertIn("file.case.journal", self.names())
+
     def test_is_believed_when_the_file_has_another_name(self):
         self.pack(positions(1000))
         before = self.kill_in_the_middle()

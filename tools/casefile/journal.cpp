@@ -73,10 +73,13 @@ bool nothingToTakeBack(Found& found, ByteSource& data) {
 
 void restore(platform::File& data, ByteSource& journal, const JournalFacts& facts) {
   data.seek(facts.tailStart);
-  forEachPiece(journal, kJournalTailAt, journal.size(), [&](const unsigned char* bytes, std::size_t count, int64) {
-    data.write(bytes, count);
-    return true;
-  });
+  const int64 tailEnd = kJournalTailAt + facts.oldLength - facts.tailStart;
+  if (!forEachPiece(journal, kJournalTailAt, tailEnd, [&](const unsigned char* bytes, std::size_t count, int64) {
+        data.write(bytes, count);
+        return true;
+      })) {
+    throw Failure(journal.name(), "has been cut");
+  }
   data.seek(facts.row0);
   data.write(facts.heading.data(), facts.heading.size());
   data.resize(facts.oldLength);
@@ -196,7 +199,7 @@ void requireNoJournalBeside(const std::string& file) {
   }
 }
 
-void dropJournalOfReplaced(const std::string& file) {
+void dropJournalOfReplaced(const std::string& file) try {
   Found found = findJournal(file);
   if (found.isDamaged()) {
     say(file, found.name + " is a damaged journal of the file that had this name: it stays, remove it");
@@ -209,6 +212,8 @@ void dropJournalOfReplaced(const std::string& file) {
                   " is removed");
   }
   removeFound(found);
+} catch (const std::exception& error) {
+  say(file, "the journal of the file that had this name stays, remove it: " + std::string(error.what()));
 }
 
 Journal::Journal(platform::ClaimedFile& data, const std::string& file, const Layout& layout) try

@@ -156,12 +156,15 @@ void writeJournalHead(platform::File& out, const JournalFacts& facts) {
 void writeJournal(platform::File& out, ByteSource& source, JournalFacts& facts) {
   facts.tailCheck = 0;
   writeJournalHead(out, facts);  // tells from now on whose it is
-  forEachPiece(source, facts.tailStart, facts.oldLength, [&](const unsigned char* bytes, std::size_t count, int64) {
+  const auto keep = [&](const unsigned char* bytes, std::size_t count, int64) {
     facts.tailCheck = extend(facts.tailCheck, bytes, count);
     out.write(bytes, count);
     throwIfInterrupted();
     return true;
-  });
+  };
+  if (!forEachPiece(source, facts.tailStart, facts.oldLength, keep)) {
+    throw Failure(source.name(), "has been cut meanwhile");
+  }
   writeJournalHead(out, facts);
 }
 
