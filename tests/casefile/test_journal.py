@@ -183,6 +183,20 @@ class JournalOfAnotherFile(AppendTest):
         self.assertEqual(self.unpacked(), HEADER + positions(1000) + b"more")
         self.assert_only("file.case")
 
+    def test_under_another_name_of_the_file_is_taken_back_there(self):
+        self.pack(positions(5000))
+        self.write("other.journal", b"my diary\n")
+        os.link(self.path("file.case"), self.path("hard"))
+        before = self.kill_in_the_middle()
+        torn = self.read("hard")
+        result = self.run_casefile("append", self.path("hard"), input=b"more", expect=1)
+        self.assert_says(result, "an append to it under another name has not finished", "file.case.journal")
+        self.assertEqual(self.read("hard"), torn)
+        self.run_casefile("append", self.path("file.case"), input=b"")
+        self.assertEqual(self.read("hard"), before)
+        self.run_casefile("append", self.path("hard"), input=b"more")
+        self.assertEqual(self.unpacked(), HEADER + positions(5000) + b"more")
+
     def test_that_was_cut_while_it_was_needed_is_told(self):
         self.pack(positions(5000))
         process, _ = self.hold_in_the_middle()

@@ -12,6 +12,7 @@
 namespace casefile {
 namespace {
 
+constexpr char kSuffix[] = ".journal";
 constexpr char kHowOn[] =
     "casefile recover writes the file as it was before that append; remove the journal if the file is right as it is";
 
@@ -42,15 +43,44 @@ std::optional<platform::File> openJournal(const std::string& file, const std::st
   }
 }
 
-Found findJournal(const std::string& file) {
+Found look(const std::string& file, std::string name) {
   Found found;
-  found.name = journalName(file);
+  found.name = std::move(name);
   if (auto opened = openJournal(file, found.name); opened) {
     found.handle.emplace(std::move(*opened));
     HandleSource journal(*found.handle, found.name);
     found.state = readJournal(journal, found.facts);
   }
   return found;
+}
+
+Found findJournal(const std::string& file) { return look(file, journalName(file)); }
+
+bool isUnfinishedOf(const std::string& file, const std::string& name, const platform::FileIdentity& identity) {
+  try {
+    const Found found = look(file, name);
+    return found.isUnfinished() && found.facts.isOf(identity);
+  } catch (const Failure&) {
+    return false;  // what cannot be read is somebody else's
+  }
+}
+
+// A file with several names may have an unfinished append under another one, as far as the folder shows.
+void refuseJournalOfAnotherName(platform::ClaimedFile& data, const std::string& file) {
+  std::error_code none;
+  if (std::filesystem::hard_link_count(pathOf(file), none) < 2 || none) {
+    return;
+  }
+  const std::string own = journalName(file);
+  const auto folder = pathOf(own).parent_path();
+  for (const auto& entry : std::filesystem::directory_iterator(folder.empty() ? "." : folder, none)) {
+    const auto path = (folder / entry.path().filename()).u8string();
+    const std::string name(path.begin(), path.end());
+    if (name.ends_with(kSuffix) && name != own && isUnfinishedOf(file, name, data.identity())) {
+      throw Failure(file, "an append to it under another name has not finished (" + name +
+                              " is there): the next append to that name takes it back");
+    }
+  }
 }
 
 // The handle goes first: a system may remove no open file.
@@ -129,10 +159,10 @@ std::string journalName(const std::string& file) {
   if (std::filesystem::is_symlink(pathOf(file), none)) {
     const auto target = std::filesystem::canonical(pathOf(file), none).u8string();
     if (!none) {
-      return std::string(target.begin(), target.end()) + ".journal";
+      return std::string(target.begin(), target.end()) + kSuffix;
     }
   }
-  return file + ".journal";
+  return file + kSuffix;
 }
 
 bool mentionOpenJournal(const std::string& file) {
@@ -161,6 +191,7 @@ void refuseOpenJournal(const std::string& file) {
 
 bool rollBack(platform::ClaimedFile& data, const std::string& file) {
   removeLeftWorkingFile(file, data.identity());
+  refuseJournalOfAnotherName(data, file);
   Found found = findJournal(file);
   if (!found.handle && !hasName(found.name)) {
     return false;
