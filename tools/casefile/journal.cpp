@@ -1,8 +1,8 @@
 #include "journal.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 

@@ -1,7 +1,6 @@
 #ifndef CASEFILE_JOURNAL_H
 #define CASEFILE_JOURNAL_H
 
-#include <optional>
 #include <string>
 
 #include "byteSource.h"
