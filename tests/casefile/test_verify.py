@@ -2,8 +2,8 @@ import random
 import struct
 from concurrent.futures import ThreadPoolExecutor
 
-from support import (BLOCK, HEADER, P, SMALL_MEMORY, CasefileTest, Form, build, positions, posix_only, sweep,
-                     text_rows)
+from support import (BLOCK, HEADER, P, SMALL_MEMORY, CasefileTest, Form, build, no_sanitizer, positions, posix_only,
+                     sweep, text_rows)
 
 
 class Sound(CasefileTest):
@@ -16,6 +16,7 @@ class Sound(CasefileTest):
                           result.stdout.decode())
 
     @posix_only
+    @no_sanitizer
     def test_fewer_threads_when_the_system_gives_no_more_open_files(self):
         import resource
         self.write("file.case", build([b"%d," % i for i in range(100)] + [b"end"]))
