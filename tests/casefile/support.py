@@ -139,7 +139,13 @@ class CasefileTest(unittest.TestCase):
         options.setdefault("stderr", subprocess.PIPE)
         if "input" not in options:
             options.setdefault("stdin", subprocess.DEVNULL)
-        result = subprocess.run([*EMULATOR, PROGRAM, *map(str, arguments)], timeout=DEADLINE, **options)
+        command = [*EMULATOR, PROGRAM, *map(str, arguments)]
+        result = subprocess.run(command, timeout=DEADLINE, **options)
+        if EMULATED and result.returncode == 1 and expect != 1 and not result.stdout and not result.stderr:
+            # casefile never fails without a word; once in thousands of starts the emulator does. What the program
+            # had done by then would show in the second run.
+            print(f"failed without a word, started once more: casefile {arguments}")
+            result = subprocess.run(command, timeout=DEADLINE, **options)
         if expect is not None:
             self.assertEqual(result.returncode, expect,
                              f"casefile {arguments}: {result.stdout} {result.stderr}")
