@@ -14,11 +14,7 @@ namespace casefile {
 int cat(const CatOptions& options) {
   refuseOpenJournal(options.file);
   FileSource source(options.file);
-  const Layout layout = readLayout(source, locate(source, options.hint));
-  requireReadable(layout, options.file);
-  if (!options.hint.row0) {
-    refuseHiddenData(source, layout);
-  }
+  const Layout layout = layoutForReading(source, options.hint);
   const int64 end = layout.logicalEnd();
   const int64 from = std::min(options.from, end);
   const int64 count = std::min(options.bytes.value_or(end), end - from);

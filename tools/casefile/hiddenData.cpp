@@ -6,7 +6,6 @@
 #include "blockProbe.h"
 #include "compressedForm.h"
 #include "failure.h"
-#include "locate.h"
 
 namespace casefile {
 namespace {
@@ -92,6 +91,15 @@ void refuseHiddenData(ByteSource& source, const Layout& layout) {
     throw Failure(source.name(), "row-0 position " + std::to_string(layout.place.row0) + " " + *hidden +
                                      " (casefile recover --row0 writes either to a file of its own)");
   }
+}
+
+Layout layoutForReading(ByteSource& source, const PlaceHint& hint) {
+  Layout layout = readLayout(source, locate(source, hint));
+  requireReadable(layout, source.name());
+  if (!hint.row0) {
+    refuseHiddenData(source, layout);
+  }
+  return layout;
 }
 
 }  // namespace casefile

@@ -6,6 +6,7 @@
 
 #include "byteSource.h"
 #include "layout.h"
+#include "locate.h"
 
 namespace casefile {
 
@@ -25,6 +26,10 @@ std::optional<std::string> hiddenData(ByteSource& source, const Layout& layout, 
 
 /// Raises: Failure when a file whose heading and table are sound has hidden data behind its table.
 void refuseHiddenData(ByteSource& source, const Layout& layout);
+
+/// Returns: the layout of a file whose case data are to be read. Raises: Failure when a fault hinders that, or
+///   when nobody said which row-0 position is meant and there is hidden data.
+Layout layoutForReading(ByteSource& source, const PlaceHint& hint);
 
 }  // namespace casefile
 

@@ -15,11 +15,7 @@ namespace casefile {
 int unpack(const UnpackOptions& options) {
   refuseOpenJournal(options.input);
   FileSource source(options.input);
-  const Layout layout = readLayout(source, locate(source, options.hint));
-  requireReadable(layout, options.input);
-  if (!options.hint.row0) {
-    refuseHiddenData(source, layout);
-  }
+  const Layout layout = layoutForReading(source, options.hint);
   PlainOutput output(options.output, options.force);
   {
     Progress progress(layout.logicalEnd());
