@@ -11,11 +11,12 @@ install(DIRECTORY Datasource/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FI
 set(DATASOURCE_CONFIG_DEPENDENCIES "")
 if(NOT BUILD_SHARED_LIBS)
   set(DATASOURCE_CONFIG_DEPENDENCIES ${DATASOURCE_FIND_DEPENDENCIES})
-  if(TARGET Datasource_lz4)
-    install(TARGETS Datasource_lz4 EXPORT DatasourceTargets)
-  else()
-    install(FILES cmake/FindLZ4.cmake DESTINATION ${package_folder})
-  endif()
+  install(FILES ${DATASOURCE_FIND_MODULES} DESTINATION ${package_folder})
+  foreach(bundled Datasource_lz4 Datasource_libdeflate)
+    if(TARGET ${bundled})
+      install(TARGETS ${bundled} EXPORT DatasourceTargets)
+    endif()
+  endforeach()
 endif()
 
 configure_package_config_file(cmake/DatasourceConfig.cmake.in ${PROJECT_BINARY_DIR}/DatasourceConfig.cmake

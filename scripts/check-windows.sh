@@ -8,7 +8,8 @@ cd "$(dirname "$0")/.."
 
 jobs=${DATASOURCE_JOBS:-$(nproc)}
 scripts/setup.sh windows
-scripts/fetch-lz4.sh build/windows/lz4-source
+scripts/fetch-source.sh liblz4-dev build/windows/lz4-source
+scripts/fetch-source.sh libdeflate-dev build/windows/libdeflate-source
 cmake --preset windows >/dev/null
 cmake --build --preset windows --parallel "$jobs" -- --quiet
 # Wine's first start takes seconds; no test is to pay for it.
