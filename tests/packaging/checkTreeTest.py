@@ -1,0 +1,123 @@
+"""Shows that each rule of checkTree.py can fail: in a small tree made up for it, and only there where it is
+broken. Run it with: python3 -B -m unittest checkTreeTest"""
+
+import os
+import tempfile
+import unittest
+
+from checkTree import RULES
+
+
+class Rule(unittest.TestCase):
+    def complaints(self, rule, tree, build=""):
+        """What the rule says of a tree that holds these files."""
+        with tempfile.TemporaryDirectory() as top:
+            for name, contents in tree.items():
+                path = os.path.join(top, name)
+                os.makedirs(os.path.dirname(path), exist_ok=True)
+                with open(path, "w", encoding="utf-8") as file:
+                    file.write(contents.replace("@TOP@", top))
+            return list(RULES[rule](top, os.path.join(top, build)))
+
+    def keeps(self, rule, tree, **more):
+        self.assertEqual(self.complaints(rule, tree, **more), [])
+
+    def breaks(self, rule, tree, *words, **more):
+        complaints = self.complaints(rule, tree, **more)
+        self.assertEqual(len(complaints), 1, complaints)
+        for word in words:
+            self.assertIn(word, complaints[0])
+
+
+class Sources(Rule):
+    def test_a_test_source_that_is_not_compiled_is_named(self):
+        tree = {"build/CMakeCache.txt": "", "build/compile_commands.json": '[{"file": "@TOP@/tests/oneTest.cpp"}]',
+                "tests/oneTest.cpp": "", "tests/windows/otherTest.cpp": ""}
+        self.keeps("EveryTestSourceIsBuilt", tree, build="build")
+        self.breaks("EveryTestSourceIsBuilt", {**tree, "tests/twoTest.cpp": ""}, "tests/twoTest.cpp", build="build")
+
+    def test_conditional_compilation_is_for_include_guards(self):
+        self.keeps("SourcesAskForNoPlatform", {"Datasource/src/a.h": "#ifndef DATASOURCE_A_H\n#define DATASOURCE_A_H\n#endif\n"})
+        self.breaks("SourcesAskForNoPlatform", {"Datasource/src/a.cpp": "#ifdef SOMETHING\n#endif\n"}, "a.cpp:1")
+        self.breaks("SourcesAskForNoPlatform", {"Datasource/src/a.cpp": "int a = _WIN64;\n"}, "a.cpp:1")
+
+    def test_what_loses_wake_ups_is_named(self):
+        self.keeps("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <mutex>\n"})
+        self.breaks("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <latch>\n"}, "bench/a.cpp:1")
+
+    def test_a_public_header_includes_nothing_foreign(self):
+        header = "Datasource/include/Datasource/a.h"
+        self.keeps("HeadersIncludeNothingForeign", {header: '#include "Datasource/b.h"\n#include <string>\n',
+                                                    "Datasource/include/Datasource/b.h": ""})
+        self.breaks("HeadersIncludeNothingForeign", {header: "#include <zlib.h>\n"}, "a.h:1")
+        self.breaks("HeadersIncludeNothingForeign", {header: '#include "inner.h"\n'}, "a.h:1")
+
+    def test_a_lower_layer_includes_no_upper_one(self):
+        tree = {"Datasource/src/stream.h": "", "Datasource/form/table.h": ""}
+        self.keeps("IncludesPointDownwards", {**tree, "Datasource/src/stream.cpp": '#include "table.h"\n#include "stream.h"\n'})
+        self.breaks("IncludesPointDownwards", {**tree, "Datasource/form/table.cpp": '#include "stream.h"\n'}, "table.cpp:1")
+
+    def test_a_strange_folder_at_the_top_is_named(self):
+        self.keeps("OnlyKnownNamesAtTheTop", {"docs/a.md": "", "build-mine/a": "", "README.md": ""})
+        self.breaks("OnlyKnownNamesAtTheTop", {"docs/a.md": "", "misc/a.md": ""}, "misc")
+
+
+class Documents(Rule):
+    def test_the_readme_shows_the_example_to_the_letter(self):
+        self.keeps("ReadmeShowsTheExample", {"README.md": "```cpp\nint a;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
+        self.breaks("ReadmeShowsTheExample", {"README.md": "```cpp\nint b;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
+
+    def test_a_link_or_script_that_leads_nowhere_is_named(self):
+        self.keeps("DocumentsLinkToWhatIsThere", {"docs/a.md": "[b](b.md)", "docs/b.md": ""})
+        self.breaks("DocumentsLinkToWhatIsThere", {"docs/a.md": "[b](b.md)"}, "b.md")
+        self.breaks("DocumentsLinkToWhatIsThere", {"docs/a.md": "run scripts/none.sh"}, "scripts/none.sh")
+
+    def test_kept_oddities_and_their_tests_name_each_other(self):
+        row, test = "| what | where | why | `Suite.Rule_KeptAsIs` |\n", "TEST(Suite, Rule_KeptAsIs) {}\n"
+        self.keeps("KeptOdditiesAreDocumentedAndTested", {"docs/kept-as-is.md": row, "tests/a.cpp": test})
+        self.breaks("KeptOdditiesAreDocumentedAndTested", {"docs/kept-as-is.md": row, "tests/a.cpp": ""}, "is not there")
+        self.breaks("KeptOdditiesAreDocumentedAndTested", {"docs/kept-as-is.md": "", "tests/a.cpp": test}, "does not name")
+
+    def test_a_path_that_is_not_there_is_named(self):
+        tree = {"Datasource/platform/posix/cRuntime.cpp": "", "Datasource/platform/windows/cRuntime.cpp": ""}
+        self.keeps("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`posix/cRuntime`, `{posix,windows}/cRuntime.cpp`, "
+                                                                        "`Datasource/platform/`, `*/cRuntime.cpp`, `cRuntime.cpp`"})
+        self.breaks("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`common/cRuntime`"}, "common/cRuntime")
+        self.breaks("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`{posix,other}/cRuntime`"}, "a.md:1")
+        self.breaks("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`bRuntime.cpp`"}, "bRuntime.cpp")
+
+    def test_a_member_that_is_not_there_is_named(self):
+        tree = {"a.h": "class Stream final : public Base {\n void Seek(); // and Tell\n struct Data;\n};\n"
+                       "struct Stream::Data { int size; };\n"}
+        self.keeps("DocumentsNameMembersThatExist", {**tree, "docs/a.md": "`Stream::Seek`, `Stream::Data::size`, `std::any`"})
+        self.breaks("DocumentsNameMembersThatExist", {**tree, "docs/a.md": "`Stream::Tell`"}, "Stream::Tell")
+        self.breaks("DocumentsNameMembersThatExist", {**tree, "docs/a.md": "`Flow::Seek()`"}, "Flow::Seek")
+        self.breaks("DocumentsNameMembersThatExist", {**tree, "docs/a.md": "`Stream::Data::length`"}, "length")
+
+    def test_a_source_that_no_table_names_is_named(self):
+        tree = {"Datasource/src/file.h": "", "Datasource/src/file.cpp": "", "docs/architecture.md": "| `file` | owns |\n"}
+        self.keeps("EverySourceIsInADocument", tree)
+        self.breaks("EverySourceIsInADocument", {**tree, "tools/casefile/layout.cpp": ""}, "tools/casefile/layout.cpp")
+        self.breaks("EverySourceIsInADocument", {**tree, "Datasource/src/newFile.cpp": ""}, "newFile.cpp")
+        self.breaks("EverySourceIsInADocument", {**tree, "docs/architecture.md": "| `file.h` | `*` |\n"}, "file.cpp")
+
+    def test_assertions_and_their_document_agree(self):
+        document = "## Assertions\n| expression |\n| `a\\|\\|b`, `\"c\" != 0` |\n## Results\n| `other` |\n"
+        source = 'ASSERT(f(a), "a||"\n  "b", kSource);\nreport(L"\\"c\\" != 0", L"Datasource/src/a");\n'
+        tree = {"docs/errors.md": document, "Datasource/src/a.cpp": source}
+        self.keeps("ErrorsDocumentHasTheAssertions", tree)
+        self.breaks("ErrorsDocumentHasTheAssertions", {**tree, "Datasource/src/a.cpp": 'ASSERT(c, "a||b", kSource);'},
+                    'reports no `"c" != 0`')
+        self.breaks("ErrorsDocumentHasTheAssertions", {**tree, "Datasource/src/a.cpp": source + 'ASSERT(d, "d", k);'},
+                    "does not tell of `d`")
+
+
+class Coverage(unittest.TestCase):
+    def test_every_rule_is_shown_to_fail(self):
+        with open(__file__, encoding="utf-8") as file:
+            text = file.read()
+        self.assertEqual([rule for rule in RULES if f'breaks("{rule}"' not in text], [])
+
+
+if __name__ == "__main__":
+    unittest.main()

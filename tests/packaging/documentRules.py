@@ -1,0 +1,191 @@
+"""Rules that keep the documents true: what they name exists, and what exists is named."""
+
+import fnmatch
+import os
+import re
+
+from treeFiles import CODE, files, lines, text
+
+SOURCE_FOLDERS = ("Datasource", "tools/casefile", "casefile")
+SOURCE_DOCUMENTS = ("docs/architecture.md", "docs/headers.md")
+
+
+def readme_shows_the_example(top, _):
+    """The README's C++ block is examples/roundTrip.cpp to the letter."""
+    shown = re.findall(r"```cpp\n(.*?)```", text(top, "README.md"), re.DOTALL)
+    if text(top, "examples/roundTrip.cpp") not in shown:
+        yield "README.md: no C++ block is identical to examples/roundTrip.cpp"
+
+
+def documents_link_to_what_is_there(top, _):
+    """Every relative link and every script named in a Markdown file exists."""
+    for name in files(top):
+        if not name.endswith(".md"):
+            continue
+        for number, line in enumerate(lines(top, name), 1):
+            for target in re.findall(r"\]\((?!https?:|#)([^)#\s]+)", line):
+                if not os.path.exists(os.path.join(top, os.path.dirname(name), target)):
+                    yield f"{name}:{number}: links to {target}, which is not there"
+            for target in re.findall(r"\b(scripts/[\w-]+\.(?:sh|py))\b", line):
+                if not os.path.exists(os.path.join(top, target)):
+                    yield f"{name}:{number}: names {target}, which is not there"
+
+
+def kept_oddities_are_documented_and_tested(top, _):
+    """docs/kept-as-is.md names every test of a kept oddity, and every test that it names exists."""
+    tests = set()
+    for name in files(top, "tests"):
+        if name.endswith(".cpp"):
+            tests |= {f"{suite}.{rule}" for suite, rule in
+                      re.findall(r"\bTEST(?:_F|_P)?\(\s*(\w+)\s*,\s*(\w+)\s*\)", text(top, name))}
+    document = "docs/kept-as-is.md"
+    rows = [line for line in lines(top, document) if line.startswith("|")]
+    named = {test for row in rows for test in re.findall(r"`(\w+\.\w+)`", row.rstrip("| ").rpartition("|")[2])}
+    for test in sorted(named - tests):
+        yield f"{document}: names {test}, which is not there"
+    for test in sorted(test for test in tests - named if test.endswith("_KeptAsIs")):
+        yield f"{document}: does not name {test}"
+
+
+def alternatives(notation):
+    """What a notation with braces stands for: `{posix,windows}/system` for two paths."""
+    found = re.search(r"\{([^{}]*)\}", notation)
+    if not found:
+        return [notation]
+    return [rest for part in found[1].split(",")
+            for rest in alternatives(notation[:found.start()] + part.strip() + notation[found.end():])]
+
+
+def matches(path, notation):
+    """Whether the notation, perhaps with `*` and without an ending, is the end of the path."""
+    wanted = notation.rstrip("/").split("/")
+    parts = path.split("/")[-len(wanted):]
+    if len(parts) != len(wanted):
+        return False
+    without_ending = parts[:-1] + [re.sub(r"\.(h|cpp)$", "", parts[-1])]
+    return any(all(fnmatch.fnmatchcase(part, want) for part, want in zip(ways, wanted)) for ways in (parts, without_ending))
+
+
+def back_ticked(line):
+    return re.findall(r"`([^`]+)`", line)
+
+
+def documents(top):
+    return [name for name in files(top) if name.endswith(".md") and name != "CHANGELOG.md"]
+
+
+def every_source_is_in_a_document(top, _):
+    """Each source stands in a row of a table of those documents, by name, with or without its folder and ending."""
+    rows = [line for name in documents(top) if name in SOURCE_DOCUMENTS
+            for line in lines(top, name) if line.startswith("|")]
+    notations = {path for row in rows for notation in back_ticked(row) for path in alternatives(notation)
+                 if re.fullmatch(r"[\w./*-]*\w{3}[\w./*-]*", path)}
+    sources = [name for folder in SOURCE_FOLDERS for name in files(top, folder) if name.endswith(CODE)]
+    for name in sources:
+        if not any(matches(name, notation) for notation in notations):
+            yield f"{name}: stands in no table of {' or '.join(SOURCE_DOCUMENTS)}"
+
+
+PATH = re.compile(r"(?:[\w.{}*,-]+/)+[\w.{}*,-]*|[\w{}*,-]+\.(?:h|cpp|py|sh|md|cmake|map|def)")
+NO_PATH_OF_THE_TREE = re.compile(r"^(build|\.\.?)(/|$)|NAME|^[A-Z]+/")
+
+
+def documents_name_paths_that_exist(top, _):
+    """A back-ticked path in a document is, or ends, a path of the tree."""
+    paths = set(files(top))
+    for path in list(paths):
+        while "/" in path:
+            path = path.rpartition("/")[0]
+            paths.add(path)
+    for name in documents(top):
+        for number, line in enumerate(lines(top, name), 1):
+            for token in back_ticked(line):
+                if not PATH.fullmatch(token) or NO_PATH_OF_THE_TREE.search(token):
+                    continue
+                for notation in alternatives(token):
+                    if not any(matches(path, notation) for path in paths):
+                        yield f"{name}:{number}: names `{token}`, which is not there"
+
+
+def without_comments(source):
+    return re.sub(r"//[^\n]*|/\*.*?\*/", "", source, flags=re.DOTALL)
+
+
+def definitions(sources):
+    """Name of each class, structure, enumeration or namespace: the texts between its braces, joined."""
+    found = {}
+    for source in sources:
+        for start in re.finditer(r"\b(?:class|struct|enum|namespace|union)\s[^;{}()]*?(\w+)(?:<[^;{}()]*>)?"
+                                 r"(?:\s+final)?\s*(?::(?!:)[^;{}]*)?\{", source):
+            depth, end = 1, start.end()
+            while depth and end < len(source):
+                depth += {"{": 1, "}": -1}.get(source[end], 0)
+                end += 1
+            found[start[1]] = found.get(start[1], "") + source[start.end():end]
+    return found
+
+
+MEMBER = re.compile(r"(\w+)(?:<[^`]*>)?((?:::~?\w+)+)(?:\(.*\))?")
+
+
+# Tools that the documents speak of, and that are no part of the tree.
+FOREIGN = {"std", "Python3"}
+
+
+def documents_name_members_that_exist(top, _):
+    """A back-ticked `Class::member` in a document names a class of the code and a member of it, or a target."""
+    targets = " ".join(text(top, name) for name in files(top) if name.endswith((".cmake", ".txt")))
+    code = [without_comments(text(top, name)) for name in files(top) if name.endswith(CODE)]
+    inside = definitions(code)
+    for name in documents(top):
+        for number, line in enumerate(lines(top, name), 1):
+            for token in back_ticked(line):
+                named = MEMBER.fullmatch(token)
+                if not named or named[1] in FOREIGN or token in targets:
+                    continue
+                steps = [named[1]] + named[2].split("::")[1:]
+                for owner, member in zip(steps, steps[1:]):
+                    if not re.search(rf"{'' if member[0] == '~' else chr(92) + 'b'}{member}\b", inside.get(owner, "")):
+                        yield f"{name}:{number}: names `{token}`, which is not there"
+                        break
+
+
+LITERAL = r'L?"(?:\\.|[^"\\])*"'
+
+
+def spoken(literals):
+    """The text of adjacent string literals."""
+    return "".join(re.sub(r"\\(.)", r"\1", part) for part in re.findall(r'"((?:\\.|[^"\\])*)"', literals))
+
+
+def closing(source, start):
+    """Where the parenthesis that is open at `start` is closed, string literals aside."""
+    depth, end = 1, start
+    while depth and end < len(source):
+        literal = re.compile(LITERAL).match(source, end)
+        depth += {"(": 1, ")": -1}.get(source[end], 0)
+        end = literal.end() if literal else end + 1
+    return end
+
+
+def assertion_texts(source):
+    """The texts that the source reports: those in assertion macros, and every other wide literal."""
+    joined = rf"{LITERAL}(?:\s*{LITERAL})*"
+    for macro in re.finditer(r"\b(?:DATASOURCE_)?ASSERT\w*\(", source):
+        yield from (spoken(found) for found in re.findall(joined, source[macro.end():closing(source, macro.end())]))
+    yield from (spoken(found) for found in re.findall(joined, source) if found.startswith('L"'))
+
+
+def errors_document_has_the_assertions(top, _):
+    """The expressions in the tables of assertions in docs/errors.md are those that the library reports."""
+    document = "docs/errors.md"
+    section = re.search(r"^## Assertions\n(.*?)^## ", text(top, document), re.DOTALL | re.MULTILINE)[1]
+    cells = [re.split(r"(?<!\\)\|", line)[1] for line in section.split("\n") if line.startswith("|")]
+    told = {expression.replace("\\|", "|") for cell in cells for expression in back_ticked(cell)}
+    sources = [name for name in files(top, "Datasource") if name.endswith(CODE) and "/platform/" not in name]
+    reported = {words for name in sources for words in assertion_texts(without_comments(text(top, name)))}
+    reported = {words for words in reported if not words.startswith("Datasource/")}
+    for words in sorted(told - reported):
+        yield f"{document}: the library reports no `{words}`"
+    for words in sorted(reported - told):
+        yield f"{document}: does not tell of `{words}`"
