@@ -3,8 +3,10 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "Datasource/zcmpsFilestr.h"

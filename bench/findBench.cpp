@@ -1,5 +1,7 @@
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <random>
 #include <vector>
 

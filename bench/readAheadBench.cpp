@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 

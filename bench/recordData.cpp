@@ -6,6 +6,8 @@
 #include <cstring>
 #include <fstream>
 #include <random>
+#include <string>
+#include <system_error>
 
 namespace bench {
 

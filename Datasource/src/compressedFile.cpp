@@ -1,3 +1,7 @@
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
 #include "Datasource/platform/assertion.h"
 #include "arithmetic.h"
 #include "blockReading.h"

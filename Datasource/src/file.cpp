@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "Datasource/platform/assertion.h"
 #include "Datasource/platform/cRuntime.h"

@@ -1,6 +1,7 @@
 #include "filePosInfo.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 
 #include "Datasource/platform/assertion.h"

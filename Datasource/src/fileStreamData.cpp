@@ -1,6 +1,8 @@
 #include "fileStreamData.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "arithmetic.h"

@@ -2,6 +2,8 @@
 #define DATASOURCE_SRC_FILESTREAMDATA_H
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 
 #include "Datasource/file.h"
 #include "Datasource/fileStream.h"

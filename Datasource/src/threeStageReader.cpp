@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <memory>
 
 #include "Datasource/platform/assertion.h"
 #include "arithmetic.h"

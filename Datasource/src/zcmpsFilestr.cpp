@@ -1,5 +1,6 @@
 #include "Datasource/zcmpsFilestr.h"
 
+#include <cstdint>
 #include <exception>
 
 #include "Datasource/platform/assertion.h"

@@ -3,6 +3,7 @@
 
 #include <Datasource/platform/cipher.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>

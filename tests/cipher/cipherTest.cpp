@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <random>
 #include <string>
 #include <thread>

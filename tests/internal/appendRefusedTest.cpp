@@ -1,4 +1,7 @@
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string>
 
 #include "Datasource/systemFileException.h"
 #include "support/compressedTest.h"

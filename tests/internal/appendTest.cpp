@@ -1,3 +1,6 @@
+#include <cstddef>
+#include <string>
+
 #include "support/compressedTest.h"
 
 // More case data behind what a file holds.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
 #include <string>
 
 #include "Datasource/sortTemp/lz4Compress.h"

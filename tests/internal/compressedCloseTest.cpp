@@ -1,5 +1,8 @@
 #include <cerrno>
+#include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "Datasource/systemFileException.h"
 #include "support/compressedTest.h"

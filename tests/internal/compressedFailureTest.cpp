@@ -1,4 +1,6 @@
 #include <cerrno>
+#include <cstddef>
+#include <string>
 
 #include "Datasource/systemFileException.h"
 #include "support/compressedTest.h"

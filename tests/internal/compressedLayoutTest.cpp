@@ -1,3 +1,6 @@
+#include <cstddef>
+#include <string>
+
 #include "support/compressedTest.h"
 
 // The bytes that a compressed stream writes, looked at without the library.

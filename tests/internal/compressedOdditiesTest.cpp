@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <cstddef>
 #include <memory>
 #include <string>
 

@@ -1,4 +1,8 @@
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include "support/compressedTest.h"
 

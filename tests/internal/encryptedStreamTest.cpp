@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "support/failureSweep.h"
 #include "support/streamTest.h"

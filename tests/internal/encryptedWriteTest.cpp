@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <memory>
 #include <string>
 
 #include "support/encryptedTest.h"

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <string>
 #include <thread>
 #include <vector>
 

@@ -1,3 +1,7 @@
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
 #include "support/compressedHostileTest.h"
 
 // Headings and tables that no writer made, or that were damaged on their way.

@@ -1,4 +1,9 @@
+#include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "support/compressedHostileTest.h"
 

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <memory>
 #include <new>
 #include <string>
 #include <thread>

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <string>
 
 #include "support/streamTest.h"

@@ -1,4 +1,7 @@
 #include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <string>
 
 #include "support/compressedWorkerTest.h"
 

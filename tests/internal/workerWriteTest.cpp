@@ -1,4 +1,9 @@
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "support/compressedWorkerTest.h"
 

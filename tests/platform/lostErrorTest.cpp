@@ -1,6 +1,7 @@
 #include <Datasource/platform/throwError.h>
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 

@@ -1,6 +1,8 @@
 #ifndef DATASOURCE_TESTS_COMPRESSEDTEST_H
 #define DATASOURCE_TESTS_COMPRESSEDTEST_H
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>

@@ -1,6 +1,8 @@
 #ifndef DATASOURCE_TESTS_COMPRESSEDWORKERTEST_H
 #define DATASOURCE_TESTS_COMPRESSEDWORKERTEST_H
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>

@@ -1,6 +1,9 @@
 #ifndef DATASOURCE_TESTS_PEERS_H
 #define DATASOURCE_TESTS_PEERS_H
 
+#include <cstdint>
+#include <string>
+
 #include "Datasource/file.h"
 #include "Datasource/fileStream.h"
 #include "fileStreamData.h"

@@ -1,6 +1,7 @@
 #ifndef DATASOURCE_TESTS_RAWFILETEST_H
 #define DATASOURCE_TESTS_RAWFILETEST_H
 
+#include <cstddef>
 #include <memory>
 #include <string>
 

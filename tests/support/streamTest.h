@@ -1,6 +1,7 @@
 #ifndef DATASOURCE_TESTS_STREAMTEST_H
 #define DATASOURCE_TESTS_STREAMTEST_H
 
+#include <cstddef>
 #include <memory>
 #include <string>
 

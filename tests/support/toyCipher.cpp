@@ -1,6 +1,7 @@
 #include "support/toyCipher.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <map>

@@ -1,6 +1,9 @@
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
+#include <exception>
 #include <optional>
+#include <string>
 #include <system_error>
 
 #include "Datasource/systemFileException.h"

@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
 
 #include "compressedForm.h"

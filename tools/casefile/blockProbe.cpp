@@ -1,5 +1,7 @@
 #include "blockProbe.h"
 
+#include <cstdint>
+
 #include "compressedForm.h"
 #include "failure.h"
 #include "locate.h"

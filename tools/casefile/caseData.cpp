@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 
 #include "Datasource/platform/extNameStr.h"
 #include "blockCheck.h"

@@ -3,9 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "failure.h"

@@ -1,5 +1,6 @@
 #include "handleSource.h"
 
+#include <cstddef>
 #include <system_error>
 #include <utility>
 

@@ -1,6 +1,7 @@
 #ifndef CASEFILE_HANDLESOURCE_H
 #define CASEFILE_HANDLESOURCE_H
 
+#include <cstddef>
 #include <string>
 
 #include "byteSource.h"

@@ -1,6 +1,8 @@
 #include <bit>
+#include <cstddef>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "failure.h"
 #include "journal.h"

@@ -1,6 +1,8 @@
 #include "journal.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <system_error>

@@ -1,6 +1,7 @@
 #ifndef CASEFILE_JOURNAL_H
 #define CASEFILE_JOURNAL_H
 
+#include <cstddef>
 #include <string>
 
 #include "byteSource.h"

@@ -2,6 +2,7 @@
 #define CASEFILE_JOURNALFORM_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 

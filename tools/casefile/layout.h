@@ -2,6 +2,7 @@
 #define CASEFILE_LAYOUT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>

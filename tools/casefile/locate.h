@@ -2,6 +2,7 @@
 #define CASEFILE_LOCATE_H
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "byteSource.h"

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <string>
 
 #include "caseData.h"
 #include "failure.h"

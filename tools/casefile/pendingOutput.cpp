@@ -1,6 +1,7 @@
 #include "pendingOutput.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <random>
 #include <system_error>

@@ -1,6 +1,7 @@
 #include "plainCopy.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "caseData.h"

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <system_error>
 #include <vector>
 

@@ -1,13 +1,16 @@
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <iterator>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "blockCheck.h"

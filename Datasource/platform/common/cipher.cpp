@@ -1,6 +1,7 @@
 #include "Datasource/platform/cipher.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <mutex>

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <string>
 
 #include "Datasource/platform/cRuntime.h"
 #include "Datasource/platform/extNameStr.h"

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <exception>
 #include <string>
 
 #include "Datasource/platform/throwError.h"

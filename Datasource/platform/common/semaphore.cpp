@@ -1,3 +1,6 @@
+#include <memory>
+#include <mutex>
+
 #include "Datasource/platform/threads.h"
 #include "semaphoreCore.h"
 

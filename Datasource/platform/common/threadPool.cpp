@@ -1,10 +1,15 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <system_error>
+#include <thread>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "Datasource/platform/threads.h"
 #include "Datasource/platform/throwError.h"

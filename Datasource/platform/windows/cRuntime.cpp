@@ -11,6 +11,7 @@
 #include <limits>
 #include <new>
 #include <stdexcept>
+#include <string>
 
 #include "cRuntimeTable.h"
 #include "wideName.h"

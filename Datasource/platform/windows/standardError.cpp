@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace datasource::platform {
 

@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <stdexcept>
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <initializer_list>
 #include <string>
 
 #include "cipher/cipherOutput.h"

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <string>
 

@@ -1,6 +1,7 @@
 #include <Datasource/platform/threads.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <iterator>
 #include <system_error>

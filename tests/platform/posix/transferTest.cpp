@@ -10,7 +10,9 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 

@@ -1,4 +1,6 @@
 // The program's own cipher, of no use but to be recognised: every byte is turned over.
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 
 #include "Datasource/platform/cipher.h"
