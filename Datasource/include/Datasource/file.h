@@ -65,7 +65,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Raises: 1003 when the seek or the read fails or deciphering does not succeed.
   /// Changes: the remembered position becomes `position` + result and the end-of-file flag follows
   ///   the result. After an error the remembered position is unchanged.
-  /// Cost: one system call when `position` is the remembered position, otherwise two.
+  /// Cost: one system call when `position` is the remembered position, otherwise two; on an enciphered
+  ///   file two more, which find its size.
   /// Kept as is: an enciphered read leaves the descriptor where it stood before, so the contents
   ///   are read whole, in one call from position 0.
   DATASOURCE_MEMBER std::size_t Read(void* buffer, std::size_t size, int64 position);
