@@ -18,7 +18,7 @@ trap 'rm -f "$log"' EXIT
 echo "building in build/demo ..."
 if ! {
   cmake -S . -B build/demo "${generator[@]}" -DCMAKE_BUILD_TYPE=Release -DDATASOURCE_BUILD_TESTS=OFF \
-    -DDATASOURCE_BUILD_EXAMPLES=OFF -DDATASOURCE_WARNINGS_AS_ERRORS=OFF &&
+    -DDATASOURCE_BUILD_EXAMPLES=OFF &&
     cmake --build build/demo --parallel "$(nproc)" --target casefile
 } >"$log" 2>&1; then
   cat "$log" >&2

@@ -17,6 +17,7 @@ RULES = {
     "IncludesPointDownwards": layers.includes_point_downwards,
     "OnlyKnownNamesAtTheTop": sourceRules.only_known_names_at_the_top,
     "KeptOdditiesAreDocumentedAndTested": documentRules.kept_oddities_are_documented_and_tested,
+    "ReadmeListsTheOptions": documentRules.readme_lists_the_options,
     "ReadmeShowsTheExample": documentRules.readme_shows_the_example,
     "DocumentsLinkToWhatIsThere": documentRules.documents_link_to_what_is_there,
     "DocumentsNamePathsThatExist": documentRules.documents_name_paths_that_exist,

@@ -67,6 +67,14 @@ class Documents(Rule):
         self.keeps("ReadmeShowsTheExample", {"README.md": "```cpp\nint a;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
         self.breaks("ReadmeShowsTheExample", {"README.md": "```cpp\nint b;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
 
+    def test_an_option_that_the_readme_lacks_is_named(self):
+        tree = {"CMakeLists.txt": 'option(A_TESTS "tests" ON)\noption(A_TOOLS "tools" ON)\nset(DIR "" CACHE PATH "where")\n'
+                                  'set(OTHER OFF CACHE BOOL "" FORCE)\n'}
+        table = "| option | default |\n| --- | --- |\n| `BUILD_SHARED_LIBS` | |\n| `A_TESTS`, `_TOOLS` | |\n| `DIR` | |\n"
+        self.keeps("ReadmeListsTheOptions", {**tree, "README.md": table + "\n"})
+        self.breaks("ReadmeListsTheOptions", {**tree, "README.md": table.replace("| `DIR` | |\n", "\n")}, "DIR")
+        self.breaks("ReadmeListsTheOptions", {**tree, "README.md": table + "| `A_MORE` | |\n\n"}, "A_MORE")
+
     def test_a_link_or_script_that_leads_nowhere_is_named(self):
         self.keeps("DocumentsLinkToWhatIsThere", {"docs/a.md": "[b](b.md)", "docs/b.md": ""})
         self.breaks("DocumentsLinkToWhatIsThere", {"docs/a.md": "[b](b.md)"}, "b.md")

@@ -17,6 +17,25 @@ def readme_shows_the_example(top, _):
         yield "README.md: no C++ block is identical to examples/roundTrip.cpp"
 
 
+def readme_lists_the_options(top, _):
+    """Every option of the build stands in the README's table, and the table names no other."""
+    build = [name for name in files(top) if name.endswith((".cmake", "CMakeLists.txt"))
+             and not name.startswith("tests/packaging/")]
+    options = {option for name in build for option in
+               re.findall(r"^\s*option\((\w+)|^\s*set\((\w+) [^)]*\bCACHE\b(?![^)]*\bFORCE\b)", text(top, name), re.MULTILINE)}
+    options = {first or second for first, second in options}
+    told = set()
+    for row in re.findall(r"^\|([^|]*)\|", re.search(r"^\| option .*?\n\n", text(top, "README.md"), re.DOTALL | re.MULTILINE)[0],
+                          re.MULTILINE):
+        names = back_ticked(row)
+        # `A_TESTS`, `_TOOLS` stands for two: the second ends as it says.
+        told |= {names[0].rpartition("_")[0] + name if name.startswith("_") else name for name in names}
+    for option in sorted(options - told):
+        yield f"README.md: does not list {option}"
+    for option in sorted(told - options - {"BUILD_SHARED_LIBS"}):
+        yield f"README.md: lists {option}, which no build file has"
+
+
 def documents_link_to_what_is_there(top, _):
     """Every relative link and every script named in a Markdown file exists."""
     for name in files(top):
