@@ -1,11 +1,12 @@
 # cmake --install: headers, library and a package config, so that find_package(Datasource) gives
-# another project the target Datasource::Datasource.
+# another project the targets Datasource::Datasource and Datasource::casefile.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Datasource)
-install(TARGETS Datasource Datasource_headers EXPORT DatasourceTargets)
-install(DIRECTORY Datasource/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(TARGETS Datasource Datasource_headers Datasource_casefile Datasource_casefileHeaders EXPORT DatasourceTargets)
+install(DIRECTORY Datasource/include/ casefile/include/ ${PROJECT_BINARY_DIR}/casefile/include/
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 # A shared library brings what it needs; whoever links a static one links its dependencies too.
 set(DATASOURCE_CONFIG_DEPENDENCIES "")

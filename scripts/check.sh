@@ -44,14 +44,14 @@ run_label() {
 }
 
 format() {
-  find Datasource tools examples tests bench '(' -name '*.h' -o -name '*.cpp' ')' \
+  find Datasource casefile tools examples tests bench '(' -name '*.h' -o -name '*.cpp' ')' \
     -exec clang-format --dry-run --Werror {} +
 }
 
 # Needs no build: clang-tidy compiles for itself.
 tidy() {
   configure clang
-  run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|tools|examples|bench)/"
+  run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|casefile|tools|examples|bench)/"
 }
 
 run_check() {

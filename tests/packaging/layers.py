@@ -19,8 +19,8 @@ LAYER_OF = {
     "Datasource/form": "form",
     "Datasource/include": "public headers",
     "Datasource/src": "streams",
+    "casefile": "casefile library",
     "tools/casefile": "casefile",
-    "casefile": "casefile",
     "bench": "programs",
     "examples": "programs",
 }
@@ -36,8 +36,9 @@ MAY_INCLUDE = {
     "form": SEAM | {"codecs"},
     "public headers": CONTRACT | {"codecs"},
     "streams": SEAM | {"codecs", "form", "public headers"},
-    "casefile": SEAM | {"codecs", "form", "public headers"},
-    "programs": SEAM | {"codecs", "form", "public headers", "streams", "casefile"},
+    "casefile library": SEAM | {"form"},
+    "casefile": SEAM | {"codecs", "form", "public headers", "casefile library"},
+    "programs": SEAM | {"codecs", "form", "public headers", "streams", "casefile library", "casefile"},
 }
 
 

@@ -26,8 +26,8 @@ def is_windows_build(build):
 
 
 def sources_ask_for_no_platform(top, _):
-    """Datasource/src has no conditional compilation at all, except include guards."""
-    for name in files(top, "Datasource/src"):
+    """Sources above the platform have no conditional compilation at all, except include guards."""
+    for name in [*files(top, "Datasource/src"), *files(top, "Datasource/form"), *files(top, "casefile/src")]:
         guard = re.sub(r"[^A-Za-z0-9]", "_", os.path.basename(name)).upper()
         for number, line in enumerate(lines(top, name), 1):
             directive = re.match(r"\s*#\s*(if|ifdef|ifndef|elif|else)\b(.*)", line)
@@ -55,7 +55,8 @@ STANDARD_HEADERS = re.compile(
 
 def headers_include_nothing_foreign(top, _):
     """Public headers include each other, the standard library and, on Windows, the C runtime; no others."""
-    names = [name for name in files(top, "Datasource/include") if name.endswith(".h")]
+    folders = ("Datasource/include", "casefile/include")
+    names = [name for folder in folders for name in files(top, folder) if name.endswith((".h", ".h.in"))]
     if not names:
         yield "no headers found"
     for name in names:
@@ -63,8 +64,8 @@ def headers_include_nothing_foreign(top, _):
             include = re.match(r"\s*#\s*include\s*(.*)", line)
             if not include:
                 continue
-            own = re.match(r'"(Datasource/[^"]+)"', include[1])
-            if own and os.path.exists(os.path.join(top, "Datasource/include", own[1])):
+            own = re.match(r'"((Datasource|casefile)/[^"]+)"', include[1])
+            if own and any(os.path.exists(os.path.join(top, own[2], "include", own[1] + end)) for end in ("", ".in")):
                 continue
             if not STANDARD_HEADERS.match(include[1]):
                 yield f"{name}:{number}: {line.strip()}"

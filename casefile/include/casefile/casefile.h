@@ -1,0 +1,12 @@
+#ifndef CASEFILE_CASEFILE_H
+#define CASEFILE_CASEFILE_H
+
+/// The whole library: compressed data files, read from any thread and written on all cores.
+
+#include "casefile/error.h"
+#include "casefile/progress.h"
+#include "casefile/randomAccessFile.h"
+#include "casefile/range.h"
+#include "casefile/version.h"
+
+#endif

@@ -1,0 +1,61 @@
+#ifndef CASEFILE_ERROR_H
+#define CASEFILE_ERROR_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "casefile/export.h"
+#include "casefile/range.h"
+
+namespace casefile {
+
+/// Why a call could not do what it was asked to.
+enum class ErrorKind {
+  system,        ///< the operating system refused something: Error::code() says what
+  notADataFile,  ///< there are no case data, or it cannot be told which are meant
+  damaged,       ///< the file breaks a rule of its form, or a block cannot be inflated
+  doesNotFit,    ///< a block's data hardly compress: its compressed form is longer than the file form allows
+  busy,          ///< somebody else is at work on the file
+  usage,         ///< the call itself is wrong: an argument, or an object that is in no state for it
+  cancelled      ///< a progress callback asked to stop
+};
+
+/// The one exception of this library. What a program's own sources, sinks and callbacks throw passes through
+/// unchanged, and so does std::bad_alloc.
+class CASEFILE_API Error : public std::runtime_error {
+ public:
+  /// Where it happened, as far as that can be told.
+  struct Place {
+    std::string file;                          ///< the name that the program gave; empty: there is no file
+    std::string operation;                     ///< what was being done: "read", "open", "rename", ...
+    std::error_code code;                      ///< the system's reason; no error: it gave none
+    std::optional<std::int64_t> filePosition;  ///< in the file as it lies on the disk
+    std::optional<LogicalRange> range;         ///< of the uncompressed data
+  };
+
+  /// `happened` follows the file's name in a sentence: "cannot be read", "block 3 is damaged".
+  Error(ErrorKind kind, const std::string& happened, Place place);
+  Error(const Error&) noexcept;
+  Error& operator=(const Error&) noexcept;
+  ~Error() override;
+
+  ErrorKind kind() const noexcept { return kind_; }
+  const std::string& file() const noexcept { return place_->file; }
+  const std::string& operation() const noexcept { return place_->operation; }
+  std::error_code code() const noexcept { return place_->code; }
+  std::optional<std::int64_t> filePosition() const noexcept { return place_->filePosition; }
+  std::optional<LogicalRange> range() const noexcept { return place_->range; }
+  // what(): "FILE: what happened: the system's reason", one line.
+
+ private:
+  ErrorKind kind_;
+  std::shared_ptr<const Place> place_;  // shared, so that a copy raises nothing
+};
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,37 @@
+#ifndef CASEFILE_PROGRESS_H
+#define CASEFILE_PROGRESS_H
+
+#include <cstdint>
+#include <functional>
+
+namespace casefile {
+
+/// What a long call is doing.
+enum class Phase {
+  searching,  ///< going through the file for its case data
+  reading,    ///< reading and inflating blocks
+  writing,    ///< compressing and writing blocks
+  finishing   ///< making the file appear under its name
+};
+
+/// How far a long call has come.
+struct Progress {
+  std::int64_t bytesDone = 0;
+  std::int64_t bytesInAll = 0;  ///< 0: not known
+  Phase phase = Phase::reading;
+};
+
+/// A progress callback's answer.
+enum class Next {
+  proceed,
+  stop  ///< the call ends with an Error of kind `cancelled`, and nothing is left behind
+};
+
+/// Is told how far a call has come, at least once a block. What it throws ends the call and passes through.
+///
+/// Threads: one at a time, not always the same one.
+using ProgressCallback = std::function<Next(const Progress&)>;
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,47 @@
+#ifndef CASEFILE_RANDOMACCESSFILE_H
+#define CASEFILE_RANDOMACCESSFILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "casefile/export.h"
+
+namespace casefile {
+
+/// Bytes that can be read at any position, by any number of threads at once. A program supplies its own by
+/// deriving from it: an object store, an archive's member, a decrypting layer.
+class CASEFILE_API RandomAccessFile {
+ public:
+  RandomAccessFile() = default;
+  virtual ~RandomAccessFile();
+  RandomAccessFile(const RandomAccessFile&) = delete;
+  RandomAccessFile& operator=(const RandomAccessFile&) = delete;
+
+  /// Returns: what messages call it.
+  virtual std::string name() const = 0;
+
+  /// Returns: the length in bytes. It does not change while somebody reads.
+  /// Raises: whatever the program wants to see again at its own call.
+  virtual std::int64_t size() const = 0;
+
+  /// Reads bytes at a file position.
+  ///
+  /// Returns: bytes read into the beginning of `buffer`; 0 at the end and behind it. A short count is no
+  ///   error: the library asks again for the rest.
+  /// Raises: whatever the program wants to see again at its own call.
+  /// Threads: any number at once.
+  virtual std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const = 0;
+};
+
+/// Reads bytes in memory, which stay the caller's and outlive the result.
+///
+/// `name` is what messages call it.
+/// Raises: Error (`usage`) for a null pointer with a length.
+CASEFILE_API std::shared_ptr<const RandomAccessFile> fileFromMemory(std::span<const std::byte> bytes, std::string name);
+
+}  // namespace casefile
+
+#endif

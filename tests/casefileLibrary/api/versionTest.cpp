@@ -1,0 +1,19 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "casefile/version.h"
+
+namespace {
+
+TEST(Version, OfHeaderAndLibraryAreTheSame) {
+  EXPECT_STREQ(casefile::version(), CASEFILE_VERSION_STRING);
+  EXPECT_EQ(std::to_string(CASEFILE_VERSION_MAJOR) + "." + std::to_string(CASEFILE_VERSION_MINOR) + "." +
+                std::to_string(CASEFILE_VERSION_PATCH),
+            CASEFILE_VERSION_STRING);
+}
+
+TEST(Version, ZlibIsAlwaysAmongTheCodecs) { EXPECT_THAT(casefile::codecs(), testing::Contains("zlib")); }
+
+}  // namespace
