@@ -1,0 +1,56 @@
+#ifndef CASEFILE_PIPELINE_BUFFERPOOL_H
+#define CASEFILE_PIPELINE_BUFFERPOOL_H
+
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "threadPrimitives.h"
+
+namespace casefile::pipeline {
+
+/// Memory blocks of one size that are used again: what the system hands out fresh costs a page fault for
+/// every page, a fifth of what decoding into it costs.
+///
+/// Threads: any number.
+class BufferPool {
+ public:
+  /// `spares`: how many free buffers are kept at most.
+  BufferPool(std::size_t bufferSize, std::size_t spares) : bufferSize_(bufferSize), spares_(spares) {
+    free_.reserve(spares);
+  }
+
+  std::size_t bufferSize() const noexcept { return bufferSize_; }
+
+  /// Returns: a buffer with any contents.
+  std::unique_ptr<std::byte[]> take();
+  void giveBack(std::unique_ptr<std::byte[]> buffer) noexcept;
+
+ private:
+  const std::size_t bufferSize_;
+  const std::size_t spares_;
+  Mutex mutex_;
+  std::vector<std::unique_ptr<std::byte[]>> free_;  // never more than it has room for
+};
+
+/// A buffer of a pool, given back by the destructor.
+class PooledBuffer {
+ public:
+  explicit PooledBuffer(std::shared_ptr<BufferPool> pool) : pool_(std::move(pool)), bytes_(pool_->take()) {}
+  ~PooledBuffer() { pool_->giveBack(std::move(bytes_)); }
+  PooledBuffer(const PooledBuffer&) = delete;
+  PooledBuffer& operator=(const PooledBuffer&) = delete;
+
+  std::byte* data() noexcept { return bytes_.get(); }
+  const std::byte* data() const noexcept { return bytes_.get(); }
+  std::size_t capacity() const noexcept { return pool_->bufferSize(); }
+
+ private:
+  std::shared_ptr<BufferPool> pool_;
+  std::unique_ptr<std::byte[]> bytes_;
+};
+
+}  // namespace casefile::pipeline
+
+#endif
