@@ -1,0 +1,245 @@
+#include "support/systemProbe.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "Datasource/platform/cRuntime.h"
+#include "systemCalls.h"
+
+namespace support {
+
+using datasource::platform::CRuntimeCalls;
+using datasource::platform::ownSystemCalls;
+using datasource::platform::SystemCalls;
+
+struct SystemProbe::State {
+  const CRuntimeCalls* runtime = nullptr;
+  mutable std::mutex mutex;
+  std::vector<std::string> calls;
+  int failing = 0;  // which of the calls to come fails; 0: none
+  bool forGood = false;
+  int failuresMade = 0;
+  int open = 0;
+  int error = 0;
+  std::string failingName;
+  int failingNameNumber = 0;  // 0: every one
+  int seenOfName = 0;
+  std::map<std::string, std::function<void()>> actions;
+};
+
+struct SystemProbeTables {
+  using State = SystemProbe::State;
+  inline static State* state = nullptr;
+
+  // Returns: the errno value to fail with, or 0.
+  static int meet(const char* name) {
+    std::function<void()> action;
+    {
+      const std::lock_guard<std::mutex> lock(state->mutex);
+      if (const auto found = state->actions.find(name); found != state->actions.end()) {
+        action = std::move(found->second);
+        state->actions.erase(found);
+      }
+    }
+    if (action) {
+      action();
+    }
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    state->calls.emplace_back(name);
+    const int fails = chooses(name) ? state->error : 0;
+    state->failuresMade += fails != 0 ? 1 : 0;
+    return fails;
+  }
+
+  static bool chooses(const char* name) {
+    if (state->failing > 0) {
+      --state->failing;
+      if (state->failing == 0) {
+        state->failing = state->forGood ? 1 : 0;
+        return true;
+      }
+    }
+    if (state->failingName != name) {
+      return false;
+    }
+    return state->failingNameNumber == 0 || ++state->seenOfName == state->failingNameNumber;
+  }
+
+  static void note(const char* name, long long result) {
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    if (std::strstr(name, "open") != nullptr && result >= 0) {
+      ++state->open;
+    } else if (std::strstr(name, "close") != nullptr) {
+      --state->open;
+    }
+  }
+
+  static bool frees(const char* name) { return std::strstr(name, "close") != nullptr; }
+};
+
+namespace {
+
+// The name of a table's member, found by its place.
+const char* nameOf(std::size_t index) {
+  static constexpr const char* kNames[] = {"open",           "openHeldForWriting",
+                                           "close",          "read",
+                                           "write",          "readAt",
+                                           "writeAt",        "seek",
+                                           "truncate",       "sync",
+                                           "syncFolder",     "status",
+                                           "statusOf",       "readLink",
+                                           "list",           "userId",
+                                           "claim",          "lockWriters",
+                                           "unlockWriters",  "link",
+                                           "linkDescriptor", "rename",
+                                           "renameToFree",   "unlink",
+                                           "setMode",        "setOwner",
+                                           "setTimes",       "_sopen",
+                                           "_lseeki64",      "_read",
+                                           "_write",         "_close"};
+  return kNames[index];
+}
+constexpr std::size_t kRuntimeNames = 27;
+
+const SystemCalls& under(const SystemCalls* /*which*/) { return ownSystemCalls; }
+const CRuntimeCalls& under(const CRuntimeCalls* /*which*/) { return *SystemProbeTables::state->runtime; }
+
+template <std::size_t Name, auto Member>
+struct Wrapped;
+
+template <std::size_t Name, typename Table, typename Result, typename... Arguments,
+          Result (*Table::*Member)(Arguments...)>
+struct Wrapped<Name, Member> {
+  static Result call(Arguments... arguments) {
+    const char* const name = nameOf(Name);
+    const int error = SystemProbeTables::meet(name);
+    if (error != 0 && !SystemProbeTables::frees(name)) {
+      errno = error;
+      return static_cast<Result>(-1);
+    }
+    const Result result = (under(static_cast<const Table*>(nullptr)).*Member)(arguments...);
+    const int kept = errno;
+    SystemProbeTables::note(name, static_cast<long long>(result));
+    errno = error != 0 ? error : kept;
+    return error != 0 ? static_cast<Result>(-1) : result;
+  }
+};
+
+template <std::size_t Name, auto Member>
+constexpr auto wrapped = &Wrapped<Name, Member>::call;
+
+const SystemCalls probedCalls{wrapped<0, &SystemCalls::open>,
+                              wrapped<1, &SystemCalls::openHeldForWriting>,
+                              wrapped<2, &SystemCalls::close>,
+                              wrapped<3, &SystemCalls::read>,
+                              wrapped<4, &SystemCalls::write>,
+                              wrapped<5, &SystemCalls::readAt>,
+                              wrapped<6, &SystemCalls::writeAt>,
+                              wrapped<7, &SystemCalls::seek>,
+                              wrapped<8, &SystemCalls::truncate>,
+                              wrapped<9, &SystemCalls::sync>,
+                              wrapped<10, &SystemCalls::syncFolder>,
+                              wrapped<11, &SystemCalls::status>,
+                              wrapped<12, &SystemCalls::statusOf>,
+                              wrapped<13, &SystemCalls::readLink>,
+                              wrapped<14, &SystemCalls::list>,
+                              ownSystemCalls.userId,
+                              wrapped<16, &SystemCalls::claim>,
+                              wrapped<17, &SystemCalls::lockWriters>,
+                              ownSystemCalls.unlockWriters,
+                              wrapped<19, &SystemCalls::link>,
+                              wrapped<20, &SystemCalls::linkDescriptor>,
+                              wrapped<21, &SystemCalls::rename>,
+                              wrapped<22, &SystemCalls::renameToFree>,
+                              wrapped<23, &SystemCalls::unlink>,
+                              wrapped<24, &SystemCalls::setMode>,
+                              wrapped<25, &SystemCalls::setOwner>,
+                              wrapped<26, &SystemCalls::setTimes>};
+
+const CRuntimeCalls probedRuntime{
+    wrapped<kRuntimeNames, &CRuntimeCalls::_sopen>, wrapped<kRuntimeNames + 1, &CRuntimeCalls::_lseeki64>,
+    wrapped<kRuntimeNames + 2, &CRuntimeCalls::_read>, wrapped<kRuntimeNames + 3, &CRuntimeCalls::_write>,
+    wrapped<kRuntimeNames + 4, &CRuntimeCalls::_close>};
+
+}  // namespace
+
+SystemProbe::SystemProbe() : state_(std::make_unique<State>()) {
+  SystemProbeTables::state = state_.get();
+  state_->runtime = datasource::platform::replaceCRuntime(&probedRuntime);
+  datasource::platform::replaceSystemCalls(&probedCalls);
+}
+
+SystemProbe::~SystemProbe() {
+  datasource::platform::replaceSystemCalls(nullptr);
+  datasource::platform::replaceCRuntime(nullptr);
+}
+
+std::vector<std::string> SystemProbe::calls() const {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  return state_->calls;
+}
+
+int SystemProbe::count(const std::string& call) const {
+  const auto all = calls();
+  return static_cast<int>(std::count(all.begin(), all.end(), call));
+}
+
+void SystemProbe::clear() {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->calls.clear();
+  state_->failuresMade = 0;
+}
+
+int SystemProbe::failuresMade() const {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  return state_->failuresMade;
+}
+
+int SystemProbe::openDescriptors() const {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  return state_->open;
+}
+
+void SystemProbe::failCall(int number, int error) {
+  failNone();
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->failing = number;
+  state_->error = error;
+  state_->failuresMade = 0;
+}
+
+void SystemProbe::failFrom(int number, int error) {
+  failCall(number, error);
+  state_->forGood = true;
+}
+
+void SystemProbe::failEvery(const std::string& call, int error) { failNth(call, 0, error); }
+
+void SystemProbe::failNth(const std::string& call, int number, int error) {
+  failNone();
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->failingName = call;
+  state_->failingNameNumber = number;
+  state_->seenOfName = 0;
+  state_->error = error;
+  state_->failuresMade = 0;
+}
+
+void SystemProbe::failNone() {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->failing = 0;
+  state_->forGood = false;
+  state_->failingName.clear();
+  state_->actions.clear();
+}
+
+void SystemProbe::before(const std::string& call, std::function<void()> action) {
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->actions[call] = std::move(action);
+}
+
+}  // namespace support
