@@ -25,6 +25,8 @@ class SystemFile {
 
   static SystemFile standardInput() noexcept { return {0, false}; }
   static SystemFile standardOutput() noexcept { return {1, false}; }
+  /// A descriptor that is open already and stays somebody else's.
+  static SystemFile borrowed(int descriptor) noexcept { return {descriptor, false}; }
   /// Opens as OpenFlag says.
   static SystemFile open(const std::string& name, unsigned flags);
   /// Opens the regular file that has a name, following no link and waiting for nobody.

@@ -36,6 +36,19 @@ class CASEFILE_API RandomAccessFile {
   virtual std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const = 0;
 };
 
+/// Opens a regular file for reading.
+///
+/// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
+/// Raises: Error: `system` when it cannot be opened; `notADataFile` when it is no regular file.
+CASEFILE_API std::shared_ptr<const RandomAccessFile> openFile(const std::string& name);
+
+/// Reads through a descriptor that is open already and stays the caller's, who closes it after the last use
+/// of the result. The descriptor's own position is neither used nor moved (on Windows: it is moved).
+///
+/// `name` is what messages call it.
+/// Raises: Error: `system` when it is no open descriptor; `notADataFile` when it is no regular file's.
+CASEFILE_API std::shared_ptr<const RandomAccessFile> fileFromDescriptor(int descriptor, std::string name);
+
 /// Reads bytes in memory, which stay the caller's and outlive the result.
 ///
 /// `name` is what messages call it.
