@@ -9,16 +9,16 @@
 #include <cerrno>
 #include <string>
 
-#include "platform/posix/scratchFolder.h"
+#include "platform/posix/cRuntimeTest.h"
 
 using platformtest::append;
 using platformtest::contentsOf;
 using platformtest::create;
+using platformtest::CRuntimeTest;
 using platformtest::Descriptor;
 using platformtest::exists;
 using platformtest::openFile;
 using platformtest::readOnly;
-using platformtest::ScratchFolder;
 using platformtest::update;
 
 namespace {
@@ -95,6 +95,8 @@ class Locks {
   Locks& operator=(const Locks&) = delete;
 };
 
+class Sharing : public CRuntimeTest {};
+
 }  // namespace
 
 // Stands before the C library's own in this program, so that a test can play a file system.
@@ -111,9 +113,8 @@ extern "C" int flock(int descriptor, int operation) noexcept {
   return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
 }
 
-TEST(Sharing, SecondWriterIsRefused) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, SecondWriterIsRefused) {
+  const std::string name = existingFile();
   const Descriptor holder(name, update);
   for (const int oflag : {update, create, append, _O_RDWR | _O_CREAT | _O_TRUNC}) {
     errno = 0;
@@ -122,9 +123,8 @@ TEST(Sharing, SecondWriterIsRefused) {
   }
 }
 
-TEST(Sharing, SecondWriterInAnotherProcessIsRefused) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, SecondWriterInAnotherProcessIsRefused) {
+  const std::string name = existingFile();
   const HoldingProcess holder(name);
   ASSERT_TRUE(holder.holds());
   EXPECT_EQ(openFile(name, update), -1);
@@ -132,51 +132,45 @@ TEST(Sharing, SecondWriterInAnotherProcessIsRefused) {
   EXPECT_EQ(openedByAnotherProcess(name, append), EACCES);
 }
 
-TEST(Sharing, RefusedWriterTruncatesNothing) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, RefusedWriterTruncatesNothing) {
+  const std::string name = existingFile();
   const Descriptor holder(name, update);
   EXPECT_EQ(openFile(name, create), -1);
   EXPECT_EQ(openedByAnotherProcess(name, create), EACCES);
   EXPECT_EQ(contentsOf(name), "contents");
 }
 
-TEST(Sharing, ReaderOpensBesideAWriter) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, ReaderOpensBesideAWriter) {
+  const std::string name = existingFile();
   const Descriptor writer(name, update);
   EXPECT_TRUE(Descriptor(name, readOnly).isOpen());
   EXPECT_EQ(openedByAnotherProcess(name, readOnly), 0);
 }
 
-TEST(Sharing, WriterOpensBesideReaders) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, WriterOpensBesideReaders) {
+  const std::string name = existingFile();
   const Descriptor first(name, readOnly);
   const Descriptor second(name, readOnly);
   EXPECT_TRUE(second.isOpen());
   EXPECT_TRUE(Descriptor(name, update).isOpen());
 }
 
-TEST(Sharing, WritersOfDifferentFilesDoNotMeet) {
-  const ScratchFolder folder;
+TEST_F(Sharing, WritersOfDifferentFilesDoNotMeet) {
   const Descriptor first(folder.path("first"), create);
   const Descriptor second(folder.path("second"), create);
   EXPECT_TRUE(first.isOpen());
   EXPECT_TRUE(second.isOpen());
 }
 
-TEST(Sharing, LockGoesWithTheHandle) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, LockGoesWithTheHandle) {
+  const std::string name = existingFile();
   Descriptor first(name, update);
   EXPECT_EQ(first.close(), 0);
   EXPECT_TRUE(Descriptor(name, update).isOpen());
 }
 
-TEST(Sharing, LockGoesWithAKilledProcess) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, LockGoesWithAKilledProcess) {
+  const std::string name = existingFile();
   HoldingProcess holder(name);
   ASSERT_TRUE(holder.holds());
   ASSERT_EQ(openFile(name, update), -1);
@@ -184,18 +178,16 @@ TEST(Sharing, LockGoesWithAKilledProcess) {
   EXPECT_TRUE(Descriptor(name, update).isOpen());
 }
 
-TEST(Sharing, FileSystemWithoutLocksIsNoFailure) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, FileSystemWithoutLocksIsNoFailure) {
+  const std::string name = existingFile();
   for (const int failure : {ENOLCK, EOPNOTSUPP, ENOSYS, EINVAL}) {
     const Locks locks(failure, 0);
     EXPECT_TRUE(Descriptor(name, update).isOpen()) << failure;
   }
 }
 
-TEST(Sharing, LockThatFailsOtherwiseRefusesAndChangesNothing) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, LockThatFailsOtherwiseRefusesAndChangesNothing) {
+  const std::string name = existingFile();
   const Locks locks(EIO, 0);
   errno = 0;
   EXPECT_EQ(openFile(name, create | _O_TEMPORARY), -1);
@@ -204,9 +196,8 @@ TEST(Sharing, LockThatFailsOtherwiseRefusesAndChangesNothing) {
   EXPECT_EQ(contentsOf(name), "contents");
 }
 
-TEST(Sharing, InterruptedLockIsTakenAgain) {
-  const ScratchFolder folder;
-  const std::string name = folder.write("file", "contents");
+TEST_F(Sharing, InterruptedLockIsTakenAgain) {
+  const std::string name = existingFile();
   const Locks locks(0, 3);
   const Descriptor holder(name, update);
   EXPECT_TRUE(holder.isOpen());
