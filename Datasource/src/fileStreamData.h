@@ -49,11 +49,11 @@ class VORN_FileStream::Data {
   }
 
   /// Takes `size` bytes at `place` if they go on inside or right behind the valid bytes and leave room
-  /// behind them. Returns: whether they do.
+  /// behind both: a buffer that is full with them is flushed at once. Returns: whether they do.
   bool TakeRecord(const void* source, std::size_t size, int64 place) noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, place);
     const std::size_t valid = ValidBytes();
-    if (!TakesWrites() || offset > valid || size == 0 || size >= kBlockSize - offset || !file->IsOpen()) {
+    if (valid == kBlockSize || !TakesWrites() || offset > valid || size == 0 || size >= kBlockSize - offset || !file->IsOpen()) {
       return false;
     }
     copyRecord(buffer + offset, static_cast<const unsigned char*>(source), size);
@@ -73,6 +73,7 @@ class VORN_FileStream::Data {
 
   /// Takes what fits of a write into the buffer, if the write goes on inside or right behind the valid
   /// bytes; otherwise flushes them.
+  /// Kept as is: a buffer that is full afterwards is flushed at once, also where a read has filled it.
   void WriteIntoBuffer(ReadRequest& request);
   /// Writes the request straight to the file.
   /// Kept as is: bytes of the same range stay in the buffer as they were.

@@ -49,6 +49,36 @@ TEST_F(StreamWrite, FlushWritesThemAtOnceAndTheyStayValid) {
   EXPECT_THAT(probe.list(), IsEmpty());
 }
 
+// It used to stay in the buffer when it went the short way.
+TEST_F(StreamWrite, IntoAFullBufferWritesTheWholeBufferAtOnce_KeptAsIs) {
+  openDescribing(B + 512, "r+b");
+  EXPECT_EQ(read(1), selfDescribing(0, 1));
+  probe.clear();
+  EXPECT_EQ(writeAt(100, tenBytes), 10U);
+  EXPECT_THAT(probe.takeList(), ElementsAre("seek 0", "write 4190208 @0"));
+  EXPECT_FALSE(data().dirty);
+  const VORN_FileStream copy(*stream);
+  stream->Seek(100, 0);
+  EXPECT_EQ(read(10), tenBytes);
+  EXPECT_EQ(folder.readWhole("f").substr(100, 10), tenBytes);
+}
+
+TEST_F(StreamWrite, IntoAFullBufferOfAFileThatIsOnlyReadRaises1002) {
+  openDescribing(B, "rb");
+  EXPECT_EQ(read(1), selfDescribing(0, 1));
+  EXPECT_EQ(raisedBy([this] { writeAt(100, tenBytes); }).number, 1002);
+  EXPECT_TRUE(data().dirty) << "what could not be written stays buffered";
+  data().dirty = false;
+}
+
+TEST_F(StreamWrite, IntoABufferThatIsOneByteShortOfFullStaysThere) {
+  openDescribing(B - 1, "r+b");
+  EXPECT_EQ(read(1), selfDescribing(0, 1));
+  probe.clear();
+  EXPECT_EQ(writeAt(100, tenBytes), 10U);
+  EXPECT_THAT(probe.list(), IsEmpty());
+}
+
 TEST_F(StreamWrite, CloseWritesThem) {
   writeThirty();
   EXPECT_EQ(stream->Close(), 1);
