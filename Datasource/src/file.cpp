@@ -93,22 +93,40 @@ bool VORN_File::Open(const ExtNameStr& name, const char* mode) {
   // Copied first: the arguments may be this object's own.
   ExtNameStr newName(name);
   std::string newMode(mode != nullptr ? mode : "");
-  if (IsOpen()) {
-    Close();
-  }
+  ForgetLostDescriptor();
+  Close();
   fName = std::move(newName);
   fHandle = fName.Sopen(openFlags(newMode), _SH_DENYWR, _S_IREAD | _S_IWRITE);
   if (IsOpen()) {
-    fPosition = contains(newMode, 'a') ? cRuntime()._lseeki64(fHandle, 0, SEEK_END) : 0;
-    fCipherPosition = fPosition;
-    fAdrift = false;
-    fCipherMoved = false;
-    fPositionFromRead = false;
+    StandAt(contains(newMode, 'a') ? cRuntime()._lseeki64(fHandle, 0, SEEK_END) : 0);
   }
   fGood = IsOpen();
   fEof = false;
   fMode = std::move(newMode);
   return IsOpen();
+}
+
+void VORN_File::ForgetLostDescriptor() noexcept {
+  if (fDescriptorLost) {
+    fHandle = -1;
+    fDescriptorLost = false;
+  }
+}
+
+/// Takes what a fresh descriptor said about its position; without one it is of no use.
+void VORN_File::StandAt(int64 position) noexcept {
+  if (position == -1) {
+    const int systemError = errno;
+    cRuntime()._close(fHandle);
+    fHandle = -1;
+    errno = systemError;
+    return;
+  }
+  fPosition = position;
+  fCipherPosition = position;
+  fAdrift = false;
+  fCipherMoved = false;
+  fPositionFromRead = false;
 }
 
 bool VORN_File::Reopen(const ExtNameStr& name, const char* mode) {

@@ -51,8 +51,9 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// mode, letters in any order: r, w, a, +, t (text), T (short-lived), D (removed at close); without
   /// '+', 'r' outranks 'w' and 'a'. Null counts as "".
   /// Returns: true when the file is open now. A failed open raises nothing, keeps the new name and
-  ///   leaves the file closed and not good.
-  /// Raises: 1002 when closing the file open before fails; nothing else has changed then.
+  ///   leaves the file closed and not good. A file whose end cannot be told does not open with an 'a'.
+  /// Raises: 1002 when closing the file open before fails; nothing else has changed then, and the next
+  ///   Open opens: a descriptor that a close has lost is reported once.
   /// Threads: one, before the file is shared.
   DATASOURCE_MEMBER bool Open(const ExtNameStr& name, const char* mode);
 
@@ -91,7 +92,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// written: the streams finish the encryption first.
   /// Returns: 1 when a file was closed, 0 when none was open.
   /// Raises: 1002. When the system's close failed, the descriptor is gone all the same: the file
-  ///   counts as open, and every later operation on it fails without touching the descriptor.
+  ///   counts as open, and every later operation on it but Open fails without touching the descriptor.
   DATASOURCE_MEMBER int Close();
 
   /// Enciphers the carried tail, padded to a whole block, and ends the running encryption.
@@ -129,6 +130,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Close and Open under the lock, for a file that others share.
   DATASOURCE_LOCAL bool Reopen(const ExtNameStr& name, const char* mode);
 
+  DATASOURCE_LOCAL void ForgetLostDescriptor() noexcept;
+  DATASOURCE_LOCAL void StandAt(int64 position) noexcept;
   [[noreturn]] DATASOURCE_LOCAL void Fail(Side side, int systemError);
   DATASOURCE_LOCAL void SeekUnlessThere(Side side, int64 position);
   DATASOURCE_LOCAL void PutDescriptorBack() noexcept;
