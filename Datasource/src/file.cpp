@@ -137,7 +137,9 @@ bool VORN_File::Reopen(const ExtNameStr& name, const char* mode) {
 bool VORN_File::Appends() const noexcept { return (accessFlags(fMode) & _O_APPEND) != 0; }
 
 void VORN_File::Fail(Side side, int systemError) {
-  fGood = false;
+  if (!fForgetsFailures) {
+    fGood = false;
+  }
   errno = systemError;
   ThrowError::StringSys("strmcat.err", static_cast<long>(side), fName.GetGeneric().c_str());
 }
@@ -190,11 +192,14 @@ std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
 
 std::size_t VORN_File::ReadAhead(void* buffer, std::size_t size, int64 position) {
   const sfGuard guard(fMutex);
-  const bool good = fGood;
+  // The flag itself is left alone: the client may clear it meanwhile, without the lock.
+  fForgetsFailures = true;
   try {
-    return Read(buffer, size, position);
+    const std::size_t count = Read(buffer, size, position);
+    fForgetsFailures = false;
+    return count;
   } catch (...) {
-    fGood = good;
+    fForgetsFailures = false;
     throw;
   }
 }

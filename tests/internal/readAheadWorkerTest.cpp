@@ -74,6 +74,21 @@ TEST_F(ReadAheadWorker, FetchesTheBlockBehindTheOneAskedFor) {
   EXPECT_EQ(Peer::nextPos(*worker), 1536);
 }
 
+// It used to put back the flag that it had found when it began.
+TEST_F(ReadAheadWorker, AFetchThatFailsDoesNotUndoAClearOfTheClientsMadeMeanwhile) {
+  start();
+  probe.failIf([](const Call& call) { return !call.ownThread ? EIO : 0; });
+  probe.holdOtherThreads(CallKind::read);
+  VORN_FilePeer::setGood(*file, false);
+  request(*worker, 0);
+  probe.waitUntilHeld();
+  VORN_FilePeer::setGood(*file, true);
+  probe.release();
+  probe.waitForOthers(CallKind::read, 1);
+  worker.reset();
+  EXPECT_TRUE(VORN_FilePeer::good(*file));
+}
+
 TEST_F(ReadAheadWorker, AMissReadsAWholeBlockWhateverWasAskedFor_KeptAsIs) {
   start();
   EXPECT_EQ(request(*worker, 0, 100), selfDescribing(0, kBlock));

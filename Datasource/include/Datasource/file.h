@@ -164,6 +164,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   int64 fCipherPosition = 0;          // where the next cipher output belongs, while fEncrypted
   mutable bool fCipherMoved = false;  // the descriptor may stand elsewhere
   bool fPositionFromRead = false;     // fPosition is the end of an enciphered read
+  bool fForgetsFailures = false;      // a read for a worker is under way
 };
 
 extern template class DATASOURCE_TEMPLATE_DECLARATION RefCountPtr<VORN_File>;
