@@ -33,6 +33,21 @@ class KeptErrno {
   int kept_;
 };
 
+/// How often in a row a call that a signal interrupts is made: an open of a file on a server that is
+/// gone, or of a pipe that has no other end, may be interrupted for ever.
+constexpr int mostAttempts = 1000;
+
+/// Makes `call` until no signal interrupts it, at most `mostAttempts` times. Returns: its last result.
+template <typename Call>
+int uninterrupted(Call call) {
+  int result = -1;
+  int attempts = 0;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR && ++attempts < mostAttempts);
+  return result;
+}
+
 bool canWrite(int oflag) { return (oflag & (_O_WRONLY | _O_RDWR)) != 0; }
 
 /// The flags for open(2). Truncation is not among them: it waits for the lock. The text and hint
@@ -54,10 +69,7 @@ int systemFlags(int oflag) {
 }
 
 int openByName(const char* name, int oflag, int pmode) {
-  int descriptor = -1;
-  do {
-    descriptor = ::open(name, systemFlags(oflag), static_cast<mode_t>(pmode));
-  } while (descriptor == -1 && errno == EINTR);
+  const int descriptor = uninterrupted([&] { return ::open(name, systemFlags(oflag), static_cast<mode_t>(pmode)); });
   if (descriptor == -1 && errno == EISDIR) {
     errno = EACCES;
   }
@@ -66,31 +78,25 @@ int openByName(const char* name, int oflag, int pmode) {
 
 /// Takes the writers' lock without waiting. A file system that knows no locks is no failure.
 bool lockForWriting(int descriptor) {
-  while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-    switch (errno) {
-      case EINTR:
-        break;
-      case EWOULDBLOCK:
-        errno = EACCES;
-        return false;
-      case ENOLCK:
-      case EOPNOTSUPP:
-      case ENOSYS:
-      case EINVAL:
-        return true;
-      default:
-        return false;
-    }
+  if (uninterrupted([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0) {
+    return true;
   }
-  return true;
+  switch (errno) {
+    case EWOULDBLOCK:
+      errno = EACCES;
+      return false;
+    case ENOLCK:
+    case EOPNOTSUPP:
+    case ENOSYS:
+    case EINVAL:
+      return true;
+    default:
+      return false;
+  }
 }
 
 bool truncateToNothing(int descriptor) {
-  int result = 0;
-  do {
-    result = ::ftruncate(descriptor, 0);
-  } while (result == -1 && errno == EINTR);
-  return result == 0;
+  return uninterrupted([&] { return ::ftruncate(descriptor, 0); }) == 0;
 }
 
 /// What is left to do once the file is open. Locks, truncation and removal are for regular files:
@@ -137,7 +143,8 @@ int openShared(const char* genericName, int oflag, int /*shflag*/, int pmode) {
 int64 seek(int descriptor, int64 offset, int origin) { return ::lseek(descriptor, offset, origin); }
 
 /// Moves up to `count` bytes with `transfer`, over interrupts and partial transfers, until nothing
-/// more moves. Returns: bytes moved. `failure` becomes 0, or the errno that stopped it.
+/// more moves. Interrupts are not counted: who reads from a pipe may wait for long while a timer ticks.
+/// Returns: bytes moved. `failure` becomes 0, or the errno that stopped it.
 template <typename Transfer>
 std::size_t transferAll(std::size_t count, int& failure, Transfer transfer) {
   std::size_t done = 0;

@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -198,6 +199,27 @@ TEST(TransferRead, GoesOnAfterSignals) {
   EXPECT_EQ(result, 4);
   EXPECT_EQ(bytes, "abcd");
   EXPECT_EQ(error, 0);
+}
+
+// It used to be tried for ever.
+TEST(TransferOpen, ThatIsInterruptedAgainAndAgainGivesUp) {
+  const Deadline deadline("an open that signals interrupt");
+  const InterruptingSignal interrupting;
+  const ScratchFolder folder;
+  const std::string fifo = folder.path("fifo");  // its open waits for another end that never comes
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  std::atomic<int> error{0};
+  std::thread opener([&] {
+    errno = 0;
+    const int descriptor = cRuntime()._sopen(fifo.c_str(), readOnly, _SH_DENYWR, 0);
+    error = descriptor == -1 ? errno : -1;
+  });
+  while (error.load() == 0) {
+    ::pthread_kill(opener.native_handle(), SIGUSR1);
+    std::this_thread::yield();
+  }
+  opener.join();
+  EXPECT_EQ(error.load(), EINTR);
 }
 
 TEST(TransferRead, FailureAfterAPartAnswersFailureAndGoesBack) {

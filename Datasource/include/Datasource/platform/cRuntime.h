@@ -34,7 +34,8 @@ namespace datasource::platform {
 ///
 /// Contract for whoever supplies another:
 /// - every function returns -1 and sets errno on failure;
-/// - a call that a signal interrupts goes on by itself;
+/// - a call that a signal interrupts goes on by itself; an open that is interrupted a thousand times in a
+///   row gives up with EINTR;
 /// - `_read` is short only at the end of the file;
 /// - `_write` goes on after a partial transfer until all is written or an error stops it; it then
 ///   returns what was written, or -1 if nothing was;
