@@ -71,13 +71,12 @@ bool zcmpsFilestr::Data::LoadTable(const compressionHeading& heading, bool swap)
     return false;
   }
   // A position that the table puts elsewhere would deliver another place's bytes.
-  if (!DATASOURCE_ASSERT(declaredLength(table.get(), swap) == length &&
-                             pPosInfo->isWhole(fCaseStartPos, FirstBlockPos(), heading._infoPos),
-                         "ret == chInfo._size", kSource)) {
-    pPosInfo->loadNothing();
-    return false;
+  const bool sound = declaredLength(table.get(), swap) == length &&
+                     pPosInfo->isWhole(fCaseStartPos, FirstBlockPos(), heading._infoPos);
+  if (!sound) {
+    pPosInfo->loadNothing();  // before the report: its handler may throw
   }
-  return true;
+  return DATASOURCE_ASSERT(sound, "ret == chInfo._size", kSource);
 }
 
 bool zcmpsFilestr::Data::ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos) {
@@ -104,8 +103,9 @@ bool zcmpsFilestr::Data::ReopenTable(const compressionHeading& heading, bool swa
 bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos) {
   const int64 lastEnd = positionPlus(last.orginalPos, last.orginalSize);
   if (last.orginalSize == static_cast<std::int32_t>(kBlockSize)) {
-    // An end that does not match is reported; the next write is then refused.
-    DATASOURCE_ASSERT(lastEnd == endpos, "fData->fpos == endpos", kSource);
+    if (!DATASOURCE_ASSERT(lastEnd == endpos, "fData->fpos == endpos", kSource)) {
+      return false;
+    }
     pPosInfo->add(last);
     StartWriting(lastEnd, positionPlus(last.translatePos, last.translateSize));
     return true;

@@ -231,12 +231,11 @@ void VORN_FileStream::EnablePreReading() noexcept { preReading = 1; }
 void VORN_FileStream::DisablePreReading() noexcept { preReading = 0; }
 
 void VORN_FileStream::EnableMultiThreadReading() {
-  if (!DATASOURCE_ASSERT(DataReady(), "DataReady() && \"multi-thread reading needs an open file\"", kSource)) {
-    multiThreadReading = 0;
-    return;
+  multiThreadReading = 0;  // before the report: its handler may throw
+  if (DATASOURCE_ASSERT(DataReady(), "DataReady() && \"multi-thread reading needs an open file\"", kSource)) {
+    multiThreadReading = 1;
+    MakeWorker();
   }
-  multiThreadReading = 1;
-  MakeWorker();
 }
 
 bool VORN_FileStream::MakeWorker() {

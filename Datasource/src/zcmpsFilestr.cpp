@@ -9,7 +9,7 @@
 #include "arithmetic.h"
 #include "zcmpsFilestrData.h"
 
-// The compressed stream's operations and its states: plain, reading, writing, finished.
+// The compressed stream's operations; what they make of its state is drawn up in zcmpsFilestrData.h.
 
 namespace {
 
@@ -26,9 +26,9 @@ zcmpsFilestr::zcmpsFilestr(const VORN_FileStream& plain)
     : VORN_FileStream(plain), fData(std::make_unique<Data>(SharedFile().get(), Openings())) {}
 
 zcmpsFilestr::~zcmpsFilestr() noexcept(false) {
-  if (fData->interrupted && DestroyedByUnwinding()) {
+  if (fData->Now() == Data::State::interrupted && DestroyedByUnwinding()) {
     // The owner gives up behind a write that raised: finished now, the file would look as if it were whole.
-    fData->EndWorker();
+    fData->GiveUp();
     return;
   }
   try {
@@ -44,21 +44,16 @@ zcmpsFilestr::~zcmpsFilestr() noexcept(false) {
 
 void zcmpsFilestr::UseFile() const { fData->UseFile(SharedFile().get(), Openings()); }
 
-bool zcmpsFilestr::TakesData() const {
-  UseFile();
-  return bIsWriting && !fData->finished && !fData->failed;
-}
-
 void zcmpsFilestr::setMultiThread(int mode) {
-  DATASOURCE_ASSERT(fData->fpIOThread == nullptr, "fData->fpIOThread == 0", kSource);
-  fData->fMultiThread = mode;
+  fData->ChooseMode(mode);
+  DATASOURCE_ASSERT(!fData->HasWorker(), "fData->fpIOThread == 0", kSource);
 }
 
-std::size_t zcmpsFilestr::truncatedBlocks() const noexcept {
-  return fData->truncated + (fData->writer != nullptr ? fData->writer->truncatedBlocks() : 0);
-}
+std::size_t zcmpsFilestr::truncatedBlocks() const noexcept { return fData->TruncatedBlocks(); }
 
+/// Opens the file for update, which ends whatever was begun with it. Returns: whether it is open.
 bool zcmpsFilestr::OpenForUpdate() {
+  fData->GiveUp();
   if (SharedFile().IsValid() == 0) {
     return false;
   }
@@ -67,65 +62,41 @@ bool zcmpsFilestr::OpenForUpdate() {
   VORN_FileStream::Close();
   ForgetReadAhead();
   UseFile();
-  return fData->pRealFile->Reopen(GetNameStr(), "r+b");
+  return SharedFile().get()->Reopen(GetNameStr(), "r+b");
 }
 
 void zcmpsFilestr::setRow0Pos(int64 pos) {
-  fData->EndWorker();
-  bIsWriting = false;
   if (!OpenForUpdate()) {
     throwReopenFailed("fData->pRealFile.Open(GetNameStr(), \"r+b\")", __LINE__);
   }
   bIsWriting = true;
-  fData->fCaseStartPos = pos;
-  fData->pPosInfo->clearCollected();
-  fData->StartWriting(pos, positionPlus(pos, kHeadingSize));
-  fData->StartWriter();
+  fData->BeginFile(pos);
 }
 
 void zcmpsFilestr::readFilePosInfo(int64 pos, bool swap) {
-  const bool noWorker = fData->fpIOThread == nullptr;
-  fData->EndWorker();
+  const bool noWorker = !fData->HasWorker();
+  UseFile();
   bIsWriting = false;
+  fData->Forget();
   DATASOURCE_ASSERT(noWorker, "fData->fpIOThread == 0", kSource);
   fFilePos = pos;
-  UseFile();
-  fData->Unload();
-  fData->pPosInfo->loadNothing();
-  compressionHeading heading{};
-  if (!fData->ReadHeading(pos, swap, L"posofpos == chInfo._caseStartPos && \"Analyze dictionary part error!\"",
-                          heading)) {
-    return;
-  }
-  fData->fCaseStartPos = heading._caseStartPos;
-  if (fData->LoadTable(heading, swap)) {
-    fData->StartReader();
-  }
+  fData->BeginReading(pos, swap);
 }
 
 void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
-  const bool noWorker = fData->fpIOThread == nullptr;
-  fData->EndWorker();
-  bIsWriting = false;
-  fData->Unload();
+  const bool noWorker = !fData->HasWorker();
   if (!OpenForUpdate()) {
     throwReopenFailed("fData->pRealFile.Open(GetNameStr(),\"r+b\")", __LINE__);
   }
   DATASOURCE_ASSERT(noWorker, "fData->fpIOThread == 0", kSource);
-  compressionHeading heading{};
-  if (!fData->ReadHeading(fData->fCaseStartPos, swap,
-                          L"pos == chInfo._caseStartPos && \"Analyze dictionary part error!\"", heading) ||
-      !fData->ReopenTable(heading, swap, endpos, fFilePos)) {
-    return;
+  if (fData->BeginAppending(endpos, swap, fFilePos)) {
+    bIsWriting = true;
   }
-  bIsWriting = true;
-  fData->extends = true;
-  setMultiThread(0);
 }
 
 std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
   // A record that lies in the loaded block goes the shortest way.
-  if (!bIsWriting && fData->openings == Openings() && fData->ServeRecord(dest, n, fFilePos)) {
+  if (fData->ServeRecord(dest, n, fFilePos, Openings())) {
     fFilePos = positionPlus(fFilePos, n);
     return n;
   }
@@ -139,11 +110,15 @@ std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
 }
 
 std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
-  if (bIsWriting && fData->openings == Openings() && fData->GoesOnAt(fFilePos) && fData->TakeRecord(src, n)) {
+  if (fData->TakeRecord(src, n, fFilePos, Openings())) {
     fFilePos = positionPlus(fFilePos, n);
     return n;
   }
-  if (!DATASOURCE_ASSERT(bIsWriting == true, "bIsWriting == true", kSource) || n == 0 || !TakesData()) {
+  if (!DATASOURCE_ASSERT(bIsWriting == true, "bIsWriting == true", kSource) || n == 0) {
+    return 0;
+  }
+  UseFile();
+  if (!fData->TakesData()) {
     return 0;
   }
   if (!DATASOURCE_ASSERT(fData->GoesOnAt(fFilePos),
@@ -154,9 +129,7 @@ std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
   }
   // The source is never written through.
   ReadRequest request{static_cast<unsigned char*>(const_cast<void*>(src)), n, &fFilePos};
-  fData->interrupted = !fData->extends;
   fData->Write(request);
-  fData->interrupted = false;
   return n;
 }
 
@@ -172,7 +145,8 @@ int zcmpsFilestr::Seek(int64 offset, SeekDirection from) {
 int64 zcmpsFilestr::Tell() const { return fFilePos; }
 
 int zcmpsFilestr::Flush() const {
-  if (TakesData()) {
+  UseFile();
+  if (fData->TakesData()) {
     fData->Flush();
   }
   return 1;
@@ -180,38 +154,15 @@ int zcmpsFilestr::Flush() const {
 
 int zcmpsFilestr::Close() {
   UseFile();
-  if (!bIsWriting) {
+  if (!fData->TakesData()) {
     fData->EndWorker();
-    return 1;
+    return fData->Now() == Data::State::failed ? 0 : 1;
   }
-  if (fData->finished) {
-    return 1;
-  }
-  if (fData->failed) {
-    fData->EndWorker();
-    return 0;
-  }
-  try {
-    Flush();
-    fData->EndOfData();
-  } catch (...) {
-    if (fData->failed) {
-      fData->EndWorker();
-    }
-    throw;
-  }
-  finishFile();
-  return 1;
-}
-
-/// Writes what makes the blocks a file, and opens it for reading.
-void zcmpsFilestr::finishFile() {
-  fData->WriteTableAndHeading();
-  fData->finished = true;
-  fData->pRealFile->Close();
+  fData->Finish();
   const bool opened = VORN_FileStream::Open(GetNameStr(), ExtNameStr(), "rb") != 0;
   UseFile();
   if (!opened) {
     throwReopenFailed("VORN_FileStream::Open(GetNameStr(), password, \"rb\")", __LINE__);
   }
+  return 1;
 }

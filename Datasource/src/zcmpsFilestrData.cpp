@@ -28,33 +28,66 @@ void zcmpsFilestr::Data::UseFile(VORN_File* file, unsigned int baseOpenings) {
   if (baseOpenings == openings) {
     return;
   }
+  GiveUp();
   openings = baseOpenings;
-  EndWorker();
   pRealFile = file;
-  failed = true;
+  if (!Writes()) {
+    Forget();
+  }
+}
+
+void zcmpsFilestr::Data::GiveUp() noexcept {
+  EndWorker();
   Unload();
-  pPosInfo->loadNothing();
+  if (TakesData()) {
+    state = State::failed;
+  }
+}
+
+/// What was taken can no longer be finished.
+void zcmpsFilestr::Data::Fail() noexcept {
+  state = State::failed;
+  EndWorker();
 }
 
 // ---- Writing
 
+void zcmpsFilestr::Data::BeginFile(int64 pos) {
+  fCaseStartPos = pos;
+  pPosInfo->clearCollected();
+  StartWriting(pos, FirstBlockPos());
+  state = State::writing;
+  StartWriter();
+}
+
+bool zcmpsFilestr::Data::BeginAppending(int64 endpos, bool swap, int64 filePos) {
+  if (!Writes()) {
+    Forget();  // what is refused is not read either
+  }
+  compressionHeading heading{};
+  if (!ReadHeading(fCaseStartPos, swap, L"pos == chInfo._caseStartPos && \"Analyze dictionary part error!\"",
+                   heading) ||
+      !ReopenTable(heading, swap, endpos, filePos)) {
+    return false;
+  }
+  state = State::extending;
+  ChooseMode(0);
+  return true;
+}
+
+/// An empty buffer for blocks from logical position `start` on, the first at file position `realStart`.
 void zcmpsFilestr::Data::StartWriting(int64 start, int64 realStart) noexcept {
   fpos = start;
   fRealPos = realStart;
   pBuffCur = fBuffer;
   availBuffSize = kBlockSize;
-  finished = false;
-  failed = false;
-  extends = false;
-  interrupted = false;
   truncated = 0;
 }
 
-bool zcmpsFilestr::Data::GoesOnAt(int64 position) const noexcept {
-  return distanceFrom(fpos, position) == kBlockSize - availBuffSize;
-}
-
 void zcmpsFilestr::Data::Write(ReadRequest& request) {
+  if (state == State::writing) {
+    state = State::interrupted;  // until all of the request is taken
+  }
   while (request.remaining > 0) {
     if (availBuffSize == 0) {
       Flush();  // the buffer is full because an earlier flush raised
@@ -71,6 +104,9 @@ void zcmpsFilestr::Data::Write(ReadRequest& request) {
       Flush();
     }
   }
+  if (state == State::interrupted) {
+    state = State::writing;
+  }
 }
 
 void zcmpsFilestr::Data::Flush() {
@@ -82,7 +118,7 @@ void zcmpsFilestr::Data::Flush() {
     try {
       fpIOThread->requestWrite(fBuffer, count, fpos);
     } catch (...) {
-      failed = true;
+      Fail();
       throw;
     }
   } else {
@@ -106,41 +142,89 @@ void zcmpsFilestr::Data::CompressAndWrite(std::size_t count) {
   }
 }
 
+std::unique_ptr<PreIOThread_W_C> zcmpsFilestr::Data::TakeWriter() noexcept {
+  auto* const writer = dynamic_cast<PreIOThread_W_C*>(fpIOThread.get());
+  if (writer != nullptr) {
+    (void)fpIOThread.release();
+  }
+  return std::unique_ptr<PreIOThread_W_C>(writer);
+}
+
+/// Ends the writing worker, if there is one, once all blocks are in the file. Raises: the worker's error.
 void zcmpsFilestr::Data::EndOfData() {
-  if (writer == nullptr) {
+  // The end of the data is handed over once only: behind it the worker takes nothing more.
+  const std::unique_ptr<PreIOThread_W_C> ending = TakeWriter();
+  if (ending == nullptr) {
     return;
   }
-  // The end of the data is handed over once only: behind it the worker takes nothing more.
-  PreIOThread_W_C& ending = *std::exchange(writer, nullptr);
   try {
-    ending.requestWrite(fBuffer, 0, fpos);
-    ending.stopThread();
-    ending.releasePool();
-    ending.raiseError();
+    ending->requestWrite(fBuffer, 0, fpos);
+    ending->stopThread();
+    ending->releasePool();
+    ending->raiseError();
   } catch (...) {
-    failed = true;
+    Fail();
     throw;
   }
-  truncated += ending.truncatedBlocks();
-  fpIOThread.reset();
+  truncated += ending->truncatedBlocks();
   // From here on this thread writes, should the owner write on after a Close that raised.
   fRealPos = pPosInfo->collectedEnd(FirstBlockPos());
 }
 
+void zcmpsFilestr::Data::Finish() {
+  Flush();
+  EndOfData();
+  WriteTableAndHeading();
+  state = State::finished;
+  pRealFile->Close();
+}
+
+std::size_t zcmpsFilestr::Data::TruncatedBlocks() const noexcept {
+  const auto* const writer = dynamic_cast<const PreIOThread_W_C*>(fpIOThread.get());
+  return truncated + (writer != nullptr ? writer->truncatedBlocks() : 0);
+}
+
 // ---- Reading
 
+void zcmpsFilestr::Data::Forget() {
+  GiveUp();
+  state = State::plain;
+  pPosInfo->loadNothing();
+}
+
+void zcmpsFilestr::Data::BeginReading(int64 pos, bool swap) {
+  compressionHeading heading{};
+  if (!ReadHeading(pos, swap, L"posofpos == chInfo._caseStartPos && \"Analyze dictionary part error!\"", heading)) {
+    return;
+  }
+  fCaseStartPos = heading._caseStartPos;
+  if (LoadTable(heading, swap)) {
+    state = State::reading;
+    StartReader();
+  }
+}
+
 void zcmpsFilestr::Data::Unload() noexcept {
+  if (state == State::serving) {
+    state = State::reading;
+  }
   pBuffCur = fBuffer;
   fpos = -1;
   availBuffSize = 0;
 }
 
+/// Returns: whether the block last asked for is the last one of the data.
+bool zcmpsFilestr::Data::AskedForLast() const noexcept {
+  return asked.orginalSize > 0 && !pPosInfo->hasBlockAt(positionPlus(asked.orginalPos, asked.orginalSize));
+}
+
 bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
-  if (lastDelivered) {
-    // The worker takes no request any more once it has delivered the last block.
+  if (fpIOThread != nullptr && AskedForLast()) {
+    // The worker finds the same, and takes no request any more.
     EndWorker();
     StartReader();
   }
+  asked = record;
   if (fpIOThread == nullptr) {
     return pRealFile != nullptr && readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
   }
@@ -149,8 +233,6 @@ bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
   }
   const auto size = static_cast<std::size_t>(record.orginalSize);
   const std::size_t delivered = fpIOThread->requestRead(fBuffer, size, record.orginalPos);
-  // The worker asks the same, and then fetches nothing.
-  lastDelivered = !pPosInfo->hasBlockAt(positionPlus(record.orginalPos, size));
   return DATASOURCE_ASSERT(delivered == size, "0", kSource);
 }
 
@@ -160,17 +242,17 @@ bool zcmpsFilestr::Data::LoadBlock(int64 position) {
   if (!holds(record, position) || !FetchBlock(record)) {
     return false;
   }
-  loaded = record;
   fpos = record.orginalPos;
   const auto offset = static_cast<std::size_t>(distanceFrom(fpos, position));
   pBuffCur = fBuffer + offset;
   availBuffSize = static_cast<std::size_t>(record.orginalSize) - offset;
+  state = State::serving;
   return true;
 }
 
 /// Moves the reading place to `position` where the buffer has it. Returns: whether it has.
 bool zcmpsFilestr::Data::SeekInBuffer(int64 position) {
-  if (fpos == -1) {
+  if (state != State::serving) {
     return false;
   }
   const std::size_t valid = static_cast<std::size_t>(pBuffCur - fBuffer) + availBuffSize;
@@ -213,54 +295,52 @@ void zcmpsFilestr::Data::ServeNextBlock(ReadRequest& request) {
   }
   // Kept as is: a block that is used up here stays unconsumed, and one request is served no further.
   if (request.remaining > 0) {
-    const bool isLast = !pPosInfo->hasBlockAt(positionPlus(loaded.orginalPos, loaded.orginalSize));
-    DATASOURCE_ASSERT(isLast, "req._size == 0", kSource);
+    DATASOURCE_ASSERT(AskedForLast(), "req._size == 0", kSource);
   }
 }
 
 // ---- Workers
 
-bool zcmpsFilestr::Data::Start(std::unique_ptr<PreIOThreadBase> worker, bool reading) {
+void zcmpsFilestr::Data::Start(std::unique_ptr<PreIOThreadBase> worker, bool reading) {
   try {
     worker->initThread(reading);
     worker->startThread();
   } catch (const std::system_error&) {
-    return false;  // no thread is to be had: the owner's thread does the work
+    return;  // no thread is to be had: the owner's thread does the work
   }
   fpIOThread = std::move(worker);
-  return true;
 }
 
+/// Starts the worker for reading that the mode asks for, if any. Where the system gives no thread, the work goes on
+/// without one.
 void zcmpsFilestr::Data::StartReader() {
+  asked = {};
   if (fMultiThread >= 2 && pRealFile != nullptr) {
     Start(std::make_unique<PreIOThread_R_D>(pRealFile, pPosInfo.get(), kBlockSize), true);
   }
 }
 
+/// The same for writing.
 void zcmpsFilestr::Data::StartWriter() {
   if (fMultiThread == 1) {
-    auto worker = std::make_unique<PreIOThread_W_C>(pRealFile, pPosInfo.get(), kBlockSize, fCaseStartPos, fRealPos);
-    PreIOThread_W_C* const started = worker.get();
-    writer = Start(std::move(worker), false) ? started : nullptr;
+    Start(std::make_unique<PreIOThread_W_C>(pRealFile, pPosInfo.get(), kBlockSize, fCaseStartPos, fRealPos), false);
   }
 }
 
 void zcmpsFilestr::Data::EndWorker() noexcept {
   try {
-    PreIOThread_W_C* const ending = std::exchange(writer, nullptr);
-    if (ending != nullptr) {
-      ending->requestWrite(nullptr, 0, 0);
-    }
-    if (fpIOThread != nullptr) {
+    if (const std::unique_ptr<PreIOThread_W_C> writer = TakeWriter()) {
+      writer->requestWrite(nullptr, 0, 0);
+      writer->stopThread();
+      writer->releasePool();
+      truncated += writer->truncatedBlocks();
+      writer->raiseError();
+    } else if (fpIOThread != nullptr) {
       fpIOThread->stopThread();
       fpIOThread->releasePool();
-    }
-    if (ending != nullptr) {
-      ending->raiseError();
     }
   } catch (...) {
     datasource::platform::reportLostError("ending a writing worker before its time", std::current_exception());
   }
   fpIOThread.reset();
-  lastDelivered = false;
 }

@@ -16,30 +16,90 @@
 #include "writeWorker.h"
 #include "zcmpsPreIOThread.h"
 
-/// The block that a compressed stream writes or reads, and how it gets to the file and back.
+/// What a compressed stream is doing, the block that it writes or reads, and how that gets to the file and back.
+///
+///   state       | what the stream does                                              | bIsWriting
+///   ------------+-------------------------------------------------------------------+-----------
+///   plain       | nothing: it is new, or a heading, a table or an append was refused | false
+///   reading     | reads, with a table and no block                                  | false
+///   serving     | reads, with a table and a block                                   | false
+///   writing     | writes a new file                                                 | true
+///   interrupted | the same, and the last Write raised: bytes of it were not taken   | true
+///   extending   | writes behind older data, which must stay readable                | true
+///   failed      | nothing: bytes that were taken are lost, the file is not finished | true
+///   finished    | nothing: table and heading of what it wrote are in the file       | true
+///
+/// The state behind an operation, by the state before it ("=": the same):
+///
+///   operation                   | plain     reading   serving   | writing   interrupted extending | failed    finished
+///   ----------------------------+-------------------------------+---------------------------------+-------------------
+///   setRow0Pos                  | writing   writing   writing   | writing   writing     writing   | writing   writing
+///     the file does not open    | =         =         reading   | failed    failed      failed    | =         =
+///   readFilePosInfo             | reading   reading   reading   | reading   reading     reading   | reading   reading
+///     something is refused      | =         plain     plain     | plain     plain       plain     | plain     plain
+///   setFileToAppend             | extending extending extending | extending extending   extending | extending
+///   extending
+///     something is refused      | =         plain     plain     | failed    failed      failed    | =         =
+///     the file does not open    | =         =         reading   | failed    failed      failed    | =         =
+///   Read, a block holds it      |           serving   serving   | =         =           =         | =         =
+///     none does, or it is bad   | =         =         reading   |
+///   Write                       | =         =         =         | =         writing     =         | =         =
+///     it raises, with no worker |                               | interrupted =         =         |
+///     the worker's error        |                               | failed                          |
+///   Flush                       | =         =         =         | =         =           =         | =         =
+///     it raises, with no worker |                               | =         =           =         |
+///     the worker's error        |                               | failed                          |
+///   Close                       | =         =         =         | finished  finished    finished  | =         =
+///     it raises, with no worker |                               | =         =           =         |
+///     the worker's error        |                               | failed                          |
+///     it raises later           |                               | finished  finished    finished  |
+///   another file is opened      | =         plain     plain     | failed    failed      failed    | =         =
+///
+/// A worker may be alive in three of them: while writing one that writes, while reading or serving one that reads.
 ///
 ///   fBuffer (logical position fpos)         pBuffCur                         fBuffer + kBlockSize
 ///   +---------------------------------------+--------------------------------+
 ///   writing: bytes taken                    | availBuffSize bytes of room    |
-///   reading: bytes delivered                | availBuffSize valid bytes, then stale ones
+///   serving: bytes delivered                | availBuffSize valid bytes, then stale ones
 ///   +---------------------------------------+--------------------------------+
 ///
-/// Writing: pBuffCur + availBuffSize == fBuffer + kBlockSize; the next byte's logical position is fpos +
-///   (pBuffCur - fBuffer).
-/// Reading: fpos -1 means that no block is loaded, and availBuffSize is 0.
+/// Writing, interrupted, extending: pBuffCur + availBuffSize == fBuffer + kBlockSize; the next byte's logical
+///   position is fpos + (pBuffCur - fBuffer).
+/// Serving: the valid bytes are the block of `asked`, which begins at fpos.
+/// Reading: fpos is -1 and availBuffSize 0.
 class zcmpsFilestr::Data {
  public:
+  enum class State : unsigned char { plain, reading, serving, writing, interrupted, extending, failed, finished };
+
   Data(VORN_File* file, unsigned int baseOpenings);
 
-  /// Goes over to the file that the base stream holds now. What was begun with the one before is void: a
-  /// writing session has failed, a reading one finds nothing.
+  State Now() const noexcept { return state; }
+  /// Returns: whether the stream counts as one that writes, finished or not.
+  bool Writes() const noexcept { return state >= State::writing; }
+  /// Returns: whether what is written now will be in the file.
+  bool TakesData() const noexcept {
+    return state == State::writing || state == State::interrupted || state == State::extending;
+  }
+  bool HasWorker() const noexcept { return fpIOThread != nullptr; }
+
+  /// Goes over to the file that the base stream holds now. What was begun with the one before is void.
   void UseFile(VORN_File* file, unsigned int baseOpenings);
+  /// Ends what is being written, if anything is, without finishing the file; no block is loaded any more.
+  void GiveUp() noexcept;
 
   // ---- Writing
 
-  /// Takes `size` bytes behind those taken before, if they leave room. Returns: whether they do.
-  bool TakeRecord(const void* source, std::size_t size) noexcept {
-    if (size == 0 || size >= availBuffSize || finished || failed) {
+  /// Starts a new file's blocks at row-0 position `pos`, with the worker that the mode asks for.
+  void BeginFile(int64 pos);
+  /// Reads heading and table and makes ready for writing behind the last block, at logical position `endpos`;
+  /// `filePos` is the stream's position. The mode becomes 0.
+  /// Returns: whether they are sound and the position fits; nothing has been written in any case.
+  bool BeginAppending(int64 endpos, bool swap, int64 filePos);
+  /// Takes `size` bytes at logical position `position`, if they go on behind those taken before in the file that was
+  /// `baseOpenings`'s, and leave room. Returns: whether they do.
+  bool TakeRecord(const void* source, std::size_t size, int64 position, unsigned int baseOpenings) noexcept {
+    if (size == 0 || size >= availBuffSize || (state != State::writing && state != State::extending) ||
+        openings != baseOpenings || !GoesOnAt(position)) {
       return false;
     }
     copyRecord(pBuffCur, static_cast<const unsigned char*>(source), size);
@@ -47,29 +107,31 @@ class zcmpsFilestr::Data {
     availBuffSize -= size;
     return true;
   }
-  /// Takes the whole request. Requires: it starts where the buffer ends.
+  /// Takes the whole request. Requires: TakesData, and it starts where the buffer ends.
   /// Raises: 1002; the request has then advanced by the bytes taken.
   void Write(ReadRequest& request);
-  /// Makes a block of the bytes in the buffer, if there are any. Raises: 1002; they then stay there.
+  /// Makes a block of the bytes in the buffer, if there are any. Raises: 1002; without a worker they then stay there.
   void Flush();
   /// Returns: whether a write at `position` goes on where the buffer ends.
-  bool GoesOnAt(int64 position) const noexcept;
-  /// Ends the writing worker, if there is one, once all blocks are in the file.
-  /// Raises: the worker's error.
-  void EndOfData();
-  /// Writes the position table behind the last block and then the heading at the row-0 position.
-  void WriteTableAndHeading();
-  /// An empty buffer for blocks from logical position `start` on, the first at file position `realStart`.
-  void StartWriting(int64 start, int64 realStart) noexcept;
+  bool GoesOnAt(int64 position) const noexcept { return distanceFrom(fpos, position) == kBlockSize - availBuffSize; }
+  /// Writes the last block, the table and the heading, and closes the file.
+  /// Raises: 1002, the worker's error. Finished once the heading is written.
+  void Finish();
+  std::size_t TruncatedBlocks() const noexcept;
 
   // ---- Reading
 
-  /// Serves `size` bytes at logical position `position` if the loaded block holds all of them. Returns:
-  /// whether it does.
-  bool ServeRecord(void* dest, std::size_t size, int64 position) noexcept {
+  /// Reads the heading at row-0 position `pos` and the table, and makes ready for reading blocks, with the worker
+  /// that the mode asks for. Where they are not sound there is no table. Requires: the state is plain.
+  void BeginReading(int64 pos, bool swap);
+  /// No table, no block, nothing being written.
+  void Forget();
+  /// Serves `size` bytes at logical position `position`, if the block that was loaded from the file that was
+  /// `baseOpenings`'s holds all of them. Returns: whether it does.
+  bool ServeRecord(void* dest, std::size_t size, int64 position, unsigned int baseOpenings) noexcept {
     const std::size_t valid = static_cast<std::size_t>(pBuffCur - fBuffer) + availBuffSize;
     const std::uint64_t offset = distanceFrom(fpos, position);
-    if (size == 0 || fpos == -1 || offset >= valid || size > valid - offset) {
+    if (state != State::serving || openings != baseOpenings || size == 0 || offset >= valid || size > valid - offset) {
       return false;
     }
     copyRecord(static_cast<unsigned char*>(dest), fBuffer + offset, size);
@@ -79,38 +141,47 @@ class zcmpsFilestr::Data {
   }
   /// Serves what the loaded block and the one behind it hold of the request.
   void Read(ReadRequest& request);
-  /// Brings the block that holds logical position `position` into the buffer.
-  /// Returns: whether there is one and it is sound.
-  bool LoadBlock(int64 position);
-  /// No block is loaded.
-  void Unload() noexcept;
-
-  // ---- Heading and table
-
-  /// Reads and checks the heading at `position`; `mismatchText` is the assertion's when it names another
-  /// position. Returns: whether it is sound.
-  bool ReadHeading(int64 position, bool swap, const wchar_t* mismatchText, compressionHeading& heading);
-  /// Reads the table that the heading names, for reading blocks. Returns: whether it is sound.
-  bool LoadTable(const compressionHeading& heading, bool swap);
-  /// Reads the table that the heading names and makes ready for writing behind the last block, at logical
-  /// position `endpos`; `filePos` is the stream's position.
-  /// Returns: whether the table is sound and the position fits; nothing has been written in any case.
-  bool ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos);
 
   // ---- Workers
 
-  /// Starts the worker for reading or writing that the mode asks for, if any. Where the system gives no
-  /// thread, the work goes on without one.
-  void StartReader();
-  void StartWriter();
+  /// Chooses the worker of the next BeginFile or BeginReading.
+  void ChooseMode(int mode) noexcept { fMultiThread = mode; }
   /// Ends and deletes the worker, whatever it does. An error that nobody was told of goes to the lost-error
   /// handler.
   void EndWorker() noexcept;
 
+ private:
+  void StartWriting(int64 start, int64 realStart) noexcept;
+  void CompressAndWrite(std::size_t count);
+  void EndOfData();
+  void WriteTableAndHeading();
+  std::unique_ptr<PreIOThread_W_C> TakeWriter() noexcept;
+  void Fail() noexcept;
+
+  void Unload() noexcept;
+  bool LoadBlock(int64 position);
+  bool FetchBlock(const bInfo& record);
+  bool SeekInBuffer(int64 position);
+  void ServeNextBlock(ReadRequest& request);
+  bool AskedForLast() const noexcept;
+
+  bool ReadHeading(int64 position, bool swap, const wchar_t* mismatchText, compressionHeading& heading);
+  std::unique_ptr<unsigned char[]> ReadTable(const compressionHeading& heading);
+  bool LoadTable(const compressionHeading& heading, bool swap);
+  bool ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos);
+  bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
+  int64 FirstBlockPos() const noexcept { return positionPlus(fCaseStartPos, kHeadingSize); }
+  BlockBuffers Buffers() noexcept { return {fCmpsBuffer, fBuffer, kBlockSize, kBlockSize}; }
+
+  void StartReader();
+  void StartWriter();
+  void Start(std::unique_ptr<PreIOThreadBase> worker, bool reading);
+
+  // Part of the object's fixed layout: these fields, in this order.
   unsigned char fBuffer[kBlockSize];
   unsigned char fCmpsBuffer[kBlockSize];
   int64 fCaseStartPos = 0;
-  int64 fpos = -1;
+  int64 fpos = -1;  // -1: no block is loaded
   int64 fRealPos = 0;
   VORN_File* pRealFile;  // the base stream's file, fetched anew by every operation
   zlibCompressBlock fCodec;
@@ -119,27 +190,11 @@ class zcmpsFilestr::Data {
   unsigned char* pBuffCur = fBuffer;
   std::size_t availBuffSize = kBlockSize;
   std::int32_t fMultiThread = 0;
-
-  PreIOThread_W_C* writer = nullptr;  // fpIOThread, while that is a writing worker
-  bool lastDelivered = false;         // the reading worker delivered the last block and takes no request
-  bool finished = false;              // table and heading of this writing session are in the file
-  bool failed = false;                // a block of this writing session is lost: the file is not finished
-  bool extends = false;               // what is written follows older data, which must stay readable
-  bool interrupted = false;           // the last Write of a new file raised: bytes of it were not taken
-  std::size_t truncated = 0;          // blocks that did not fit their compressed form, the live worker's apart
-  unsigned int openings;              // of the base stream, when this session began
-  bInfo loaded{};                     // the record of the loaded block
-
- private:
-  BlockBuffers Buffers() noexcept { return {fCmpsBuffer, fBuffer, kBlockSize, kBlockSize}; }
-  std::unique_ptr<unsigned char[]> ReadTable(const compressionHeading& heading);
-  bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
-  int64 FirstBlockPos() const noexcept { return positionPlus(fCaseStartPos, kHeadingSize); }
-  void CompressAndWrite(std::size_t count);
-  bool FetchBlock(const bInfo& record);
-  bool SeekInBuffer(int64 position);
-  void ServeNextBlock(ReadRequest& request);
-  bool Start(std::unique_ptr<PreIOThreadBase> worker, bool reading);
+  // Behind the fixed layout.
+  State state = State::plain;
+  unsigned int openings;      // of the base stream, when it opened pRealFile
+  std::size_t truncated = 0;  // blocks that did not fit their compressed form, the live worker's apart
+  bInfo asked{};              // the block last asked for since reading began, or since its worker was started
 };
 
 #endif

@@ -276,7 +276,7 @@ TEST_P(CompressedClose, WriteRefusedByAThrowingHandlerLeavesTheStreamToBeFinishe
 
 TEST_P(CompressedClose, FileClosedBehindTheStreamIsAssertedOn) {
   auto stream = start();
-  data(*stream).pRealFile->Close();
+  closeBehind(*stream);
   (void)raisedBy([&] { stream->Close(); });
   EXPECT_THAT(assertions.takeTexts(), testing::Contains("fData->pRealFile.IsOpen() == true"));
   (void)raisedBy([&] { stream.reset(); });
@@ -285,7 +285,7 @@ TEST_P(CompressedClose, FileClosedBehindTheStreamIsAssertedOn) {
 
 TEST_P(CompressedClose, ThrowingHandlerDuringCloseIsRaisedByTheDestructorToo) {
   auto stream = start();
-  data(*stream).pRealFile->Close();
+  closeBehind(*stream);
   const support::AssertionRecorder throwing(support::AssertionRecorder::Then::raise);
   EXPECT_THROW(stream->Close(), support::AssertionThrown);
   EXPECT_THROW(stream.reset(), support::AssertionThrown);

@@ -135,7 +135,7 @@ TEST_P(CompressedAppendFailures, AppendingEndsInAnErrorOrAWholeFile) {
       [&] {
         run([&] {
           const auto stream = support::startAppending(folder.path("f"), kRow0 + static_cast<int64>(before));
-          if (zcmpsFilestrPeer::isWriting(*stream)) {
+          if (stateOf(*stream) == State::extending) {
             support::writeCases(*stream, 2000);
           }
           stream->Close();

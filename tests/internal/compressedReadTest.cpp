@@ -79,7 +79,7 @@ TEST_P(CompressedRead, ReadingNothingGivesNought) {
 TEST_P(CompressedRead, BlockBoundaryIsCrossedWithoutAGap) {
   read(2 * kBlock);
   expectRead(kRow0 + kBlockLength - 5, 10, 10);
-  EXPECT_EQ(data(*stream).fpos, kRow0 + kBlockLength);
+  expectRead(kRow0 + kBlockLength + 5, 10, 10);
 }
 
 TEST_P(CompressedRead, MoreThanTheNextBlockIsAssertedOnAndCutThere) {
@@ -100,9 +100,8 @@ TEST_P(CompressedRead, ReadThatEndsWithTheNextBlockCompletesAndTheFollowingGoesO
 TEST_P(CompressedRead, BlockUsedUpByOneReadStaysReadable_KeptAsIs) {
   read(2 * kBlock);
   expectRead(kRow0 + kBlockLength - 1, kBlock + 1, kBlock + 1);
-  EXPECT_EQ(data(*stream).pBuffCur, data(*stream).fBuffer);
-  EXPECT_EQ(data(*stream).availBuffSize, kBlock);
   probe.clear();
+  expectRead(kRow0 + kBlockLength, 100, 100);
   expectRead(kRow0 + kBlockLength + 7, 100, 100);
   EXPECT_THAT(probe.ownList(), IsEmpty());
 }

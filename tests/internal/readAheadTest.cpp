@@ -169,6 +169,16 @@ TEST_F(ReadAheadSwitch, WithoutAnOpenFileItIsAnAssertionAndTheStreamReadsWithout
   EXPECT_EQ(worker(), nullptr);
 }
 
+TEST_F(ReadAheadSwitch, WithoutAnOpenFileItTurnsTheModeOffBeforeTheHandlerThrows) {
+  openAhead(B);
+  Peer::file(*stream).Close();
+  {
+    const support::AssertionRecorder throwing(support::AssertionRecorder::Then::raise);
+    EXPECT_THROW(stream->EnableMultiThreadReading(), support::AssertionThrown);
+  }
+  EXPECT_EQ(Peer::multiThreadReading(*stream), 0);
+}
+
 TEST_F(ReadAheadSwitch, WithoutAnOpenFileItTurnsTheModeOffThatWasOnBefore) {
   openAhead(B);
   EXPECT_EQ(stream->Open(folder.path("nothing").c_str(), "rb"), 0);

@@ -5,13 +5,13 @@
 #include "support/peers.h"
 #include "zcmpsFilestrData.h"
 
-/// The tests' view of a compressed stream's fields.
+/// The tests' view of a compressed stream's state, which its results do not always show.
 struct zcmpsFilestrPeer {
-  using Data = zcmpsFilestr::Data;
+  using State = zcmpsFilestr::Data::State;
 
-  static Data& data(const zcmpsFilestr& stream) { return *stream.fData; }
+  static State state(const zcmpsFilestr& stream) { return stream.fData->Now(); }
+  static bool hasWorker(const zcmpsFilestr& stream) { return stream.fData->HasWorker(); }
   static bool isWriting(const zcmpsFilestr& stream) { return stream.bIsWriting; }
-  static int64 filePosition(const zcmpsFilestr& stream) { return stream.fFilePos; }
 };
 
 #endif

@@ -36,8 +36,11 @@ class CompressedTest : public FileTest {
     EXPECT_TRUE(sameBytes(found.data, caseBytes(row0, length)));
   }
 
-  static zcmpsFilestrPeer::Data& data(const zcmpsFilestr& stream) { return zcmpsFilestrPeer::data(stream); }
-  static bool hasWorker(const zcmpsFilestr& stream) { return data(stream).fpIOThread != nullptr; }
+  using State = zcmpsFilestrPeer::State;
+  static State stateOf(const zcmpsFilestr& stream) { return zcmpsFilestrPeer::state(stream); }
+  static bool hasWorker(const zcmpsFilestr& stream) { return zcmpsFilestrPeer::hasWorker(stream); }
+  /// Closes the file that the stream works on, as another holder may.
+  static void closeBehind(const zcmpsFilestr& stream) { VORN_FileStreamPeer::file(stream).Close(); }
 };
 
 inline constexpr const char* kStreamSource = "Datasource/src/zcmpsFilestr";

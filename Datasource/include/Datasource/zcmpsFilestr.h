@@ -51,11 +51,14 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   /// Ends the dictionary part and starts writing case data at row-0 position `pos` (file and logical
   /// position alike); 24 bytes there are left for the heading. Seek(pos) before the first Write.
   /// Raises: SystemFileException 1201 when the file cannot be opened for update or there is none.
+  /// Changes: what was being written before and was not finished is lost, also when this raises: Write then takes
+  ///   nothing and Close gives 0.
   void setRow0Pos(int64 pos);
 
   /// Reads the heading at row-0 position `pos` and the position table, and makes ready for reading,
   /// positioned at `pos`. `swap` says that the file was written in the other byte order.
   /// A damaged heading or table is an assertion; if it returns, reads deliver 0 bytes.
+  /// Changes: what was being written before and was not finished is lost, and so is the state of writing.
   void readFilePosInfo(int64 pos, bool swap);
 
   /// Makes ready for writing behind the case data, at its logical end `endpos`; readFilePosInfo (or
@@ -63,8 +66,9 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   /// behind it; then the present position must be `endpos` too. The mode becomes 0. Heading and table
   /// are written in this machine's byte order.
   /// A damaged file, or an `endpos` that does not fit, is an assertion; if it returns, the stream does
-  /// not write and the file stays as it is.
+  /// not write and the file stays as it is. Nothing is read either before the next readFilePosInfo.
   /// Raises: SystemFileException 1201 when the file cannot be opened for update or there is none.
+  /// Changes: what was being written before, as setRow0Pos.
   /// Kept as is: the new blocks overwrite the old table before the new one exists.
   void setFileToAppend(int64 endpos, bool swap);
 
@@ -108,11 +112,10 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
 
   bool OpenForUpdate();
   void UseFile() const;
-  bool TakesData() const;
-  void finishFile();
 
+  // Part of the object's fixed layout, in this order.
   std::unique_ptr<Data> fData;
-  bool bIsWriting = false;
+  bool bIsWriting = false;  // setRow0Pos or setFileToAppend came last, not readFilePosInfo
   int64 fFilePos = 0;
 };
 
