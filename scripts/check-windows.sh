@@ -7,6 +7,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 jobs=${DATASOURCE_JOBS:-$(nproc)}
+. scripts/common.sh
+use_compiler_cache
 scripts/setup.sh windows
 scripts/fetch-source.sh liblz4-dev build/windows/lz4-source
 scripts/fetch-source.sh libdeflate-dev build/windows/libdeflate-source
@@ -14,4 +16,4 @@ cmake --preset windows >/dev/null
 cmake --build --preset windows --parallel "$jobs" -- --quiet
 # Wine's first start takes seconds; no test is to pay for it.
 cmake/wine-emulator.sh cmd /c ver
-ctest --preset windows --parallel "$jobs" "$@"
+leaves_nothing_behind ctest --preset windows --parallel "$jobs" --output-log build/windows/tests.log "$@"

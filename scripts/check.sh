@@ -1,17 +1,22 @@
 #!/usr/bin/env bash
 # Runs named checks and stops at the first that fails: scripts/check.sh [CHECK...]
 #   gcc debug clang static  the library, its tools and all tests in that configuration
-#   asan tsan               the same under the address and undefined-behaviour, or thread sanitizer
+#   asan tsan               the same under the address and undefined-behaviour, or thread sanitizer; by
+#                           clang, with every check of a debug build, asan with the static library
 #   format tidy             clang-format; clang-tidy, of everything but the tests
+#   tidy-change             clang-tidy, of what the change touches (scripts/changedSources.py)
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
 #   windows                 all tests on 64-bit Windows, under wine
-# Without a name: all but windows. Each builds in build/NAME (gcc in build/release); what a check
-# needs is installed first. DATASOURCE_JOBS limits the jobs that run at once.
+# Without a name: all but tidy-change and windows. Each builds in build/NAME (gcc in build/release),
+# through ccache where that is installed; what a check needs is installed first. The tests' output
+# stays in build/NAME/tests.log. DATASOURCE_JOBS limits the jobs that run at once.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 checks=(gcc clang debug asan tsan static format tidy exports install tree)
 jobs=${DATASOURCE_JOBS:-$(nproc)}
+. scripts/common.sh
+use_compiler_cache
 
 # Says something only when it fails.
 configure() {
@@ -30,7 +35,7 @@ build() {
 
 # run_tests PRESET [CTEST-ARGUMENT...]
 run_tests() {
-  ctest --preset "$1" --parallel "$jobs" "${@:2}"
+  leaves_nothing_behind ctest --preset "$1" --parallel "$jobs" --output-log "build/$1/tests.log" "${@:2}"
 }
 
 build_and_test() {
@@ -54,6 +59,20 @@ tidy() {
   run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|casefile|tools|examples|bench)/"
 }
 
+tidy_change() {
+  local list sources
+  list=$(scripts/changedSources.py Datasource casefile tools examples bench)
+  if [ -z "$list" ]; then
+    echo "no source is touched"
+    return
+  fi
+  mapfile -t sources <<<"$list"
+  echo "sources touched: ${#sources[@]}"
+  sources=("${sources[@]/#/^$PWD/}")
+  configure clang
+  run-clang-tidy -quiet -j "$jobs" -p build/clang "${sources[@]/%/\$}"
+}
+
 run_check() {
   case $1 in
     gcc) build_and_test release ;;
@@ -61,6 +80,7 @@ run_check() {
     static) build_and_test static --label-exclude tree ;;
     asan | tsan) build_and_test "$1" --label-exclude 'exports|install|tree' ;;
     format | tidy) "$1" ;;
+    tidy-change) tidy_change ;;
     exports) build release Datasource && run_label exports ;;
     install) build release && run_label install ;;
     tree) configure release && run_label tree ;;
@@ -70,14 +90,14 @@ run_check() {
 
 packages_for() {
   case $1 in
-    clang | format | tidy) echo check ;;
+    asan | clang | format | tidy* | tsan) echo check ;;
     windows) echo windows ;;
     *) echo build ;;
   esac
 }
 
 for name in "$@"; do
-  if [[ " ${checks[*]} windows " != *" $name "* ]]; then
+  if [[ " ${checks[*]} tidy-change windows " != *" $name "* ]]; then
     echo "check.sh: no such check: $name" >&2
     exit 2
   fi

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]
 #   build    what building, testing and demonstrating needs (the default)
-#   check    clang, clang-tidy and clang-format
+#   check    clang, its sanitizers, clang-tidy and clang-format
 #   bench    the programs that the benchmarks compare with
 #   windows  the cross compiler and wine
 # As root it installs without a question; any other user is told what root would have to install.
@@ -9,14 +9,14 @@
 set -euo pipefail
 
 packages_build=(
-  g++ cmake ninja-build python3 binutils
+  g++ cmake ninja-build python3 binutils ccache
   zlib1g-dev libdeflate-dev liblz4-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
   ieee-data
 )
 # The fastest encoder can do without, and exists for this processor only.
 if [ "$(dpkg --print-architecture 2>/dev/null)" = amd64 ]; then packages_build+=(libisal-dev); fi
-packages_check=(clang clang-tidy clang-format)
+packages_check=(clang libclang-rt-dev clang-tidy clang-format)
 # bgzip is a part of tabix.
 packages_bench=(gzip pigz tabix zstd)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)

@@ -1,0 +1,33 @@
+# What the scripts that build and test share; to be read by them, in the tree's top folder.
+# shellcheck shell=bash
+
+# Compiles through ccache where that is installed, unless the environment says otherwise.
+use_compiler_cache() {
+  if ! command -v ccache >/dev/null; then return; fi
+  export CMAKE_C_COMPILER_LAUNCHER=${CMAKE_C_COMPILER_LAUNCHER-ccache}
+  export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+  # What a precompiled header needs to be found again: cached by contents, not by the time of its making.
+  export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros,include_file_mtime,include_file_ctime}
+}
+
+# Every file of the tree that no build folder holds.
+files_of_the_tree() {
+  find . -name .git -prune -o -path ./build -prune -o -name 'build[-_]*' -prune -o -type f -print | sort
+}
+
+# leaves_nothing_behind COMMAND...: runs it; what it leaves in the tree, or in the folder for temporary
+# files that it is given, is an error.
+leaves_nothing_behind() {
+  local work status=0 left
+  work=$(mktemp -d)
+  files_of_the_tree >"$work/before"
+  mkdir "$work/temporary"
+  TMPDIR=$work/temporary "$@" || status=$?
+  left=$(files_of_the_tree | comm -13 "$work/before" -; find "$work/temporary" -mindepth 1 -maxdepth 1)
+  rm -rf "$work"
+  if [ -n "$left" ]; then
+    echo "The tests left behind:" "$left" >&2
+    return 1
+  fi
+  return "$status"
+}
