@@ -31,11 +31,12 @@ class NotedWork : public OrderedWork {
 
   void make(std::size_t item, std::size_t worker) override {
     ++made;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    EXPECT_TRUE(busy_.insert(worker).second) << "worker " << worker << " makes two items at once";
-    mutex_.unlock();
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      EXPECT_TRUE(busy_.insert(worker).second) << "worker " << worker << " makes two items at once";
+    }
     whenMade(item);
-    mutex_.lock();
+    const std::lock_guard<std::mutex> lock(mutex_);
     busy_.erase(worker);
   }
   void deliver(std::size_t item, std::size_t /*worker*/) override {
