@@ -55,11 +55,6 @@ class ExistingOutput(CasefileTest):
         self.assertEqual(stat.S_IMODE(os.stat(self.path("out")).st_mode), 0o640)
 
     @posix_only
-    def test_access_rights_of_a_new_file_follow_the_mask(self):
-        self.run_casefile("pack", self.path("in"), self.path("new"), umask=0o027)
-        self.assertEqual(stat.S_IMODE(os.stat(self.path("new")).st_mode), 0o640)
-
-    @posix_only
     def test_link_is_followed_when_forced(self):
         os.symlink("out", self.path("link"))
         self.run_casefile("unpack", "--force", self.path("file.case"), self.path("link"))

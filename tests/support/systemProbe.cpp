@@ -71,7 +71,7 @@ struct SystemProbeTables {
 
   static void note(const char* name, long long result) {
     const std::lock_guard<std::mutex> lock(state->mutex);
-    if (std::strstr(name, "open") != nullptr && result >= 0) {
+    if ((std::strstr(name, "open") != nullptr) && result >= 0) {
       ++state->open;
     } else if (std::strstr(name, "close") != nullptr) {
       --state->open;
@@ -83,39 +83,25 @@ struct SystemProbeTables {
 
 namespace {
 
-// The name of a table's member, found by its place.
-const char* nameOf(std::size_t index) {
-  static constexpr const char* kNames[] = {"open",           "openHeldForWriting",
-                                           "close",          "read",
-                                           "write",          "readAt",
-                                           "writeAt",        "seek",
-                                           "truncate",       "sync",
-                                           "syncFolder",     "status",
-                                           "statusOf",       "readLink",
-                                           "list",           "userId",
-                                           "claim",          "lockWriters",
-                                           "unlockWriters",  "link",
-                                           "linkDescriptor", "rename",
-                                           "renameToFree",   "unlink",
-                                           "setMode",        "setOwner",
-                                           "setTimes",       "_sopen",
-                                           "_lseeki64",      "_read",
-                                           "_write",         "_close"};
-  return kNames[index];
-}
-constexpr std::size_t kRuntimeNames = 27;
-
 const SystemCalls& under(const SystemCalls* /*which*/) { return ownSystemCalls; }
 const CRuntimeCalls& under(const CRuntimeCalls* /*which*/) { return *SystemProbeTables::state->runtime; }
 
-template <std::size_t Name, auto Member>
+// A name that can be a template's argument.
+struct Name {
+  template <std::size_t Length>
+  constexpr Name(const char (&name)[Length]) {  // NOLINT(google-explicit-constructor): "rename" is to be enough
+    std::copy(name, name + Length, text);
+  }
+  char text[32] = {};
+};
+
+template <Name Called, auto Member>
 struct Wrapped;
 
-template <std::size_t Name, typename Table, typename Result, typename... Arguments,
-          Result (*Table::*Member)(Arguments...)>
-struct Wrapped<Name, Member> {
+template <Name Called, typename Table, typename Result, typename... Arguments, Result (*Table::*Member)(Arguments...)>
+struct Wrapped<Called, Member> {
   static Result call(Arguments... arguments) {
-    const char* const name = nameOf(Name);
+    const char* const name = Called.text;
     const int error = SystemProbeTables::meet(name);
     if (error != 0 && !SystemProbeTables::frees(name)) {
       errno = error;
@@ -129,41 +115,44 @@ struct Wrapped<Name, Member> {
   }
 };
 
-template <std::size_t Name, auto Member>
-constexpr auto wrapped = &Wrapped<Name, Member>::call;
+template <Name Called, auto Member>
+constexpr auto wrapped = &Wrapped<Called, Member>::call;
 
-const SystemCalls probedCalls{wrapped<0, &SystemCalls::open>,
-                              wrapped<1, &SystemCalls::openHeldForWriting>,
-                              wrapped<2, &SystemCalls::close>,
-                              wrapped<3, &SystemCalls::read>,
-                              wrapped<4, &SystemCalls::write>,
-                              wrapped<5, &SystemCalls::readAt>,
-                              wrapped<6, &SystemCalls::writeAt>,
-                              wrapped<7, &SystemCalls::seek>,
-                              wrapped<8, &SystemCalls::truncate>,
-                              wrapped<9, &SystemCalls::sync>,
-                              wrapped<10, &SystemCalls::syncFolder>,
-                              wrapped<11, &SystemCalls::status>,
-                              wrapped<12, &SystemCalls::statusOf>,
-                              wrapped<13, &SystemCalls::readLink>,
-                              wrapped<14, &SystemCalls::list>,
+const SystemCalls probedCalls{wrapped<"open", &SystemCalls::open>,
+                              wrapped<"openHeldForWriting", &SystemCalls::openHeldForWriting>,
+                              ownSystemCalls.nameOfDescriptor,
+                              wrapped<"close", &SystemCalls::close>,
+                              wrapped<"read", &SystemCalls::read>,
+                              wrapped<"write", &SystemCalls::write>,
+                              wrapped<"readAt", &SystemCalls::readAt>,
+                              wrapped<"writeAt", &SystemCalls::writeAt>,
+                              wrapped<"seek", &SystemCalls::seek>,
+                              wrapped<"truncate", &SystemCalls::truncate>,
+                              wrapped<"sync", &SystemCalls::sync>,
+                              wrapped<"syncFolder", &SystemCalls::syncFolder>,
+                              wrapped<"status", &SystemCalls::status>,
+                              wrapped<"statusOf", &SystemCalls::statusOf>,
+                              wrapped<"readLink", &SystemCalls::readLink>,
+                              wrapped<"list", &SystemCalls::list>,
                               ownSystemCalls.userId,
-                              wrapped<16, &SystemCalls::claim>,
-                              wrapped<17, &SystemCalls::lockWriters>,
+                              ownSystemCalls.defaultMode,
+                              wrapped<"claim", &SystemCalls::claim>,
+                              wrapped<"lockWriters", &SystemCalls::lockWriters>,
                               ownSystemCalls.unlockWriters,
-                              wrapped<19, &SystemCalls::link>,
-                              wrapped<20, &SystemCalls::linkDescriptor>,
-                              wrapped<21, &SystemCalls::rename>,
-                              wrapped<22, &SystemCalls::renameToFree>,
-                              wrapped<23, &SystemCalls::unlink>,
-                              wrapped<24, &SystemCalls::setMode>,
-                              wrapped<25, &SystemCalls::setOwner>,
-                              wrapped<26, &SystemCalls::setTimes>};
+                              ownSystemCalls.lockHolder,
+                              wrapped<"link", &SystemCalls::link>,
+                              wrapped<"linkDescriptor", &SystemCalls::linkDescriptor>,
+                              wrapped<"rename", &SystemCalls::rename>,
+                              wrapped<"renameToFree", &SystemCalls::renameToFree>,
+                              wrapped<"unlink", &SystemCalls::unlink>,
+                              wrapped<"setMode", &SystemCalls::setMode>,
+                              wrapped<"setOwner", &SystemCalls::setOwner>,
+                              wrapped<"setTimes", &SystemCalls::setTimes>};
 
-const CRuntimeCalls probedRuntime{
-    wrapped<kRuntimeNames, &CRuntimeCalls::_sopen>, wrapped<kRuntimeNames + 1, &CRuntimeCalls::_lseeki64>,
-    wrapped<kRuntimeNames + 2, &CRuntimeCalls::_read>, wrapped<kRuntimeNames + 3, &CRuntimeCalls::_write>,
-    wrapped<kRuntimeNames + 4, &CRuntimeCalls::_close>};
+const CRuntimeCalls probedRuntime{wrapped<"_sopen", &CRuntimeCalls::_sopen>,
+                                  wrapped<"_lseeki64", &CRuntimeCalls::_lseeki64>,
+                                  wrapped<"_read", &CRuntimeCalls::_read>, wrapped<"_write", &CRuntimeCalls::_write>,
+                                  wrapped<"_close", &CRuntimeCalls::_close>};
 
 }  // namespace
 

@@ -9,12 +9,12 @@
 #include "Datasource/systemFileException.h"
 #include "caseData.h"
 #include "failure.h"
+#include "fileLock.h"
 #include "handleSource.h"
 #include "hiddenData.h"
 #include "journal.h"
 #include "options.h"
 #include "plainInput.h"
-#include "platform/system.h"
 #include "progress.h"
 
 namespace casefile {
@@ -24,8 +24,8 @@ namespace {
 class AppendStream {
  public:
   // Opens the file for writing, which locks out other writers, and writes nothing.
-  AppendStream(const std::string& file, const Layout& layout)
-      : file_(file), place_(layout.place), plain_(file, "rb"), stream_(plain_.get()) {
+  AppendStream(const FileLock& data, const std::string& file, const Layout& layout)
+      : file_(file), place_(layout.place), plain_(data.nameToOpen(), "rb"), stream_(plain_.get()) {
     stream_.readFilePosInfo(place_.row0, place_.swapped);
     stream_.Seek(layout.logicalEnd(), VORN_StrBaseIO::SeekFromStart);
     openForWriting(layout.logicalEnd());
@@ -76,9 +76,9 @@ class AppendStream {
   bool finished_ = false;
 };
 
-platform::ClaimedFile claim(const std::string& file) {
+FileLock claim(const std::string& file) {
   try {
-    return platform::ClaimedFile(file);
+    return FileLock(file);
   } catch (const std::system_error& error) {
     const int number = error.code().value();
     if (number == EBUSY) {
@@ -106,17 +106,17 @@ bool sameForm(const Layout& a, const Layout& b) {
 }
 
 // Before the file was locked against writers that make no claim it may have changed, or have got another name.
-void requireUnchanged(platform::ClaimedFile& data, const std::string& file, const Layout& layout) {
+void requireUnchanged(FileLock& data, const std::string& file, const Layout& layout) {
   HandleSource source(data.contents(), file);
   if (!data.isNamed(file) || !sameForm(layout, readLayout(source, layout.place))) {
     throw Failure(file, "another program has changed it meanwhile");
   }
 }
 
-void writeBehind(platform::ClaimedFile& data, const AppendOptions& options, const Layout& layout, PlainInput& input,
+void writeBehind(FileLock& data, const AppendOptions& options, const Layout& layout, PlainInput& input,
                  std::optional<Journal>& journal) {
   Progress progress(input.size());
-  AppendStream stream(options.file, layout);
+  AppendStream stream(data, options.file, layout);
   requireUnchanged(data, options.file, layout);
   journal.emplace(data, options.file, layout);
   while (input.fill()) {
@@ -128,7 +128,7 @@ void writeBehind(platform::ClaimedFile& data, const AppendOptions& options, cons
   stream.finish();
 }
 
-void sync(platform::ClaimedFile& data, const std::string& file) {
+void sync(FileLock& data, const std::string& file) {
   if (!data.isNamed(file)) {
     throw Failure(file, "was given to another file meanwhile: nothing is appended");
   }
@@ -142,14 +142,14 @@ void sync(platform::ClaimedFile& data, const std::string& file) {
 }  // namespace
 
 int append(const AppendOptions& options) {
-  platform::ClaimedFile data = claim(options.file);
+  FileLock data = claim(options.file);
   if (rollBack(data, options.file)) {
     say(options.file, "an append that had not finished was taken back");
   }
   HandleSource source(data.contents(), options.file);
   const Layout layout = layoutOf(source, options);
   PlainInput input(options.input);
-  if (input.identity() == data.identity()) {
+  if (input.status().identity == data.identity()) {
     throw Failure(options.file, "is the input too", kRefused);
   }
   if (!input.fill()) {
@@ -157,6 +157,7 @@ int append(const AppendOptions& options) {
   }
   std::optional<Journal> journal;  // goes behind the stream, which has the file open
   writeBehind(data, options, layout, input, journal);
+  raiseLostError(options.file);
   sync(data, options.file);
   journal->finish();
   return kDone;

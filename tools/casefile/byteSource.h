@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string>
 
-#include "Datasource/file.h"
 #include "Datasource/platform/types.h"
+#include "fileNames.h"
 
 namespace casefile {
 
@@ -17,6 +17,8 @@ class ByteSource {
   virtual ~ByteSource() = default;
   virtual const std::string& name() const noexcept = 0;
   virtual int64 size() const = 0;
+  /// Returns: what the system knows of the file; of no file, nothing.
+  virtual files::FileStatus status() const { return {}; }
   /// Returns: bytes read at `position`, fewer than `count` only at the end; 0 behind it.
   virtual std::size_t read(void* buffer, std::size_t count, int64 position) = 0;
 };
@@ -26,6 +28,7 @@ class FileSource : public ByteSource {
  public:
   /// Raises: Failure (kRefused) when the file cannot be opened or is no regular file.
   explicit FileSource(std::string name);
+  files::FileStatus status() const override { return file_.status(); }
   const std::string& name() const noexcept override { return name_; }
   int64 size() const override { return size_; }
   /// Raises: Failure (kRefused) when the file cannot be read.
@@ -33,7 +36,7 @@ class FileSource : public ByteSource {
 
  private:
   std::string name_;
-  VORN_File file_;
+  files::SystemFile file_;
   int64 size_;
 };
 

@@ -18,7 +18,7 @@ int cat(const CatOptions& options) {
   const int64 end = layout.logicalEnd();
   const int64 from = std::min(options.from, end);
   const int64 count = std::min(options.bytes.value_or(end), end - from);
-  PlainOutput output(kStandardStream, false);
+  PlainOutput output(kStandardStream, {});
   {
     Progress progress(count);
     const bool ahead = count > static_cast<int64>(kBlockSize);

@@ -130,8 +130,11 @@ class CommandLine {
     command->add_option("--threads", threads, what)->type_name("0|1")->transform(within(0, 1))->capture_default_str();
   }
 
-  static void addForce(CLI::App* command, bool& force) {
-    command->add_flag("--force", force, "Replace OUTPUT if it is there");
+  template <typename Options>
+  static void addOutputRules(CLI::App* command, Options& options) {
+    command->add_flag("--force", options.force, "Replace OUTPUT if it is there");
+    command->add_flag_callback(
+        "--no-sync", [&options] { options.sync = false; }, "Do not wait until OUTPUT is on the disk");
   }
 
   static void addName(CLI::App* command, const char* what, std::string& name, const char* help) {
@@ -156,7 +159,7 @@ class CommandLine {
         ->excludes(row0)
         ->excludes(lines);
     addThreads(command, pack_.threads, "Compress on a thread of its own");
-    addForce(command, pack_.force);
+    addOutputRules(command, pack_);
     addName(command, "INPUT", pack_.input, "Uncompressed file, - for standard input");
     addName(command, "OUTPUT", pack_.output, "Compressed file to make");
     outputs_.push_back(&pack_.output);
@@ -177,7 +180,7 @@ class CommandLine {
         addCommand("unpack", "Make the uncompressed file again, byte for byte", "casefile unpack rows.case rows.csv");
     addPlace(command, unpack_.hint, true);
     addThreads(command, unpack_.threads, "Decompress ahead on a thread of its own");
-    addForce(command, unpack_.force);
+    addOutputRules(command, unpack_);
     addName(command, "INPUT", unpack_.input, "Compressed file");
     addName(command, "OUTPUT", unpack_.output, "Uncompressed file to make, - for standard output");
     onParsed(command, unpack, unpack_, unpack_.input);
@@ -224,7 +227,7 @@ class CommandLine {
     CLI::App* const command = addCommand("recover", "Rebuild heading and table from the blocks alone",
                                          "casefile recover broken.case rescued.case");
     addRow0(command, recover_.row0);
-    addForce(command, recover_.force);
+    addOutputRules(command, recover_);
     addName(command, "INPUT", recover_.input, "Damaged file; it is not changed");
     addName(command, "OUTPUT", recover_.output, "Compressed file to make");
     outputs_.push_back(&recover_.output);

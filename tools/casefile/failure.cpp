@@ -6,11 +6,12 @@
 #include <mutex>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "Datasource/platform/assertion.h"
 #include "Datasource/platform/throwError.h"
 #include "Datasource/systemFileException.h"
-#include "platform/system.h"
+#include "platform/process.h"
 #include "progress.h"
 
 namespace casefile {
@@ -24,16 +25,39 @@ void raiseBrokenRule(const wchar_t* expression, const wchar_t* /*file*/, unsigne
   throw BrokenRule(text);
 }
 
+std::string wordsFor(const StringSysError& error) {
+  constexpr int kWriting = 1002;
+  const std::string deed = error.number() == kWriting ? "cannot be written" : "cannot be read";
+  return error.systemError() == 0 ? deed : deed + ": " + systemWords(error.systemError());
+}
+
+// What a destructor of the library could not raise.
+std::mutex& lostErrorMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+std::string& lostError() {
+  static std::string text;
+  return text;
+}
+
 void noteLostError(const char* where, const std::exception_ptr& error) {
   if (std::uncaught_exceptions() > 0) {
     return;  // the first error is the one to report
   }
+  std::string text = where;
   try {
     std::rethrow_exception(error);
+  } catch (const StringSysError& lost) {
+    text = wordsFor(lost);
   } catch (const std::exception& lost) {
-    say(where, lost.what());
+    text += std::string(": ") + lost.what();
   } catch (...) {
-    say(where, "an error was lost");
+    text += ": an error was lost";
+  }
+  const std::lock_guard<std::mutex> lock(lostErrorMutex());
+  if (lostError().empty()) {
+    lostError() = text;
   }
 }
 
@@ -45,12 +69,6 @@ std::map<std::string, std::string>& shownNames() {
 std::string shown(const std::string& name) {
   const auto found = shownNames().find(name);
   return found == shownNames().end() ? name : found->second;
-}
-
-std::string wordsFor(const StringSysError& error) {
-  constexpr int kWriting = 1002;
-  const std::string deed = error.number() == kWriting ? "cannot be written" : "cannot be read";
-  return error.systemError() == 0 ? deed : deed + ": " + systemWords(error.systemError());
 }
 
 }  // namespace
@@ -71,6 +89,13 @@ void say(const std::string& file, const std::string& what) {
   const std::lock_guard<std::mutex> lock(oneAtATime);
   Progress::wipeLine();
   std::fprintf(stderr, "casefile: %s: %s\n", file.c_str(), what.c_str());
+}
+
+void raiseLostError(const std::string& file) {
+  const std::lock_guard<std::mutex> lock(lostErrorMutex());
+  if (!lostError().empty()) {
+    throw Failure(file, std::exchange(lostError(), {}));
+  }
 }
 
 void requirePrinted() {

@@ -39,8 +39,8 @@ class BrokenRule : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Lets the library's assertions raise BrokenRule on the thread that meets them, and keeps errors that
-/// a destructor meets while another error is on its way out to itself.
+/// Lets the library's assertions raise BrokenRule on the thread that meets them, and keeps the first error that
+/// a destructor cannot raise; not those that it meets while another error is on its way out.
 void catchLibraryReports();
 
 /// Raises Interrupted when a signal has asked the program to end.
@@ -48,6 +48,9 @@ void throwIfInterrupted();
 
 /// Prints `casefile: FILE: WHAT` on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
+
+/// Raises: Failure when a destructor of the library met an error that it could not raise; once.
+void raiseLostError(const std::string& file);
 
 /// Raises: Failure when what was printed on standard output did not get there; Interrupted when the reader of
 /// a pipe has gone.

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "byteSource.h"
-#include "platform/system.h"
+#include "fileNames.h"
 
 namespace casefile {
 
@@ -14,14 +14,14 @@ namespace casefile {
 class HandleSource : public ByteSource {
  public:
   /// Requires: the file outlives the object. `name` is what messages call it.
-  HandleSource(platform::File& file, std::string name);
+  HandleSource(const files::SystemFile& file, std::string name);
   const std::string& name() const noexcept override { return name_; }
   int64 size() const override { return size_; }
   /// Raises: Failure (kRefused) when the file cannot be read.
   std::size_t read(void* buffer, std::size_t count, int64 position) override;
 
  private:
-  platform::File& file_;
+  const files::SystemFile& file_;
   std::string name_;
   int64 size_;
 };

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
-#include <filesystem>
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "failure.h"
-#include "fileNames.h"
 
 namespace casefile {
 namespace {
@@ -21,7 +20,7 @@ constexpr char kHowOn[] =
 // What has the name of a journal.
 struct Found {
   std::string name;
-  std::optional<platform::File> handle;
+  std::optional<files::SystemFile> handle;
   JournalState state = JournalState::foreign;
   JournalFacts facts;
 
@@ -30,13 +29,16 @@ struct Found {
 };
 
 bool hasName(const std::string& name) {
-  std::error_code none;
-  return std::filesystem::exists(std::filesystem::symlink_status(pathOf(name), none));
+  try {
+    return files::statusOfName(name).has_value();
+  } catch (const std::system_error&) {
+    return false;  // in a folder that cannot be searched
+  }
 }
 
-std::optional<platform::File> openJournal(const std::string& file, const std::string& name) {
+std::optional<files::SystemFile> openJournal(const std::string& file, const std::string& name) {
   try {
-    return platform::File::openRegular(name, false);
+    return files::SystemFile::openRegular(name, files::kOpenRead);
   } catch (const std::system_error& error) {
     if (!hasName(name)) {
       return std::nullopt;  // in a folder that cannot be searched, which the file itself tells better
@@ -58,7 +60,7 @@ Found look(const std::string& file, std::string name) {
 
 Found findJournal(const std::string& file) { return look(file, journalName(file)); }
 
-bool isUnfinishedOf(const std::string& file, const std::string& name, const platform::FileIdentity& identity) {
+bool isUnfinishedOf(const std::string& file, const std::string& name, const files::FileIdentity& identity) {
   try {
     const Found found = look(file, name);
     return found.isUnfinished() && found.facts.isOf(identity);
@@ -67,17 +69,23 @@ bool isUnfinishedOf(const std::string& file, const std::string& name, const plat
   }
 }
 
+std::vector<std::string> namesBeside(const std::string& name) {
+  try {
+    return files::namesIn(files::folderOf(name));
+  } catch (const std::system_error&) {
+    return {};  // a folder that may be searched and not be listed
+  }
+}
+
 // A file with several names may have an unfinished append under another one, as far as the folder shows.
-void refuseJournalOfAnotherName(platform::ClaimedFile& data, const std::string& file) {
-  std::error_code none;
-  if (std::filesystem::hard_link_count(pathOf(file), none) < 2 || none) {
+void refuseJournalOfAnotherName(FileLock& data, const std::string& file) {
+  if (data.status().names < 2) {
     return;
   }
   const std::string own = journalName(file);
-  const auto folder = pathOf(own).parent_path();
-  for (const auto& entry : std::filesystem::directory_iterator(folder.empty() ? "." : folder, none)) {
-    const auto path = (folder / entry.path().filename()).u8string();
-    const std::string name(path.begin(), path.end());
+  const std::string beginning = own.substr(0, own.find_last_of(files::nameSeparators) + 1);
+  for (const std::string& entry : namesBeside(own)) {
+    const std::string name = beginning + entry;
     if (name.ends_with(kSuffix) && name != own && isUnfinishedOf(file, name, data.identity())) {
       throw Failure(file, "an append to it under another name has not finished (" + name +
                               " is there): the next append to that name takes it back");
@@ -88,14 +96,14 @@ void refuseJournalOfAnotherName(platform::ClaimedFile& data, const std::string& 
 // The handle goes first: a system may remove no open file.
 void removeFound(Found& found) {
   found.handle.reset();
-  std::filesystem::remove(pathOf(found.name));
-  platform::syncFolderOf(found.name);
+  files::removeFile(found.name);
+  files::syncFolderOf(found.name);
 }
 
 // Whether it is the journal of another file, or of the file that this one is a copy of.
 bool isOfAnother(const Found& found, const std::string& file) {
-  const auto identity = platform::identityOf(file);
-  return identity && !found.facts.isOf(*identity);
+  const auto status = files::statusOf(file);
+  return status && !found.facts.isOf(status->identity);
 }
 
 bool nothingToTakeBack(Found& found, ByteSource& data) {
@@ -103,18 +111,17 @@ bool nothingToTakeBack(Found& found, ByteSource& data) {
   return isAsBefore(data, journal, found.facts);
 }
 
-void restore(platform::File& data, ByteSource& journal, const JournalFacts& facts) {
-  data.seek(facts.tailStart);
+void restore(files::SystemFile& data, ByteSource& journal, const JournalFacts& facts) {
   const int64 tailEnd = kJournalTailAt + facts.oldLength - facts.tailStart;
-  if (!forEachPiece(journal, kJournalTailAt, tailEnd, [&](const unsigned char* bytes, std::size_t count, int64) {
-        data.write(bytes, count);
-        return true;
-      })) {
+  if (!forEachPiece(journal, kJournalTailAt, tailEnd,
+                    [&](const unsigned char* bytes, std::size_t count, int64 position) {
+                      data.writeAt(bytes, count, facts.tailStart + position - kJournalTailAt);
+                      return true;
+                    })) {
     throw Failure(journal.name(), "has been cut");
   }
-  data.seek(facts.row0);
-  data.write(facts.heading.data(), facts.heading.size());
-  data.resize(facts.oldLength);
+  data.writeAt(facts.heading.data(), facts.heading.size(), facts.row0);
+  data.truncate(facts.oldLength);
   data.sync();
 }
 
@@ -134,8 +141,8 @@ std::string freeWorkingName(const std::string& file) {
 
 // Whether it is the beginning of a journal of this file. Whoever has claimed the file finds only what a
 // killed append has left.
-bool isLeftWorkingFile(const std::string& working, const platform::FileIdentity& identity) {
-  if (auto handle = platform::File::openRegular(working, false); handle) {
+bool isLeftWorkingFile(const std::string& working, const files::FileIdentity& identity) {
+  if (auto handle = files::SystemFile::openRegular(working, files::kOpenRead); handle) {
     HandleSource source(*handle, working);
     JournalFacts facts;
     return source.size() == 0 || (readJournalHead(source, facts) && facts.isOf(identity));
@@ -143,11 +150,11 @@ bool isLeftWorkingFile(const std::string& working, const platform::FileIdentity&
   return false;
 }
 
-void removeLeftWorkingFile(const std::string& file, const platform::FileIdentity& identity) {
+void removeLeftWorkingFile(const std::string& file, const files::FileIdentity& identity) {
   const std::string working = workingNameOf(file);
   try {
     if (isLeftWorkingFile(working, identity)) {
-      std::filesystem::remove(pathOf(working));
+      files::removeFile(working);
     }
   } catch (const std::system_error& error) {
     failMaking(file, working, error);
@@ -157,14 +164,11 @@ void removeLeftWorkingFile(const std::string& file, const platform::FileIdentity
 }  // namespace
 
 std::string journalName(const std::string& file) {
-  std::error_code none;
-  if (std::filesystem::is_symlink(pathOf(file), none)) {
-    const auto target = std::filesystem::canonical(pathOf(file), none).u8string();
-    if (!none) {
-      return std::string(target.begin(), target.end()) + kSuffix;
-    }
+  try {
+    return files::withoutLinks(file) + kSuffix;
+  } catch (const std::system_error&) {
+    return file + kSuffix;
   }
-  return file + kSuffix;
 }
 
 bool mentionOpenJournal(const std::string& file) {
@@ -191,7 +195,7 @@ void refuseOpenJournal(const std::string& file) {
   }
 }
 
-bool rollBack(platform::ClaimedFile& data, const std::string& file) {
+bool rollBack(FileLock& data, const std::string& file) {
   removeLeftWorkingFile(file, data.identity());
   refuseJournalOfAnotherName(data, file);
   Found found = findJournal(file);
@@ -216,7 +220,7 @@ bool rollBack(platform::ClaimedFile& data, const std::string& file) {
   }
   try {
     HandleSource journal(*found.handle, found.name);
-    data.update([&](platform::File& out) { restore(out, journal, found.facts); });
+    data.update([&](files::SystemFile& out) { restore(out, journal, found.facts); });
   } catch (const std::system_error& error) {
     throw Failure(file, "an append cannot be taken back: " + systemWords(error.code().value()));
   }
@@ -249,14 +253,14 @@ void dropJournalOfReplaced(const std::string& file) try {
   say(file, "the journal of the file that had this name stays, remove it: " + std::string(error.what()));
 }
 
-Journal::Journal(platform::ClaimedFile& data, const std::string& file, const Layout& layout) try
+Journal::Journal(FileLock& data, const std::string& file, const Layout& layout) try
     : data_(data), file_(file), kept_(freeWorkingName(file)) {
   HandleSource source(data.contents(), file);
   facts_ = factsOf(source, layout, data.identity());
   writeJournal(kept_.contents(), source, facts_);
   kept_.contents().sync();
   kept_.rename(journalName(file));
-  platform::syncFolderOf(kept_.name());
+  files::syncFolderOf(kept_.name());
 } catch (const std::system_error& error) {
   failMaking(file, journalName(file), error);
 }
@@ -267,9 +271,9 @@ Journal::~Journal() {
   }
   try {
     HandleSource journal(kept_.contents(), kept_.name());
-    data_.update([&](platform::File& out) { restore(out, journal, facts_); });
+    data_.update([&](files::SystemFile& out) { restore(out, journal, facts_); });
     kept_.remove();
-    platform::syncFolderOf(kept_.name());
+    files::syncFolderOf(kept_.name());
   } catch (const std::exception& error) {
     kept_.leave();
     say(file_, std::string("the append could not be taken back (") + error.what() + "); " + kept_.name() +
@@ -303,7 +307,7 @@ void Journal::finish() {
     return;
   }
   try {
-    platform::syncFolderOf(kept_.name());
+    files::syncFolderOf(kept_.name());
   } catch (const std::system_error&) {
     // a journal that comes back is marked
   }

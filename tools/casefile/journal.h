@@ -5,11 +5,11 @@
 #include <string>
 
 #include "byteSource.h"
+#include "fileLock.h"
 #include "handleSource.h"
 #include "journalForm.h"
 #include "layout.h"
-#include "ownFile.h"
-#include "platform/system.h"
+#include "scopedFile.h"
 
 namespace casefile {
 
@@ -26,7 +26,7 @@ void refuseOpenJournal(const std::string& file);
 /// that has nothing to take back is only removed, as is what a killed append has left of making one. Returns: whether
 /// something was taken back. Raises: Failure when what has the journal's name is no sound journal of this file; all is
 /// as before then.
-bool rollBack(platform::ClaimedFile& data, const std::string& file);
+bool rollBack(FileLock& data, const std::string& file);
 
 /// Raises: Failure when a journal of an unfinished append lies beside the name.
 void requireNoJournalBeside(const std::string& file);
@@ -39,7 +39,7 @@ class Journal {
  public:
   /// Writes the journal of a claimed file and returns when it is on the disk. The layout must be the file's.
   /// Raises: Failure when that is not possible; nothing is left behind then.
-  Journal(platform::ClaimedFile& data, const std::string& file, const Layout& layout);
+  Journal(FileLock& data, const std::string& file, const Layout& layout);
   /// Takes the append back unless it has finished; an error met there is said.
   /// Requires: nothing else in this process has the data file open for writing.
   ~Journal();
@@ -53,10 +53,10 @@ class Journal {
  private:
   bool markFinished() noexcept;
 
-  platform::ClaimedFile& data_;
+  FileLock& data_;
   std::string file_;
   JournalFacts facts_;
-  OwnFile kept_;
+  ScopedFile kept_;
   bool finished_ = false;
 };
 
@@ -67,11 +67,12 @@ class SourceBeforeAppend : public ByteSource {
   explicit SourceBeforeAppend(const std::string& file);
   const std::string& name() const noexcept override { return current_.name(); }
   int64 size() const override { return facts_.oldLength; }
+  files::FileStatus status() const override { return current_.status(); }
   std::size_t read(void* buffer, std::size_t count, int64 position) override;
 
  private:
   FileSource current_;
-  platform::File handle_;
+  files::SystemFile handle_;
   HandleSource journal_;
   JournalFacts facts_;
 };

@@ -114,7 +114,7 @@ std::uint32_t anchorOf(ByteSource& source, int64 row0, int64 tailStart) {
 
 }  // namespace
 
-bool JournalFacts::isOf(const platform::FileIdentity& file) const noexcept {
+bool JournalFacts::isOf(const files::FileIdentity& file) const noexcept {
   const bool bothTell = fileBorn != 0 && file.born != 0;
   return fileNumber == file.number && (!bothTell || fileBorn == file.born);
 }
@@ -148,13 +148,13 @@ JournalState readJournal(ByteSource& journal, JournalFacts& facts) {
   return isSoundHead(bytes) && isSoundTail(journal, facts) ? JournalState::sound : JournalState::damaged;
 }
 
-void writeJournalHead(platform::File& out, const JournalFacts& facts) {
+void writeJournalHead(files::SystemFile& out, const JournalFacts& facts) {
   const Head bytes = encode(facts);
   out.seek(0);
   out.write(bytes.data(), bytes.size());
 }
 
-void writeJournal(platform::File& out, ByteSource& source, JournalFacts& facts) {
+void writeJournal(files::SystemFile& out, ByteSource& source, JournalFacts& facts) {
   facts.tailCheck = 0;
   writeJournalHead(out, facts);  // tells from now on whose it is
   const auto keep = [&](const unsigned char* bytes, std::size_t count, int64) {
@@ -169,7 +169,7 @@ void writeJournal(platform::File& out, ByteSource& source, JournalFacts& facts) 
   writeJournalHead(out, facts);
 }
 
-JournalFacts factsOf(ByteSource& source, const Layout& layout, const platform::FileIdentity& file) {
+JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::FileIdentity& file) {
   JournalFacts facts;
   facts.fileNumber = file.number;
   facts.fileBorn = file.born;

@@ -7,8 +7,8 @@
 #include <functional>
 
 #include "byteSource.h"
+#include "fileNames.h"
 #include "layout.h"
-#include "platform/system.h"
 
 namespace casefile {
 
@@ -37,7 +37,7 @@ struct JournalFacts {
   std::uint32_t tailCheck = 0;
 
   /// Returns: whether it is the journal of that file.
-  bool isOf(const platform::FileIdentity& file) const noexcept;
+  bool isOf(const files::FileIdentity& file) const noexcept;
 };
 
 inline constexpr int64 kJournalTailAt = 112;
@@ -55,13 +55,13 @@ JournalState readJournal(ByteSource& journal, JournalFacts& facts);
 bool readJournalHead(ByteSource& journal, JournalFacts& facts);
 
 /// Writes all but the tail.
-void writeJournalHead(platform::File& out, const JournalFacts& facts);
+void writeJournalHead(files::SystemFile& out, const JournalFacts& facts);
 /// Writes the journal of a file, and the tail's check value into the facts.
 /// Raises: Interrupted.
-void writeJournal(platform::File& out, ByteSource& source, JournalFacts& facts);
+void writeJournal(files::SystemFile& out, ByteSource& source, JournalFacts& facts);
 
 /// Returns: what an append to a file with this layout overwrites.
-JournalFacts factsOf(ByteSource& source, const Layout& layout, const platform::FileIdentity& file);
+JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::FileIdentity& file);
 /// Returns: whether the bytes that no append touches are those of the journal's file.
 bool anchorFits(ByteSource& source, const JournalFacts& facts);
 /// Returns: whether the file is what taking the append back would make of it.

@@ -2,7 +2,7 @@
 
 #include "commandLine.h"
 #include "failure.h"
-#include "platform/system.h"
+#include "platform/process.h"
 
 int main(int count, char** values) {
   casefile::platform::prepareProcess();
@@ -12,7 +12,9 @@ int main(int count, char** values) {
     return request.exitCode;
   }
   try {
-    return request.run();
+    const int code = request.run();
+    casefile::raiseLostError(request.file);
+    return code;
   } catch (...) {
     return casefile::report(std::current_exception(), request.file);
   }

@@ -15,6 +15,7 @@ struct PackOptions {
   std::string dictionary;
   int threads = 1;
   bool force = false;
+  bool sync = true;
   std::string input;
   std::string output;
 };
@@ -29,6 +30,7 @@ struct UnpackOptions {
   PlaceHint hint;
   int threads = 1;
   bool force = false;
+  bool sync = true;
   std::string input;
   std::string output;
 };
@@ -56,6 +58,7 @@ struct VerifyOptions {
 struct RecoverOptions {
   std::optional<int64> row0;
   bool force = false;
+  bool sync = true;
   std::string input;
   std::string output;
 };

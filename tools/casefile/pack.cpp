@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string>
 
+#include "atomicOutput.h"
 #include "caseData.h"
 #include "failure.h"
 #include "options.h"
-#include "pendingOutput.h"
 #include "plainInput.h"
 #include "progress.h"
 
@@ -58,10 +58,12 @@ class DictionaryWriter {
   int64 written_ = 0;
 };
 
-int64 writeDictionary(const PackOptions& options, PlainInput& input, VORN_FileStream& out, Progress& progress) {
+int64 writeDictionary(const PackOptions& options, PlainInput& input, VORN_FileStream& out, Progress& progress,
+                      AtomicOutput& output) {
   DictionaryWriter writer(out, progress);
   if (!options.dictionary.empty()) {
     PlainInput dictionary(options.dictionary);
+    output.limitRightsTo(dictionary.status());
     writer.putAll(dictionary);
   } else if (options.row0) {
     if (!writer.putBytes(input, *options.row0)) {
@@ -83,11 +85,13 @@ void writeCaseData(zcmpsFilestr& stream, PlainInput& input, Progress& progress) 
   }
 }
 
-void writeFile(const PackOptions& options, const std::string& file) {
+void writeFile(const PackOptions& options, AtomicOutput& output) {
+  const std::string& file = output.nameToOpen();
   PlainInput input(options.input);
+  output.limitRightsTo(input.status());
   Progress progress(input.size());
   OpenStream plain(file, "wb");
-  const int64 row0 = writeDictionary(options, input, plain.get(), progress);
+  const int64 row0 = writeDictionary(options, input, plain.get(), progress, output);
   if (row0 == 0 && input.fill()) {
     throw Failure(options.input, "the dictionary part must hold at least one byte", kRefused);
   }
@@ -105,8 +109,9 @@ void writeFile(const PackOptions& options, const std::string& file) {
 }  // namespace
 
 int pack(const PackOptions& options) {
-  PendingOutput output(options.output, options.force);
-  writeFile(options, output.workingName());
+  AtomicOutput output(options.output, {options.force, options.sync});
+  writeFile(options, output);
+  raiseLostError(output.nameToOpen());
   output.commit();
   return kDone;
 }

@@ -3,19 +3,19 @@
 #include <system_error>
 
 #include "failure.h"
-#include "fileNames.h"
+#include "platform/process.h"
 
 namespace casefile {
 namespace {
 
 constexpr std::size_t kPiece = 256 * 1024;
 
-platform::File open(const std::string& name) {
-  if (name == kStandardStream) {
-    return platform::File::standardInput();
-  }
+files::SystemFile open(const std::string& name) {
   try {
-    return platform::File::openForReading(name);
+    files::SystemFile file =
+        name == kStandardStream ? files::SystemFile::standardInput() : files::SystemFile::open(name, files::kOpenRead);
+    file.giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
+    return file;
   } catch (const std::system_error& error) {
     throw Failure(name, "cannot be opened: " + systemWords(error.code().value()), kRefused);
   }

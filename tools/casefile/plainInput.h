@@ -2,12 +2,11 @@
 #define CASEFILE_PLAININPUT_H
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "Datasource/platform/types.h"
-#include "platform/system.h"
+#include "fileNames.h"
 
 namespace casefile {
 
@@ -21,8 +20,7 @@ class PlainInput {
 
   /// Returns: how many bytes there are in all, or -1 when that is not known.
   int64 size() const { return file_.size(); }
-  /// Returns: which file it is, or none when it is none.
-  std::optional<platform::FileIdentity> identity() const { return file_.identity(); }
+  files::FileStatus status() const { return file_.status(); }
 
   /// Makes sure that there is a present piece. Returns: false at the end of the data.
   /// Raises: Failure (kRefused) when reading fails; Interrupted.
@@ -34,7 +32,7 @@ class PlainInput {
 
  private:
   std::string name_;
-  platform::File file_;
+  files::SystemFile file_;
   std::vector<unsigned char> buffer_;
   std::size_t next_ = 0;
   std::size_t end_ = 0;

@@ -1,37 +1,53 @@
 #include "plainOutput.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
 
 #include "failure.h"
-#include "fileNames.h"
+#include "platform/process.h"
 
 namespace casefile {
 namespace {
 
 bool isDevice(const std::string& name) {
-  std::error_code none;
-  const auto status = std::filesystem::status(pathOf(name), none);
-  return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
-         !std::filesystem::is_directory(status);
+  try {
+    const auto status = files::statusOf(name);
+    return status && status->kind == files::FileKind::other;
+  } catch (const std::system_error&) {
+    return false;  // making a file tells it better
+  }
+}
+
+files::SystemFile openDevice(const std::string& name) {
+  auto file = files::SystemFile::open(name, files::kOpenWrite);
+  if (file.status().kind != files::FileKind::other) {
+    throw Failure(name, "was given to another file meanwhile");
+  }
+  return file;
 }
 
 }  // namespace
 
-PlainOutput::PlainOutput(const std::string& name, bool replace)
+PlainOutput::PlainOutput(const std::string& name, OutputRules rules)
     : name_(name == kStandardStream ? "standard output" : name) {
   try {
     if (name == kStandardStream) {
-      file_.emplace(platform::File::standardOutput());
+      file_.emplace(files::SystemFile::standardOutput());
     } else if (isDevice(name)) {
-      file_.emplace(platform::File::openForWriting(name));
+      file_.emplace(openDevice(name));
     } else {
-      pending_.emplace(name, replace);
-      file_.emplace(platform::File::openForWriting(pending_->workingName()));
+      made_.emplace(name, rules);
+      file_.emplace(made_->openForWriting());
     }
+    file_->giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
   } catch (const std::system_error& error) {
     fail(error.code().value());
+  }
+}
+
+void PlainOutput::limitRightsTo(const files::FileStatus& input) {
+  if (made_) {
+    made_->limitRightsTo(input);
   }
 }
 
@@ -57,8 +73,8 @@ void PlainOutput::commit() {
   } catch (const std::system_error& error) {
     fail(error.code().value());
   }
-  if (pending_) {
-    pending_->commit();
+  if (made_) {
+    made_->commit();
   }
 }
 

@@ -2,12 +2,11 @@
 #define CASEFILE_PLAINOUTPUT_H
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "pendingOutput.h"
-#include "platform/system.h"
+#include "atomicOutput.h"
+#include "fileNames.h"
 
 namespace casefile {
 
@@ -15,7 +14,10 @@ namespace casefile {
 /// or pipe that has a name.
 class PlainOutput {
  public:
-  PlainOutput(const std::string& name, bool replace);
+  PlainOutput(const std::string& name, OutputRules rules);
+
+  /// As of AtomicOutput; no matter to what has a name already.
+  void limitRightsTo(const files::FileStatus& input);
 
   /// Raises: Failure; Interrupted when the reader of a pipe has gone.
   void write(const void* bytes, std::size_t count);
@@ -26,8 +28,8 @@ class PlainOutput {
   [[noreturn]] void fail(int error) const;
 
   std::string name_;
-  std::optional<PendingOutput> pending_;
-  std::optional<platform::File> file_;
+  std::optional<AtomicOutput> made_;
+  std::optional<files::SystemFile> file_;
 };
 
 }  // namespace casefile

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "failure.h"
-#include "platform/system.h"
+#include "platform/process.h"
 
 namespace casefile {
 namespace {

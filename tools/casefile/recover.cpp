@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -107,10 +106,14 @@ class Rebuilder {
   Progress progress_;
 };
 
-void refuseSameFile(const RecoverOptions& options) {
-  std::error_code none;
-  if (std::filesystem::equivalent(pathOf(options.input), pathOf(options.output), none)) {
-    throw Failure(options.output, "is the input, which is never changed", kRefused);
+void refuseSameFile(const files::FileStatus& input, const RecoverOptions& options) {
+  try {
+    const auto output = files::statusOf(options.output);
+    if (output && output->identity == input.identity) {
+      throw Failure(options.output, "is the input, which is never changed", kRefused);
+    }
+  } catch (const std::system_error&) {
+    return;  // making the output tells it better
   }
 }
 
@@ -125,15 +128,16 @@ void refuseAnotherPlace(ByteSource& source, const Place& place, const BlockChain
 }  // namespace
 
 int recover(const RecoverOptions& options) {
-  refuseSameFile(options);
   const std::unique_ptr<ByteSource> source = open(options.input);
+  refuseSameFile(source->status(), options);
   const Place place = options.row0 ? placeTold(*source, *options.row0) : findBlocks(*source);
   const BlockChain chain = followBlocks(*source, place.row0, true);
   if (!options.row0) {
     refuseAnotherPlace(*source, place, chain);
   }
   const Remainder rest = remainderBehind(*source, chain);
-  PlainOutput output(options.output, options.force);
+  PlainOutput output(options.output, {options.force, options.sync});
+  output.limitRightsTo(source->status());
   Rebuilder(*source, chain, place.swapped || (rest.isTable && rest.swapped), output).run();
   output.commit();
   const bool lost = sayLosses(*source, place, chain, rest);

@@ -16,7 +16,8 @@ int unpack(const UnpackOptions& options) {
   refuseOpenJournal(options.input);
   FileSource source(options.input);
   const Layout layout = layoutForReading(source, options.hint);
-  PlainOutput output(options.output, options.force);
+  PlainOutput output(options.output, {options.force, options.sync});
+  output.limitRightsTo(source.status());
   {
     Progress progress(layout.logicalEnd());
     copyLogical(source, layout, {0, layout.logicalEnd()}, options.threads > 0, output, progress);

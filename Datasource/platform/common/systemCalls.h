@@ -61,6 +61,9 @@ struct SystemCalls {
   /// Opens a file that is open with `kOpenHeld` for writing. `name` is its name, which a system may need.
   /// Fails with EBUSY or EACCES while another process writes it, ENOENT when the name leads to another file.
   int (*openHeldForWriting)(int descriptor, const char* name);
+  /// Writes a name under which the streams open the same file again, whatever its own names lead to by now, with the
+  /// end, to `size` letters at `buffer`. ENOTSUP: there is none.
+  int (*nameOfDescriptor)(int descriptor, char* buffer, std::size_t size);
   /// The descriptor is gone, whatever is returned.
   int (*close)(int descriptor);
   int (*read)(int descriptor, void* buffer, unsigned count);
@@ -82,6 +85,8 @@ struct SystemCalls {
   /// Gives the names in a folder, without `.` and `..`, until `use` returns false.
   int (*list)(const char* folder, bool (*use)(void* context, const char* name), void* context);
   std::uint32_t (*userId)();
+  /// The rights that files get which are made without a wish: those that the process's mask leaves.
+  std::uint32_t (*defaultMode)();
 
   /// Locks one byte that no file has, until the descriptor is closed. Neither hinders the streams' lock.
   /// EBUSY: somebody else has it. A file system that knows no locks is no failure.
@@ -89,6 +94,8 @@ struct SystemCalls {
   /// Takes the lock that the streams take on a file that they write. EBUSY: somebody else has it.
   int (*lockWriters)(int descriptor);
   int (*unlockWriters)(int descriptor);
+  /// Returns: the id of another process that holds a lock of either kind on the file, 0 when none is known.
+  int (*lockHolder)(int descriptor);
 
   int (*link)(const char* from, const char* to);
   /// Gives the file that is open a name, which must be free (EEXIST), whatever its other names lead to by now.

@@ -1,6 +1,7 @@
 #include "systemFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -155,6 +156,11 @@ void SystemFile::close() {
   if (std::exchange(owned_, false)) {
     checked(systemCalls().close(descriptor_));
   }
+}
+
+std::string SystemFile::nameToOpen(const std::string& name) const {
+  std::array<char, 64> buffer{};
+  return systemCalls().nameOfDescriptor(descriptor_, buffer.data(), buffer.size()) == 0 ? buffer.data() : name;
 }
 
 FileStatus SystemFile::status() const {

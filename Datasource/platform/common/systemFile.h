@@ -59,6 +59,10 @@ class SystemFile {
   /// Raises what closing meets; the destructor keeps it to itself.
   void close();
 
+  /// Returns: a name under which the streams open this file, whatever has its own name by now; `name`, where the
+  ///   system knows none.
+  std::string nameToOpen(const std::string& name) const;
+
   FileStatus status() const;
   /// Returns: the length of a regular file, else -1.
   int64 size() const;

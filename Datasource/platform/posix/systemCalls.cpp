@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <string>
 
 namespace datasource::platform {
@@ -124,6 +125,16 @@ int statusOfNamed(const char* name, bool follow, FileStatus* result) {
 // What is open with kOpenHeld can write already.
 int duplicate(int descriptor, const char* /*name*/) { return ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0); }
 
+int nameOfOpen(int descriptor, char* buffer, std::size_t size) {
+  FileStatus open;
+  FileStatus named;
+  const int length = std::snprintf(buffer, size, "/proc/self/fd/%d", descriptor);
+  const bool same = length > 0 && static_cast<std::size_t>(length) < size &&
+                    statusOfDescriptor(descriptor, &open) == 0 && statusOfNamed(buffer, true, &named) == 0 &&
+                    open.identity == named.identity;
+  return same ? 0 : refuse(ENOTSUP);
+}
+
 int readSome(int descriptor, void* buffer, unsigned count) {
   return static_cast<int>(::read(descriptor, buffer, count));
 }
@@ -188,6 +199,15 @@ int listNames(const char* folder, bool (*use)(void* context, const char* name), 
 
 std::uint32_t effectiveUser() { return ::geteuid(); }
 
+// The mask can only be read by setting it; the one for a moment is the strictest.
+std::uint32_t modeOfNewFiles() {
+  constexpr mode_t kStrictest = 077;
+  constexpr std::uint32_t kForAll = 0666;
+  const mode_t mask = ::umask(kStrictest);
+  ::umask(mask);
+  return kForAll & ~static_cast<std::uint32_t>(mask);
+}
+
 int claimFile(int descriptor) {
   struct flock lock {};
   lock.l_type = F_WRLCK;
@@ -208,6 +228,34 @@ int lockForWriters(int descriptor) {
 }
 
 int unlockForWriters(int descriptor) { return ::flock(descriptor, LOCK_UN); }
+
+struct CloseStream {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// The kernel's list has a line for each lock: "1: FLOCK  ADVISORY  WRITE 1234 08:01:5678 0 EOF".
+int holderOfLock(int descriptor) {
+  FileStatus status;
+  const std::unique_ptr<std::FILE, CloseStream> locks(std::fopen("/proc/locks", "re"));
+  if (!locks || statusOfDescriptor(descriptor, &status) != 0) {
+    return 0;
+  }
+  std::array<char, 256> line{};
+  while (std::fgets(line.data(), line.size(), locks.get()) != nullptr) {
+    int holder = 0;
+    unsigned major = 0;
+    unsigned minor = 0;
+    unsigned long long number = 0;
+    // NOLINTNEXTLINE(cert-err34-c): a line that does not fit is passed over
+    const int fields = std::sscanf(line.data(), "%*s %*s %*s %*s %d %x:%x:%llu", &holder, &major, &minor, &number);
+    const std::uint64_t volume = (static_cast<std::uint64_t>(major) << 32) | minor;
+    if (fields == 4 && number == status.identity.number && volume == status.identity.volume && holder > 0 &&
+        holder != ::getpid()) {
+      return holder;
+    }
+  }
+  return 0;
+}
 
 int linkName(const char* from, const char* to) { return ::linkat(AT_FDCWD, from, AT_FDCWD, to, 0); }
 
@@ -261,6 +309,7 @@ const char* const nameSeparators = "/";
 
 constinit const SystemCalls ownSystemCalls{openFile,
                                            duplicate,
+                                           nameOfOpen,
                                            closeForGood,
                                            readSome,
                                            writeSome,
@@ -275,9 +324,11 @@ constinit const SystemCalls ownSystemCalls{openFile,
                                            readTarget,
                                            listNames,
                                            effectiveUser,
+                                           modeOfNewFiles,
                                            claimFile,
                                            lockForWriters,
                                            unlockForWriters,
+                                           holderOfLock,
                                            linkName,
                                            linkOpen,
                                            renameOver,

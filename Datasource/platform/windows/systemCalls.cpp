@@ -100,7 +100,9 @@ int openWide(const wchar_t* name, unsigned flags) {
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return refuse(EISDIR);
     if ((flags & kOpenNoFollow) != 0 && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return refuse(ELOOP);
   }
-  const DWORD share = (flags & kOpenAlone) != 0 ? kShareAll & ~static_cast<DWORD>(FILE_SHARE_WRITE) : kShareAll;
+  // A file that is held keeps its name.
+  DWORD share = (flags & kOpenHeld) != 0 ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll;
+  if ((flags & kOpenAlone) != 0) share &= ~static_cast<DWORD>(FILE_SHARE_WRITE);
   const DWORD disposition = (flags & kOpenNew) != 0 ? CREATE_NEW : OPEN_EXISTING;
   const HANDLE handle = CreateFileW(name, accessOf(flags), share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   return handle == INVALID_HANDLE_VALUE ? refuseByLastError() : descriptorOf(handle, flags);
@@ -176,6 +178,8 @@ int openHeldForWriting(int descriptor, const char* name) {
   _close(again);
   return refuse(ENOENT);
 }
+
+int noNameOfDescriptor(int /*descriptor*/, char* /*buffer*/, std::size_t /*size*/) { return refuse(ENOTSUP); }
 
 int readSome(int descriptor, void* buffer, unsigned count) {
   return descriptor < 0 ? refuse(EBADF) : _read(descriptor, buffer, count);
@@ -256,6 +260,7 @@ int listNames(const char* folder, bool (*use)(void* context, const char* name), 
 }
 
 std::uint32_t noUser() { return 0; }
+std::uint32_t noMode() { return 0; }
 
 // One byte that no file has: a locked byte cannot be read by others.
 int claimFile(int descriptor) {
@@ -268,6 +273,7 @@ int claimFile(int descriptor) {
 // How a file is opened keeps other writers away.
 int lockForWriters(int /*descriptor*/) { return 0; }
 int unlockForWriters(int /*descriptor*/) { return 0; }
+int noHolder(int /*descriptor*/) { return 0; }
 
 /// Makes a call with two names.
 template <typename Call>
@@ -315,6 +321,7 @@ const char* const nameSeparators = "/\\:";
 
 constinit const SystemCalls ownSystemCalls{openFile,
                                            openHeldForWriting,
+                                           noNameOfDescriptor,
                                            closeForGood,
                                            readSome,
                                            writeSome,
@@ -329,9 +336,11 @@ constinit const SystemCalls ownSystemCalls{openFile,
                                            readTarget,
                                            listNames,
                                            noUser,
+                                           noMode,
                                            claimFile,
                                            lockForWriters,
                                            unlockForWriters,
+                                           noHolder,
                                            linkName,
                                            linkOpen,
                                            renameOver,

@@ -20,13 +20,13 @@ _casefile() {
   fi
   local options='--help --progress --no-progress --row0'
   case $command in
-    pack) options+=' --header-lines --dictionary --threads --force' ;;
+    pack) options+=' --header-lines --dictionary --threads --force --no-sync' ;;
     append) ;;
-    unpack) options+=' --swap --threads --force' ;;
+    unpack) options+=' --swap --threads --force --no-sync' ;;
     cat) options+=' --swap --from --bytes' ;;
     info) options+=' --swap --blocks --json' ;;
     verify) options+=' --swap -j' ;;
-    recover) options+=' --force' ;;
+    recover) options+=' --force --no-sync' ;;
     *) return ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

@@ -1,28 +1,29 @@
-#ifndef CASEFILE_OWNFILE_H
-#define CASEFILE_OWNFILE_H
+#ifndef CASEFILE_SCOPEDFILE_H
+#define CASEFILE_SCOPEDFILE_H
 
 #include <optional>
 #include <string>
 
-#include "platform/system.h"
+#include "fileNames.h"
 
 namespace casefile {
 
 /// A file that this process has made and has open, and that goes with the object.
 ///
 /// Raises: std::system_error with the errno value of the call that failed.
-class OwnFile {
+class ScopedFile {
  public:
-  /// Makes a new file, for this user alone; a file of that name is an error (EEXIST).
-  explicit OwnFile(std::string name);
+  /// Makes a new file, for this user alone; whatever has the name is an error (EEXIST).
+  explicit ScopedFile(std::string name);
   /// Removes the file, unless the name leads to another one by now.
-  ~OwnFile();
-  OwnFile(const OwnFile&) = delete;
-  OwnFile& operator=(const OwnFile&) = delete;
+  ~ScopedFile();
+  ScopedFile(const ScopedFile&) = delete;
+  ScopedFile& operator=(const ScopedFile&) = delete;
 
   const std::string& name() const noexcept { return name_; }
-  platform::File& contents() { return *file_; }
+  files::SystemFile& contents() noexcept { return *file_; }
   /// Gives the file another name, which must be free (EEXIST).
+  /// Raises: ENOENT when the old name leads to another file by now; EEXIST, too, when the new one does.
   void rename(const std::string& name);
   /// Removes the file now, as the destructor does.
   void remove();
@@ -30,9 +31,11 @@ class OwnFile {
   void leave() noexcept { mine_ = false; }
 
  private:
+  bool isAt(const std::string& name) const;
+
   std::string name_;
-  std::optional<platform::File> file_;  // closed where the system neither renames nor removes open files
-  platform::FileIdentity identity_;
+  std::optional<files::SystemFile> file_;
+  files::FileIdentity identity_;
   bool mine_ = true;
 };
 

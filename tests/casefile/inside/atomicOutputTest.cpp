@@ -1,0 +1,89 @@
+#include <cerrno>
+#include <filesystem>
+
+#include "atomicOutput.h"
+#include "inside/programTest.h"
+
+// What becomes of an output when a call fails, or when somebody else acts between two calls.
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class AtomicOutputTest : public casefiletest::ProgramTest {
+ protected:
+  AtomicOutputTest() { folder.writePlain("in", "head\nrow\n"); }
+  support::SystemProbe probe;
+};
+
+TEST_F(AtomicOutputTest, IsOnTheDiskBeforeItHasItsNameAndTheNameBehindIt) {
+  for (const bool force : {false, true}) {
+    probe.clear();
+    ASSERT_EQ(pack("in", "out", force), casefile::kDone) << said;
+    const auto calls = probe.calls();
+    const auto place = [&](const char* call) { return std::find(calls.begin(), calls.end(), call) - calls.begin(); };
+    EXPECT_LT(place("sync"), place(force ? "rename" : "renameToFree"));
+    EXPECT_LT(place(force ? "rename" : "renameToFree"), place("syncFolder"));
+    EXPECT_LT(place("syncFolder"), std::ssize(calls));
+    EXPECT_EQ(probe.openDescriptors(), 0);
+  }
+}
+
+TEST_F(AtomicOutputTest, ThatCannotBeSyncedIsNotMade) {
+  probe.failEvery("sync", EIO);
+  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_THAT(said, AllOf(HasSubstr("out: cannot be given its name"), HasSubstr("Input/output error")));
+  EXPECT_THAT(names(), ElementsAre("in"));
+}
+
+TEST_F(AtomicOutputTest, WhoseWorkingNameStaysIsAnError) {
+  probe.failEvery("renameToFree", ENOTSUP);
+  probe.before("link", [&] { probe.failEvery("unlink", EPERM); });
+  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_THAT(said, AllOf(HasSubstr("out: is complete, but its working name"), HasSubstr(workingName())));
+  EXPECT_EQ(names().size(), 3U);
+}
+
+TEST_F(AtomicOutputTest, WhoseWorkingNameWasGivenToAnotherFileIsNotMade) {
+  folder.writePlain("precious", "precious");
+  probe.before("_sopen",
+               [&] { std::filesystem::rename(folder.folder() / "precious", folder.folder() / workingName()); });
+  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_FALSE(folder.exists("out"));
+  EXPECT_EQ(folder.readWhole(workingName()), "precious");
+}
+
+// Once each call fails, once it and all later ones: the old file or the new one, and nothing besides.
+TEST_F(AtomicOutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
+  ASSERT_EQ(pack("in", "new"), casefile::kDone);
+  const std::string whole = folder.readWhole("new");
+  std::filesystem::remove(folder.folder() / "new");
+  for (const bool forGood : {false, true}) {
+    for (int number = 1;; ++number) {
+      SCOPED_TRACE("call " + std::to_string(number) + (forGood ? " and all later ones fail" : " fails"));
+      folder.writePlain("out", "old");
+      forGood ? probe.failFrom(number, EIO) : probe.failCall(number, EIO);
+      const int code = pack("in", "out", true);
+      const bool met = probe.failuresMade() > 0;
+      probe.failNone();
+      const std::string now = folder.readWhole("out");
+      EXPECT_TRUE(now == whole || (code != casefile::kDone && now == "old")) << code << said;
+      EXPECT_EQ(code != casefile::kDone, !said.empty()) << said;
+      EXPECT_EQ(probe.openDescriptors(), 0);
+      if (!forGood) {
+        EXPECT_THAT(names(), ElementsAre("in", "out")) << said;
+      } else if (const std::string left = workingName(); !left.empty()) {
+        EXPECT_THAT(said, HasSubstr(left));
+        std::filesystem::remove(folder.folder() / left);
+      }
+      if (!met) {
+        EXPECT_GT(number, 10);
+        break;
+      }
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,29 @@
+#ifndef CASEFILE_PLATFORM_PROCESS_H
+#define CASEFILE_PLATFORM_PROCESS_H
+
+#include <string>
+#include <vector>
+
+/// What the program, as a process, wants of the operating system: signals, terminal, arguments.
+namespace casefile::platform {
+
+/// Returns: the number of the signal that asked the program to end, or 0.
+int endRequested() noexcept;
+
+/// Makes the standard streams binary and lets the signals that ask the program to end be noticed by
+/// `endRequested` instead of ending it.
+void prepareProcess();
+/// Ends the process as that signal would have.
+[[noreturn]] void endBySignal(int signal);
+/// Returns: what a write to a pipe whose reader has gone asks the program to end with, or 0 when the
+///   system knows no such signal.
+int brokenPipeSignal() noexcept;
+
+bool standardErrorIsTerminal() noexcept;
+
+/// Returns: the program's arguments without its name, in UTF-8.
+std::vector<std::string> arguments(int count, char** values);
+
+}  // namespace casefile::platform
+
+#endif
