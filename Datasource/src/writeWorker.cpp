@@ -70,8 +70,9 @@ void PreIOThread_W_C::writeBlock() {
     writeOut();
   }
   pPosInfo->add(record);
-  // Kept as is: a block whose compressed form did not fit is written cut. It is counted.
+  // Kept as is: a block whose compressed form did not fit is written cut. It is noted.
   if (!codec.complete()) {
+    cut.push_back(record);
     ++truncated;
   }
   fpOrgPos = positionPlus(fpOrgPos, stInSize);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <vector>
 
 #include "Datasource/file.h"
 #include "Datasource/platform/threads.h"
@@ -51,6 +52,9 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   /// Returns: how many blocks did not fit their compressed form and were cut. Threads: any.
   std::size_t truncatedBlocks() const noexcept { return truncated; }
 
+  /// Returns: the records of those blocks. Requires: the thread has ended.
+  const std::vector<bInfo>& cutBlocks() const noexcept { return cut; }
+
  private:
   void writeBlock();
   void writeOut();
@@ -70,6 +74,7 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   std::size_t stInSize = 0;
   bool failed = false;       // an error happened: what comes is dropped
   std::exception_ptr error;  // the error, until it was raised
+  std::vector<bInfo> cut;
   std::atomic<std::size_t> truncated = 0;
 };
 

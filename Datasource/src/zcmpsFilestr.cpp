@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <vector>
 
 #include "Datasource/platform/assertion.h"
 #include "Datasource/platform/throwError.h"
@@ -49,7 +50,21 @@ void zcmpsFilestr::setMultiThread(int mode) {
   DATASOURCE_ASSERT(!fData->HasWorker(), "fData->fpIOThread == 0", kSource);
 }
 
+void zcmpsFilestr::giveUp() noexcept {
+  if (bIsWriting) {
+    fData->GiveUp();
+  }
+}
+
 std::size_t zcmpsFilestr::truncatedBlocks() const noexcept { return fData->TruncatedBlocks(); }
+
+std::vector<zcmpsFilestr::LogicalRange> zcmpsFilestr::truncatedRanges() const {
+  std::vector<LogicalRange> ranges;
+  for (const bInfo& block : fData->CutBlocks()) {
+    ranges.push_back({block.orginalPos, positionPlus(block.orginalPos, block.orginalSize)});
+  }
+  return ranges;
+}
 
 /// Opens the file for update, which ends whatever was begun with it. Returns: whether it is open.
 bool zcmpsFilestr::OpenForUpdate() {

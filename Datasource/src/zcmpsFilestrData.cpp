@@ -5,6 +5,7 @@
 #include <exception>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "Datasource/platform/assertion.h"
 #include "Datasource/platform/throwError.h"
@@ -81,7 +82,7 @@ void zcmpsFilestr::Data::StartWriting(int64 start, int64 realStart) noexcept {
   fRealPos = realStart;
   pBuffCur = fBuffer;
   availBuffSize = kBlockSize;
-  truncated = 0;
+  cut.clear();
 }
 
 void zcmpsFilestr::Data::Write(ReadRequest& request) {
@@ -134,12 +135,13 @@ void zcmpsFilestr::Data::CompressAndWrite(std::size_t count) {
   std::size_t outCount = kBlockSize;
   blockCompress(fCodec, fBuffer, count, output.get(), outCount);
   pRealFile->WriteWhole(output.get(), outCount, fRealPos);
-  pPosInfo->add(fpos, low32Signed(count), fRealPos, low32Signed(outCount));
-  fRealPos = positionPlus(fRealPos, outCount);
-  // Kept as is: a block whose compressed form did not fit is written cut. It is counted.
-  if (!fCodec.complete()) {
-    ++truncated;
+  const bInfo record{fpos, fRealPos, low32Signed(count), low32Signed(outCount)};
+  // Kept as is: a block whose compressed form did not fit is written cut. It is noted, once, however often it is tried.
+  if (!fCodec.complete() && (cut.empty() || cut.back().orginalPos != fpos)) {
+    cut.push_back(record);
   }
+  pPosInfo->add(record);
+  fRealPos = positionPlus(fRealPos, outCount);
 }
 
 std::unique_ptr<PreIOThread_W_C> zcmpsFilestr::Data::TakeWriter() noexcept {
@@ -148,6 +150,10 @@ std::unique_ptr<PreIOThread_W_C> zcmpsFilestr::Data::TakeWriter() noexcept {
     (void)fpIOThread.release();
   }
   return std::unique_ptr<PreIOThread_W_C>(writer);
+}
+
+void zcmpsFilestr::Data::NoteCut(const PreIOThread_W_C& ended) {
+  cut.insert(cut.end(), ended.cutBlocks().begin(), ended.cutBlocks().end());
 }
 
 /// Ends the writing worker, if there is one, once all blocks are in the file. Raises: the worker's error.
@@ -166,7 +172,7 @@ void zcmpsFilestr::Data::EndOfData() {
     Fail();
     throw;
   }
-  truncated += ending->truncatedBlocks();
+  NoteCut(*ending);
   // From here on this thread writes, should the owner write on after a Close that raised.
   fRealPos = pPosInfo->collectedEnd(FirstBlockPos());
 }
@@ -181,7 +187,7 @@ void zcmpsFilestr::Data::Finish() {
 
 std::size_t zcmpsFilestr::Data::TruncatedBlocks() const noexcept {
   const auto* const writer = dynamic_cast<const PreIOThread_W_C*>(fpIOThread.get());
-  return truncated + (writer != nullptr ? writer->truncatedBlocks() : 0);
+  return cut.size() + (writer != nullptr ? writer->truncatedBlocks() : 0);
 }
 
 // ---- Reading
@@ -333,7 +339,7 @@ void zcmpsFilestr::Data::EndWorker() noexcept {
       writer->requestWrite(nullptr, 0, 0);
       writer->stopThread();
       writer->releasePool();
-      truncated += writer->truncatedBlocks();
+      NoteCut(*writer);
       writer->raiseError();
     } else if (fpIOThread != nullptr) {
       fpIOThread->stopThread();

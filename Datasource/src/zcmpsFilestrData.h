@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "Datasource/file.h"
 #include "Datasource/sortTemp/zlibCompress.h"
@@ -41,6 +42,7 @@
 ///   extending
 ///     something is refused      | =         plain     plain     | failed    failed      failed    | =         =
 ///     the file does not open    | =         =         reading   | failed    failed      failed    | =         =
+///   giveUp                      | =         =         =         | failed    failed      failed    | =         =
 ///   Read, a block holds it      |           serving   serving   | =         =           =         | =         =
 ///     none does, or it is bad   | =         =         reading   |
 ///   Write                       | =         =         =         | =         writing     =         | =         =
@@ -117,7 +119,10 @@ class zcmpsFilestr::Data {
   /// Writes the last block, the table and the heading, and closes the file.
   /// Raises: 1002, the worker's error. Finished once the heading is written.
   void Finish();
+  /// Returns: how many blocks were cut in this session, by the live worker too.
   std::size_t TruncatedBlocks() const noexcept;
+  /// Returns: the records of those blocks, the live worker's apart.
+  const std::vector<bInfo>& CutBlocks() const noexcept { return cut; }
 
   // ---- Reading
 
@@ -154,6 +159,7 @@ class zcmpsFilestr::Data {
   void StartWriting(int64 start, int64 realStart) noexcept;
   void CompressAndWrite(std::size_t count);
   void EndOfData();
+  void NoteCut(const PreIOThread_W_C& ended);
   void WriteTableAndHeading();
   std::unique_ptr<PreIOThread_W_C> TakeWriter() noexcept;
   void Fail() noexcept;
@@ -192,9 +198,9 @@ class zcmpsFilestr::Data {
   std::int32_t fMultiThread = 0;
   // Behind the fixed layout.
   State state = State::plain;
-  unsigned int openings;      // of the base stream, when it opened pRealFile
-  std::size_t truncated = 0;  // blocks that did not fit their compressed form, the live worker's apart
-  bInfo asked{};              // the block last asked for since reading began, or since its worker was started
+  unsigned int openings;   // of the base stream, when it opened pRealFile
+  std::vector<bInfo> cut;  // blocks of this session that did not fit their compressed form, the live worker's apart
+  bInfo asked{};           // the block last asked for since reading began, or since its worker was started
 };
 
 #endif

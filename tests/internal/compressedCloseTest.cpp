@@ -127,6 +127,40 @@ TEST_P(CompressedClose, ReadingStateInTheMiddleOfWritingDropsTheRest_KeptAsIs) {
   EXPECT_FALSE(contents("f").sound());
 }
 
+TEST_P(CompressedClose, WhatIsGivenUpIsNeverFinished) {
+  for (const bool closed : {false, true}) {
+    auto stream = written(kBlock + 100);
+    stream->giveUp();
+    EXPECT_FALSE(hasWorker(*stream));
+    probe.clear();
+    EXPECT_EQ(stream->Write("abc", 3), 0U);
+    if (closed) {
+      EXPECT_EQ(stream->Close(), 0);
+    }
+    stream.reset();
+    EXPECT_THAT(writes(), IsEmpty());
+    EXPECT_FALSE(contents("f").sound());
+  }
+}
+
+TEST_P(CompressedClose, GivingUpTellsAWorkersErrorToTheLostErrorHandler) {
+  const auto stream = start();
+  probe.failNth(CallKind::write, 1, ENOSPC);
+  EXPECT_EQ(raisedBy([&] { writeCases(*stream, kBlock); }).number, GetParam() == 0 ? 1002 : 0);
+  stream->giveUp();
+  EXPECT_EQ(lost.take().size(), GetParam() == 0 ? 0U : 1U);
+}
+
+TEST_P(CompressedClose, WhatWasGivenUpMayBeBegunAgain) {
+  const auto stream = written(100);
+  stream->giveUp();
+  stream->setRow0Pos(kRow0);
+  stream->Seek(kRow0, VORN_StrBaseIO::SeekFromStart);
+  writeCases(*stream, 300);
+  EXPECT_EQ(stream->Close(), 1);
+  expectCases("f", 300);
+}
+
 TEST_P(CompressedClose, CloseOfTheBasePartLeavesTheFileUnfinished_KeptAsIs) {
   const auto stream = written(100);
   probe.clear();

@@ -185,6 +185,35 @@ TEST_F(CompressedWrite, IncompressibleBlockIsCutAndCounted_KeptAsIs) {
   }
 }
 
+TEST_F(CompressedWrite, CutBlocksAreNamedByTheirPlaces) {
+  const std::string noise = support::randomBytes(kBlock, 7);
+  for (const int mode : {0, 1}) {
+    const auto stream = start(mode);
+    writeCases(*stream, kBlock);
+    stream->Write(noise.data(), kBlock);
+    writeCases(*stream, kBlock);
+    stream->Write(noise.data(), kBlock);
+    EXPECT_EQ(stream->Close(), 1);
+    const auto ranges = stream->truncatedRanges();
+    ASSERT_EQ(ranges.size(), 2U);
+    for (int i = 0; i < 2; ++i) {
+      const auto& range = ranges[static_cast<std::size_t>(i)];
+      EXPECT_EQ(range.begin, kRow0 + (2 * i + 1) * kBlockLength);
+      EXPECT_EQ(range.end, kRow0 + (2 * i + 2) * kBlockLength);
+    }
+  }
+}
+
+TEST_F(CompressedWrite, CutBlockThatIsWrittenAgainIsNamedOnce) {
+  const auto stream = start();
+  const std::string noise = support::randomBytes(kBlock, 7);
+  probe.failNth(CallKind::write, 1, ENOSPC);
+  EXPECT_EQ(raisedBy([&] { stream->Write(noise.data(), kBlock); }), (Raised{1002, ENOSPC}));
+  EXPECT_EQ(stream->Close(), 1);
+  EXPECT_EQ(stream->truncatedRanges().size(), 1U);
+  EXPECT_EQ(stream->truncatedBlocks(), 1U);
+}
+
 TEST_F(CompressedWrite, CutBlocksAreCountedForTheSessionOnly) {
   const auto stream = start();
   const std::string noise = support::randomBytes(kBlock, 8);

@@ -140,6 +140,14 @@ const std::vector<Row>& rows() {
          on.stream.setFileToAppend(kEnd, false);
        },
        {kPlain, kReading, kReading, kFailed, kFailed, kFailed, kFailed, kFinished}},
+      {"GiveUp",
+       Ends::normally,
+       0,
+       [](const Stage& on) {
+         on.stream.giveUp();
+         EXPECT_EQ(on.stream.Close(), takesData(on.before) || on.before == kFailed ? 0 : 1);
+       },
+       {kPlain, kReading, kServing, kFailed, kFailed, kFailed, kFailed, kFinished}},
       {"Read",
        Ends::normally,
        0,
@@ -322,7 +330,7 @@ class CompressedState : public support::CompressedTest, public ::testing::WithPa
       probe.failEvery(CallKind::write, ENOSPC);
       EXPECT_THROW(stream.Write(block.data(), block.size()), StringSysError);
     } else if (wanted == State::failed) {
-      stream.setFileToAppend(kRow0, false);  // a file without a heading
+      stream.giveUp();
     } else if (wanted == State::finished) {
       stream.Close();
     }

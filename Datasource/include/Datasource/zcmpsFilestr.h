@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <vector>
 
 #include "Datasource/export.h"
 #include "Datasource/fileStream.h"
@@ -72,9 +73,26 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   /// Kept as is: the new blocks overwrite the old table before the new one exists.
   void setFileToAppend(int64 endpos, bool swap);
 
+  /// Gives up what is being written: the file is not finished, by Close and the destructor neither, and what is in
+  /// it already stays there. Nothing when the stream does not write, or has finished its file.
+  /// Changes: Write takes nothing more and Close gives 0, until the next setRow0Pos, setFileToAppend or
+  ///   readFilePosInfo. A worker is ended; an error that it met and nobody was told of is a lost one.
+  /// Cost: waits for the block that a worker writes.
+  void giveUp() noexcept;
+
   /// Returns: how many blocks of this writing session did not fit their compressed form and were cut,
   ///   which loses data. Ask after Close.
   std::size_t truncatedBlocks() const noexcept;
+
+  /// The logical positions of a block: from `begin` up to, and without, `end`.
+  struct LogicalRange {
+    int64 begin;
+    int64 end;
+  };
+  /// Returns: where the blocks lie that truncatedBlocks counts, in their order. Ask after Close: what a worker that
+  ///   is alive has cut is not among them.
+  /// Raises: std::bad_alloc.
+  std::vector<LogicalRange> truncatedRanges() const;
 
   /// Reads case data at the current logical position.
   /// Requires: the stream is not writing (assertion; 0 then).
