@@ -14,8 +14,6 @@ LAYER_OF = {
     "Datasource/platform/windows": "platform, windows",
     "Datasource/include/Datasource/sortTemp": "codecs",
     "Datasource/src/sortTemp": "codecs",
-    "Datasource/src/arithmetic.h": "form",
-    "Datasource/src/compressedForm.h": "form",
     "Datasource/form": "form",
     "Datasource/include": "public headers",
     "Datasource/src": "streams",

@@ -1,5 +1,5 @@
-#ifndef DATASOURCE_SRC_ARITHMETIC_H
-#define DATASOURCE_SRC_ARITHMETIC_H
+#ifndef DATASOURCE_FORM_ARITHMETIC_H
+#define DATASOURCE_FORM_ARITHMETIC_H
 
 #include <cstddef>
 #include <cstdint>
