@@ -4,8 +4,10 @@
 #include <cstddef>
 
 #include "Datasource/file.h"
-#include "Datasource/sortTemp/zlibCompress.h"
+#include "blockReader.h"
 #include "compressedForm.h"
+
+using datasource::form::BlockBuffers;
 
 /// How the faults of a block are reported: as assertions with the reporter's own words, or, for a fetch
 /// ahead of the reader, not at all (the reader meets the fault when it asks for the block).
@@ -21,19 +23,9 @@ struct FaultReport {
 
 inline constexpr FaultReport kNoReport{nullptr, nullptr, 0};
 
-/// Where the bytes of a block go: two buffers with room for `blockSize` bytes each.
-struct BlockBuffers {
-  unsigned char* compressed;
-  unsigned char* plain;
-  std::size_t blockSize;
-  /// The most that is decompressed into `plain`, to notice a block that is longer than recorded.
-  std::size_t capacity;
-};
-
 /// Decompresses the `count` bytes of a block that were read into the buffers.
 /// Returns: whether exactly the recorded block came out, the stream's check value included.
-bool unpackBlock(zlibCompressBlock& codec, const bInfo& record, const BlockBuffers& buffers, std::size_t count,
-                 const FaultReport& report);
+bool unpackBlock(const bInfo& record, const BlockBuffers& buffers, std::size_t count, const FaultReport& report);
 
 /// Reads a block's compressed bytes into `compressed`, which has room for `blockSize` bytes. Nothing is read
 /// for a record whose numbers cannot be right. `ahead` of the reader a failure leaves no mark on the file.
@@ -43,7 +35,6 @@ std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned c
 
 /// Reads a block's compressed bytes and decompresses them.
 /// Returns: whether exactly the recorded block came out. Raises: 1003.
-bool readBlock(VORN_File& file, zlibCompressBlock& codec, const bInfo& record, const BlockBuffers& buffers,
-               const FaultReport& report);
+bool readBlock(VORN_File& file, const bInfo& record, const BlockBuffers& buffers, const FaultReport& report);
 
 #endif

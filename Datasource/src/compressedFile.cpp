@@ -113,7 +113,7 @@ bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 
   // Kept as is: here the stream's own position is compared, not the block's.
   const bool fits = endpos >= last.orginalPos && endpos <= lastEnd;
   if (!DATASOURCE_ASSERT(fits && filePos == endpos, "fFilePos == endpos", kSource) ||
-      !readBlock(*pRealFile, fCodec, last, Buffers(), {L"outCount == bInfo.orginalSize", kSource, __LINE__})) {
+      !readBlock(*pRealFile, last, Buffers(), {L"outCount == bInfo.orginalSize", kSource, __LINE__})) {
     return false;
   }
   StartWriting(last.orginalPos, last.translatePos);

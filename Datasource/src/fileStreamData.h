@@ -53,7 +53,8 @@ class VORN_FileStream::Data {
   bool TakeRecord(const void* source, std::size_t size, int64 place) noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, place);
     const std::size_t valid = ValidBytes();
-    if (valid == kBlockSize || !TakesWrites() || offset > valid || size == 0 || size >= kBlockSize - offset || !file->IsOpen()) {
+    if (valid == kBlockSize || !TakesWrites() || offset > valid || size == 0 || size >= kBlockSize - offset ||
+        !file->IsOpen()) {
       return false;
     }
     copyRecord(buffer + offset, static_cast<const unsigned char*>(source), size);

@@ -33,7 +33,7 @@ std::size_t PreIOThread_R_D::readBlockAt(int64 fpos, unsigned char* dest, const 
   }
   const auto capacity = static_cast<std::size_t>(std::max(record.orginalSize, 0));
   const BlockBuffers buffers{pCompBuf.get(), dest, stBlockSize, capacity};
-  return readBlock(*pFile, codec, record, buffers, report) ? capacity : 0;
+  return readBlock(*pFile, record, buffers, report) ? capacity : 0;
 }
 
 std::size_t PreIOThread_R_D::deliver(unsigned char* dest, std::size_t reqSize, int64 fpos) {

@@ -18,7 +18,7 @@
 ///   what                                  | whose
 ///   --------------------------------------+-------------------------------------------------------------
 ///   fpNextPos, fpCurPos, pPreBuf, pCompBuf,| whoever holds mutex
-///   stCurSize, codec                      |
+///   stCurSize                             |
 ///   the right to request                  | the client, from its wait on semReady until the worker posts
 ///                                         | it again behind a finished fetch
 ///   bEnd                                  | both (atomic)
@@ -51,7 +51,7 @@ class PreIOThread_R_D final : public PreIOThreadBase {
   sfSemaphore semReady{1};
   sfSemaphore semWork{0};
   RefCountPtr<VORN_File> pFile;
-  zlibCompressBlock codec;
+  [[maybe_unused]] zlibCompressBlock codec;  // prescribed; blocks go through the form's codec
   filePosInfo* pPosInfo;
   int64 fpNextPos = -1;
   int64 fpCurPos = -1;
@@ -71,7 +71,7 @@ class PreIOThread_R_D final : public PreIOThreadBase {
 ///   pCompBuf, fpCurReadPos,         | whoever took semReadDone, until it or the read thread (woken
 ///   fpNextReadPos                   | through semReadWork) gives it back
 ///   pPlainBuf, fpCurDecompressPos,  | whoever took semDecompDone, until it or the decompress thread (woken
-///   fpNextDecompressPos, codec      | through semDecompWork) gives it back
+///   fpNextDecompressPos             | through semDecompWork) gives it back
 ///   bReadEnd, bCompressEnd          | all (atomic)
 ///
 /// Kept as is: the end request wakes only the decompress thread; the read thread ends with the pool.
@@ -106,7 +106,7 @@ class PreIOThread_Tri_R_D : public PreIOThreadBase {
   bool decompressHolding(int64 fpos, const bInfo& record, Report report);
   bool readCompressed(int64 fpos, Report report);
 
-  zlibCompressBlock codec;
+  [[maybe_unused]] zlibCompressBlock codec;  // prescribed; blocks go through the form's codec
   filePosInfo* pPosInfo;
   RefCountPtr<VORN_File> pFile;
   newThreadForRead* pReadCallBack = nullptr;              // owned by the pool

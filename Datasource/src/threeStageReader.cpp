@@ -95,7 +95,7 @@ bool PreIOThread_Tri_R_D::decompressHolding(int64 fpos, const bInfo& record, Rep
     faults.raise();
     return false;
   }
-  return unpackBlock(codec, record, {pCompBuf.get(), pPlainBuf.get(), stBlockSize, stBlockSize}, stReadCount, faults);
+  return unpackBlock(record, {pCompBuf.get(), pPlainBuf.get(), stBlockSize, stBlockSize}, stReadCount, faults);
 }
 
 bool PreIOThread_Tri_R_D::decompressAt(int64 fpos, Report report) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "arithmetic.h"
+#include "blockWriting.h"
 
 namespace {
 
@@ -61,22 +62,24 @@ void PreIOThread_W_C::writeOut() {
 
 void PreIOThread_W_C::writeBlock() {
   const auto temporary = std::make_unique_for_overwrite<unsigned char[]>(stBlockSize);
-  std::size_t outCount = stBlockSize;
-  blockCompress(codec, pInBuf.get(), stInSize, temporary.get(), outCount);
-  const bInfo record{fpOrgPos, fpCompPos, low32Signed(stInSize), low32Signed(outCount)};
-  std::memcpy(pOutBuf.get(), temporary.get(), outCount);
-  stOutCount = outCount;
-  if (stOutCount != 0) {
-    writeOut();
+  const CompressedBlock block = compressForFile(pInBuf.get(), stInSize, temporary.get(), stBlockSize);
+  if (block.size == 0) {
+    failed = true;
+    reportNothingMade();
+    return;
   }
+  const bInfo record{fpOrgPos, fpCompPos, low32Signed(stInSize), low32Signed(block.size)};
+  std::memcpy(pOutBuf.get(), temporary.get(), block.size);
+  stOutCount = block.size;
+  writeOut();
   pPosInfo->add(record);
-  // Kept as is: a block whose compressed form did not fit is written cut. It is noted.
-  if (!codec.complete()) {
+  // Kept as is: a block whose compressed form did not fit is written cut. It is noted when data are lost.
+  if (block.losesData) {
     cut.push_back(record);
     ++truncated;
   }
   fpOrgPos = positionPlus(fpOrgPos, stInSize);
-  fpCompPos = positionPlus(fpCompPos, outCount);
+  fpCompPos = positionPlus(fpCompPos, block.size);
 }
 
 bool PreIOThread_W_C::writeThreadStep() {

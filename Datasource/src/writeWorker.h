@@ -49,7 +49,11 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   /// Requires: the thread has ended.
   void raiseError();
 
-  /// Returns: how many blocks did not fit their compressed form and were cut. Threads: any.
+  /// Returns: whether a block was not written, be it that no error tells so because an assertion's report
+  ///   returned. Threads: any.
+  bool hasFailed() const noexcept { return failed; }
+
+  /// Returns: how many blocks lost data because they did not fit their compressed form. Threads: any.
   std::size_t truncatedBlocks() const noexcept { return truncated; }
 
   /// Returns: the records of those blocks. Requires: the thread has ended.
@@ -62,7 +66,7 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   sfSemaphore semWork{0};
   sfSemaphore semFree{1};
   RefCountPtr<VORN_File> pFile;
-  zlibCompressBlock codec;
+  [[maybe_unused]] zlibCompressBlock codec;  // prescribed; blocks go through the form's codec
   filePosInfo* pPosInfo;
   std::unique_ptr<unsigned char[]> pOutBuf;
   std::size_t stOutCount = 0;
@@ -72,8 +76,8 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   std::unique_ptr<unsigned char[]> pInBuf;
   std::size_t stBlockSize;
   std::size_t stInSize = 0;
-  bool failed = false;       // an error happened: what comes is dropped
-  std::exception_ptr error;  // the error, until it was raised
+  std::atomic<bool> failed = false;  // a block was not written: what comes is dropped
+  std::exception_ptr error;          // the error, until it was raised
   std::vector<bInfo> cut;
   std::atomic<std::size_t> truncated = 0;
 };

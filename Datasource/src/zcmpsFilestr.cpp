@@ -145,7 +145,7 @@ std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
   // The source is never written through.
   ReadRequest request{static_cast<unsigned char*>(const_cast<void*>(src)), n, &fFilePos};
   fData->Write(request);
-  return n;
+  return n - request.remaining;
 }
 
 int zcmpsFilestr::Seek(int64 offset, SeekDirection from) {
@@ -173,7 +173,9 @@ int zcmpsFilestr::Close() {
     fData->EndWorker();
     return fData->Now() == Data::State::failed ? 0 : 1;
   }
-  fData->Finish();
+  if (!fData->Finish()) {
+    return 0;
+  }
   const bool opened = VORN_FileStream::Open(GetNameStr(), ExtNameStr(), "rb") != 0;
   UseFile();
   if (!opened) {

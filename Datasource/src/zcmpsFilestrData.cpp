@@ -11,6 +11,7 @@
 #include "Datasource/platform/throwError.h"
 #include "arithmetic.h"
 #include "blockReading.h"
+#include "blockWriting.h"
 #include "readRequest.h"
 #include "readWorkers.h"
 
@@ -89,7 +90,7 @@ void zcmpsFilestr::Data::Write(ReadRequest& request) {
   if (state == State::writing) {
     state = State::interrupted;  // until all of the request is taken
   }
-  while (request.remaining > 0) {
+  while (request.remaining > 0 && TakesData()) {
     if (availBuffSize == 0) {
       Flush();  // the buffer is full because an earlier flush raised
     }
@@ -122,26 +123,44 @@ void zcmpsFilestr::Data::Flush() {
       Fail();
       throw;
     }
+    if (Writer() != nullptr && Writer()->hasFailed()) {
+      Fail();
+    }
   } else {
     CompressAndWrite(count);
+  }
+  if (state == State::failed) {
+    return;
   }
   fpos = positionPlus(fpos, count);
   availBuffSize = kBlockSize;
   pBuffCur = fBuffer;
 }
 
+/// Writes the buffer's first `count` bytes as a block. Where the codec makes nothing of them, writing has failed.
 void zcmpsFilestr::Data::CompressAndWrite(std::size_t count) {
   const auto output = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
-  std::size_t outCount = kBlockSize;
-  blockCompress(fCodec, fBuffer, count, output.get(), outCount);
-  pRealFile->WriteWhole(output.get(), outCount, fRealPos);
-  const bInfo record{fpos, fRealPos, low32Signed(count), low32Signed(outCount)};
-  // Kept as is: a block whose compressed form did not fit is written cut. It is noted, once, however often it is tried.
-  if (!fCodec.complete() && (cut.empty() || cut.back().orginalPos != fpos)) {
+  const CompressedBlock block = compressForFile(fBuffer, count, output.get(), kBlockSize);
+  if (block.size == 0) {
+    // A record of no bytes would make the whole file unreadable.
+    Fail();
+    reportNothingMade();
+    return;
+  }
+  pRealFile->WriteWhole(output.get(), block.size, fRealPos);
+  const bInfo record{fpos, fRealPos, low32Signed(count), low32Signed(block.size)};
+  // Kept as is: a block whose compressed form did not fit is written cut. It is noted when data are lost, once, however
+  // often it is tried.
+  if (block.losesData && (cut.empty() || cut.back().orginalPos != fpos)) {
     cut.push_back(record);
   }
   pPosInfo->add(record);
-  fRealPos = positionPlus(fRealPos, outCount);
+  fRealPos = positionPlus(fRealPos, block.size);
+}
+
+/// Returns: the worker, if there is one that writes.
+const PreIOThread_W_C* zcmpsFilestr::Data::Writer() const noexcept {
+  return dynamic_cast<const PreIOThread_W_C*>(fpIOThread.get());
 }
 
 std::unique_ptr<PreIOThread_W_C> zcmpsFilestr::Data::TakeWriter() noexcept {
@@ -172,22 +191,28 @@ void zcmpsFilestr::Data::EndOfData() {
     Fail();
     throw;
   }
+  if (ending->hasFailed()) {
+    Fail();
+  }
   NoteCut(*ending);
   // From here on this thread writes, should the owner write on after a Close that raised.
   fRealPos = pPosInfo->collectedEnd(FirstBlockPos());
 }
 
-void zcmpsFilestr::Data::Finish() {
+bool zcmpsFilestr::Data::Finish() {
   Flush();
   EndOfData();
+  if (state == State::failed) {
+    return false;
+  }
   WriteTableAndHeading();
   state = State::finished;
   pRealFile->Close();
+  return true;
 }
 
 std::size_t zcmpsFilestr::Data::TruncatedBlocks() const noexcept {
-  const auto* const writer = dynamic_cast<const PreIOThread_W_C*>(fpIOThread.get());
-  return cut.size() + (writer != nullptr ? writer->truncatedBlocks() : 0);
+  return cut.size() + (Writer() != nullptr ? Writer()->truncatedBlocks() : 0);
 }
 
 // ---- Reading
@@ -232,7 +257,7 @@ bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
   }
   asked = record;
   if (fpIOThread == nullptr) {
-    return pRealFile != nullptr && readBlock(*pRealFile, fCodec, record, Buffers(), {L"0", kSource, __LINE__});
+    return pRealFile != nullptr && readBlock(*pRealFile, record, Buffers(), {L"0", kSource, __LINE__});
   }
   if (!DATASOURCE_ASSERT(isUsable(record), "0", kSource)) {
     return false;

@@ -48,12 +48,15 @@
 ///   Write                       | =         =         =         | =         writing     =         | =         =
 ///     it raises, with no worker |                               | interrupted =         =         |
 ///     the worker's error        |                               | failed                          |
+///     nothing can be compressed |                               | failed      failed      failed    |
 ///   Flush                       | =         =         =         | =         =           =         | =         =
 ///     it raises, with no worker |                               | =         =           =         |
 ///     the worker's error        |                               | failed                          |
+///     nothing can be compressed |                               | failed      failed      failed    |
 ///   Close                       | =         =         =         | finished  finished    finished  | =         =
 ///     it raises, with no worker |                               | =         =           =         |
 ///     the worker's error        |                               | failed                          |
+///     nothing can be compressed |                               | failed      failed      failed    |
 ///     it raises later           |                               | finished  finished    finished  |
 ///   another file is opened      | =         plain     plain     | failed    failed      failed    | =         =
 ///
@@ -109,7 +112,8 @@ class zcmpsFilestr::Data {
     availBuffSize -= size;
     return true;
   }
-  /// Takes the whole request. Requires: TakesData, and it starts where the buffer ends.
+  /// Takes the whole request, or what comes before a block of which the codec makes nothing: writing has failed then.
+  /// Requires: TakesData, and it starts where the buffer ends.
   /// Raises: 1002; the request has then advanced by the bytes taken.
   void Write(ReadRequest& request);
   /// Makes a block of the bytes in the buffer, if there are any. Raises: 1002; without a worker they then stay there.
@@ -117,9 +121,10 @@ class zcmpsFilestr::Data {
   /// Returns: whether a write at `position` goes on where the buffer ends.
   bool GoesOnAt(int64 position) const noexcept { return distanceFrom(fpos, position) == kBlockSize - availBuffSize; }
   /// Writes the last block, the table and the heading, and closes the file.
+  /// Returns: whether it did; false when writing has failed meanwhile.
   /// Raises: 1002, the worker's error. Finished once the heading is written.
-  void Finish();
-  /// Returns: how many blocks were cut in this session, by the live worker too.
+  bool Finish();
+  /// Returns: how many blocks lost data in this session, by the live worker too.
   std::size_t TruncatedBlocks() const noexcept;
   /// Returns: the records of those blocks, the live worker's apart.
   const std::vector<bInfo>& CutBlocks() const noexcept { return cut; }
@@ -161,6 +166,7 @@ class zcmpsFilestr::Data {
   void EndOfData();
   void NoteCut(const PreIOThread_W_C& ended);
   void WriteTableAndHeading();
+  const PreIOThread_W_C* Writer() const noexcept;
   std::unique_ptr<PreIOThread_W_C> TakeWriter() noexcept;
   void Fail() noexcept;
 
@@ -189,8 +195,8 @@ class zcmpsFilestr::Data {
   int64 fCaseStartPos = 0;
   int64 fpos = -1;  // -1: no block is loaded
   int64 fRealPos = 0;
-  VORN_File* pRealFile;  // the base stream's file, fetched anew by every operation
-  zlibCompressBlock fCodec;
+  VORN_File* pRealFile;                       // the base stream's file, fetched anew by every operation
+  [[maybe_unused]] zlibCompressBlock fCodec;  // blocks go through the form's codec
   std::unique_ptr<filePosInfo> pPosInfo;
   std::unique_ptr<PreIOThreadBase> fpIOThread;  // declared behind pPosInfo: it goes first
   unsigned char* pBuffCur = fBuffer;
@@ -199,7 +205,7 @@ class zcmpsFilestr::Data {
   // Behind the fixed layout.
   State state = State::plain;
   unsigned int openings;   // of the base stream, when it opened pRealFile
-  std::vector<bInfo> cut;  // blocks of this session that did not fit their compressed form, the live worker's apart
+  std::vector<bInfo> cut;  // blocks of this session that lost data to their compressed form, the live worker's apart
   bInfo asked{};           // the block last asked for since reading began, or since its worker was started
 };
 

@@ -23,27 +23,6 @@ int runSteps(void* prtData, bool (PreIOThreadBase::*step)()) {
 
 }  // namespace
 
-std::size_t blockCompress(zlibCompressBlock& codec, unsigned char* source, std::size_t inCount, unsigned char* dest,
-                          std::size_t& outCount) {
-  const int ret = codec.compressBlock(source, inCount, dest, outCount);
-  if (!DATASOURCE_ASSERT(ret != 0, "ret != 0", kSource)) {
-    outCount = 0;
-  }
-  return outCount;
-}
-
-std::size_t blockDecompress(zlibCompressBlock& codec, unsigned char* source, std::size_t inCount, unsigned char* dest,
-                            std::size_t& outCount, bool report) {
-  const int ret = codec.decompressBlock(source, inCount, dest, outCount);
-  if (ret == 0) {
-    outCount = 0;
-    if (report) {
-      DATASOURCE_ASSERT(false, "ret!= 0", kSource);
-    }
-  }
-  return outCount;
-}
-
 int PreIOThreadBase::newThreadForRead::callBack(void* prtData) {
   return runSteps(prtData, &PreIOThreadBase::readThreadStep);
 }

@@ -7,19 +7,6 @@
 #include "Datasource/platform/threads.h"
 #include "Datasource/platform/types.h"
 #include "Datasource/refCount.h"
-#include "Datasource/sortTemp/zlibCompress.h"
-
-/// Compresses a block with the codec; nothing produced is an assertion ("ret != 0").
-/// Returns: the compressed length, also stored in `outCount`, on entry the capacity of `dest`.
-std::size_t blockCompress(zlibCompressBlock& codec, unsigned char* source, std::size_t inCount, unsigned char* dest,
-                          std::size_t& outCount);
-
-/// Decompresses a block with the codec; nothing produced is an assertion ("ret!= 0"), unless `report` is
-/// false.
-/// Returns: the length produced, also stored in `outCount`, on entry the capacity of `dest`; 0 when
-///   nothing was.
-std::size_t blockDecompress(zlibCompressBlock& codec, unsigned char* source, std::size_t inCount, unsigned char* dest,
-                            std::size_t& outCount, bool report = true);
 
 /// Base of the background workers: makes, starts, stops and releases the thread pool whose thread runs
 /// the worker's step over and over. The subclasses supply the requests and the steps.

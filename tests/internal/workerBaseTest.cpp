@@ -14,7 +14,7 @@
 #include "threadSeam.h"
 #include "zcmpsPreIOThread.h"
 
-// What all workers share: the pool's life, the loop of its thread, the codec functions.
+// What all workers share: the pool's life, the loop of its thread.
 
 namespace {
 
@@ -180,48 +180,6 @@ TEST_F(WorkerBase, CallbacksAreMadeWithoutData) {
   NotingWorker::newThreadForRead reading;
   EXPECT_EQ(reading.getMsgData(), nullptr);
   EXPECT_EQ(reading.getCallbackData(), nullptr);
-}
-
-class BlockCodec : public ::testing::Test {
- protected:
-  void expectReport(const std::string& text) {
-    const auto reports = assertions.take();
-    ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].expression, text);
-    EXPECT_EQ(reports[0].file, support::kWorkerSource);
-  }
-
-  support::AssertionRecorder assertions;
-  zlibCompressBlock codec;
-  std::string input = support::caseBytes(0, 2000);
-  std::string output = std::string(4000, '\0');
-  unsigned char* const source = reinterpret_cast<unsigned char*>(input.data());
-  unsigned char* const dest = reinterpret_cast<unsigned char*>(output.data());
-};
-
-TEST_F(BlockCodec, CompressingReturnsTheCountProduced) {
-  std::size_t count = output.size();
-  EXPECT_EQ(blockCompress(codec, source, input.size(), dest, count), count);
-  EXPECT_EQ(output.substr(0, count), support::zipped(input));
-}
-
-TEST_F(BlockCodec, CompressingToNothingIsAssertedOn) {
-  std::size_t count = 0;
-  EXPECT_EQ(blockCompress(codec, source, input.size(), dest, count), 0U);
-  expectReport("ret != 0");
-}
-
-TEST_F(BlockCodec, DecompressingReturnsTheCountProduced) {
-  std::string stream = support::zipped(input);
-  std::size_t count = output.size();
-  EXPECT_EQ(blockDecompress(codec, reinterpret_cast<unsigned char*>(stream.data()), stream.size(), dest, count), 2000U);
-  EXPECT_EQ(count, 2000U);
-}
-
-TEST_F(BlockCodec, DecompressingToNothingIsAssertedOnWithoutTheBlank) {
-  std::size_t count = output.size();
-  EXPECT_EQ(blockDecompress(codec, source, input.size(), dest, count), 0U);
-  expectReport("ret!= 0");
 }
 
 }  // namespace

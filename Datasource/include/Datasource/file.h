@@ -12,8 +12,6 @@
 #include "Datasource/platform/types.h"
 #include "Datasource/refCount.h"
 
-struct bInfo;
-
 /// Turns the encryption of file contents on or off for raw files constructed from now on; off at
 /// start. Contents are enciphered when this is on AND encryption was asked for at construction.
 ///
@@ -107,8 +105,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   friend class zcmpsFilestr;
   friend class PreIOThread_W_C;
   friend class multiThreadForFilestr;
-  friend std::size_t readCompressedBytes(VORN_File& file, const bInfo& record, unsigned char* compressed,
-                                         std::size_t blockSize, bool ahead);
+  friend class FileReader;
   friend struct VORN_FilePeer;  // the tests' view of the fields
 
   /// Which side of the catalogue an error belongs to.

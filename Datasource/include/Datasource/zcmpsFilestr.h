@@ -80,8 +80,8 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   /// Cost: waits for the block that a worker writes.
   void giveUp() noexcept;
 
-  /// Returns: how many blocks of this writing session did not fit their compressed form and were cut,
-  ///   which loses data. Ask after Close.
+  /// Returns: how many blocks of this writing session lost data because they did not fit their compressed form and
+  ///   were cut. A block of which the check value alone was cut is whole, and not counted. Ask after Close.
   std::size_t truncatedBlocks() const noexcept;
 
   /// The logical positions of a block: from `begin` up to, and without, `end`.
