@@ -1,11 +1,21 @@
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <optional>
 
 #include "Datasource/platform/assertion.h"
 #include "arithmetic.h"
 #include "blockReading.h"
+#include "fileReader.h"
+#include "formReading.h"
 #include "zcmpsFilestrData.h"
+
+using datasource::form::AppendExtent;
+using datasource::form::Fault;
+using datasource::form::FormReading;
+using datasource::form::needsProofOfLastBlock;
+using datasource::form::overwrittenByAppend;
+using datasource::form::Rule;
+using datasource::form::TableRecord;
 
 // Heading, table and last block: what a session with a compressed file begins and ends with.
 
@@ -13,9 +23,21 @@ namespace {
 
 constexpr const wchar_t* kSource = L"Datasource/src/zcmpsFilestr";
 
-/// Returns: the length in bytes that a table's header record declares.
-std::size_t declaredLength(const unsigned char* table, bool swap) noexcept {
-  return tableLength(static_cast<std::size_t>(decode<bInfo>(table, swap).translateSize));
+/// Reports the rule that hinders using a table whose header record is `header`.
+void report(const Fault& fault, const bInfo& header) {
+  switch (fault.rule) {
+    case Rule::headerHasMark:
+    case Rule::headerBlockSizeIsSize:
+    case Rule::headerCountIsCount:
+      filePosInfo::requireHeader(header);
+      return;
+    case Rule::tableHidesNoBlock:
+      datasource::platform::reportAssertion(L"chInfo._infoPos == blocksEnd && \"Position table hides blocks!\"",
+                                            kSource, __LINE__);
+      return;
+    default:
+      datasource::platform::reportAssertion(L"ret == chInfo._size", kSource, __LINE__);
+  }
 }
 
 }  // namespace
@@ -47,76 +69,75 @@ bool zcmpsFilestr::Data::ReadHeading(int64 position, bool swap, const wchar_t* m
   return whole;
 }
 
-std::unique_ptr<unsigned char[]> zcmpsFilestr::Data::ReadTable(const compressionHeading& heading) {
-  std::unique_ptr<unsigned char[]> bytes;
-  std::size_t ret = 0;
-  const int64 fileSize = pRealFile->Size();
-  if (heading._infoPos >= 0 && heading._infoPos <= fileSize && heading._size >= static_cast<int64>(kRecordSize) &&
-      heading._size <= fileSize - heading._infoPos && heading._size <= INT32_MAX) {
-    const auto size = static_cast<std::size_t>(heading._size);
-    bytes = std::make_unique_for_overwrite<unsigned char[]>(size + 1);
-    ret = pRealFile->Read(bytes.get(), size, heading._infoPos);
+/// Reads the table that a heading names. Returns: nothing when a rule hinders using it, which is reported then.
+std::optional<zcmpsFilestr::Data::StoredTable> zcmpsFilestr::Data::ReadTable(const compressionHeading& heading,
+                                                                             bool swap) {
+  FileReader reader(*pRealFile);
+  FormReading form(reader, fCaseStartPos, swap, FormReading::Leave::atFirstHindrance);
+  StoredTable table;
+  if (form.useHeading(heading) && form.readTableHeader() && firstHindrance(form.faults()) == nullptr) {
+    table.bytes.resize(kRecordSize);
+    encode(form.tableHeader(), table.bytes.data(), swap);
+    form.readRecords([&table](const TableRecord& record) {
+      table.bytes.insert(table.bytes.end(), record.stored, record.stored + kRecordSize);
+    });
+    table.blocksEnd = form.blocksEnd();
   }
-  if (!DATASOURCE_ASSERT(bytes != nullptr && ret == static_cast<std::size_t>(heading._size), "ret == chInfo._size",
-                         kSource)) {
-    bytes.reset();
+  if (const Fault* const hindrance = firstHindrance(form.faults()); hindrance != nullptr) {
+    report(*hindrance, form.tableHeader());
+    return std::nullopt;
   }
-  return bytes;
+  return table;
 }
 
 bool zcmpsFilestr::Data::LoadTable(const compressionHeading& heading, bool swap) {
-  const auto table = ReadTable(heading);
-  const auto length = static_cast<std::size_t>(heading._size);
-  if (table == nullptr || !pPosInfo->loadForRead(table.get(), length, swap)) {
-    return false;
-  }
-  // A position that the table puts elsewhere would deliver another place's bytes.
-  const bool sound = declaredLength(table.get(), swap) == length &&
-                     pPosInfo->isWhole(fCaseStartPos, FirstBlockPos(), heading._infoPos);
-  if (!sound) {
-    pPosInfo->loadNothing();  // before the report: its handler may throw
-  }
-  return DATASOURCE_ASSERT(sound, "ret == chInfo._size", kSource);
+  const auto table = ReadTable(heading, swap);
+  return table && pPosInfo->loadForRead(table->bytes.data(), table->bytes.size(), swap);
 }
 
 bool zcmpsFilestr::Data::ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos) {
-  const auto table = ReadTable(heading);
-  if (table == nullptr) {
+  const auto table = ReadTable(heading, swap);
+  if (!table) {
     return false;
   }
-  const auto length = static_cast<std::size_t>(heading._size);
-  const bInfo last = pPosInfo->loadForAppend(table.get(), length, swap);
-  if (last.orginalPos == kNoBlockMark ||
-      !DATASOURCE_ASSERT(declaredLength(table.get(), swap) == length, "ret == chInfo._size", kSource)) {
-    return false;
-  }
-  if (length == tableLength(0)) {
-    StartWriting(fCaseStartPos, FirstBlockPos());
+  const bInfo last = pPosInfo->loadForAppend(table->bytes.data(), table->bytes.size(), swap);
+  if (!table->hasBlocks()) {
+    const AppendExtent extent = overwrittenByAppend(fCaseStartPos, std::nullopt);
+    StartWriting(extent.logicalPos, extent.filePos);
     return true;
   }
-  // The blocks and what is written behind them must not hit anything else.
-  return DATASOURCE_ASSERT(pPosInfo->isWholeUpTo(last, fCaseStartPos, FirstBlockPos(), heading._infoPos),
-                           "ret == chInfo._size", kSource) &&
+  return (!needsProofOfLastBlock(table->blocksEnd, heading._infoPos) || ProveLastBlock(last)) &&
          ReopenLastBlock(last, endpos, filePos);
 }
 
+/// Reports a last block that does not come out whole of exactly its recorded bytes: behind them might lie more of it,
+/// which the next block would overwrite.
+bool zcmpsFilestr::Data::ProveLastBlock(const bInfo& last) {
+  FileReader reader(*pRealFile);
+  const datasource::form::BlockResult result = datasource::form::readBlock(reader, last, Buffers());
+  const bool proven = result.state == datasource::form::BlockState::sound &&
+                      result.consumed == static_cast<std::size_t>(last.translateSize);
+  return DATASOURCE_ASSERT(proven, "consumed == bInfo.translateSize && \"Last block does not fill its record!\"",
+                           kSource);
+}
+
 bool zcmpsFilestr::Data::ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos) {
-  const int64 lastEnd = positionPlus(last.orginalPos, last.orginalSize);
-  if (last.orginalSize == static_cast<std::int32_t>(kBlockSize)) {
-    if (!DATASOURCE_ASSERT(lastEnd == endpos, "fData->fpos == endpos", kSource)) {
+  const AppendExtent extent = overwrittenByAppend(fCaseStartPos, last);
+  if (!extent.reopens) {
+    if (!DATASOURCE_ASSERT(extent.logicalPos == endpos, "fData->fpos == endpos", kSource)) {
       return false;
     }
     pPosInfo->add(last);
-    StartWriting(lastEnd, positionPlus(last.translatePos, last.translateSize));
+    StartWriting(extent.logicalPos, extent.filePos);
     return true;
   }
   // Kept as is: here the stream's own position is compared, not the block's.
-  const bool fits = endpos >= last.orginalPos && endpos <= lastEnd;
+  const bool fits = endpos >= last.orginalPos && endpos <= positionPlus(last.orginalPos, last.orginalSize);
   if (!DATASOURCE_ASSERT(fits && filePos == endpos, "fFilePos == endpos", kSource) ||
       !readBlock(*pRealFile, last, Buffers(), {L"outCount == bInfo.orginalSize", kSource, __LINE__})) {
     return false;
   }
-  StartWriting(last.orginalPos, last.translatePos);
+  StartWriting(extent.logicalPos, extent.filePos);
   const auto kept = static_cast<std::size_t>(endpos - last.orginalPos);
   pBuffCur = fBuffer + kept;
   availBuffSize = kBlockSize - kept;

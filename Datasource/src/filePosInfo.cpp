@@ -2,29 +2,30 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 
 #include "Datasource/platform/assertion.h"
 #include "arithmetic.h"
+#include "formRules.h"
+
+using datasource::form::Fault;
+using datasource::form::Rule;
 
 namespace {
 
 constexpr const wchar_t* kSource = L"Datasource/src/filePosInfo";
 constexpr bInfo kNoBlock{kNoBlockMark, 0, 0, 0};
 
-/// Where the next block must begin, logically and in the file, if there is no gap.
-struct Chain {
-  int64 plainEnd;
-  int64 fileEnd;
-
-  /// Returns: whether the record follows, usable; the next one must then follow it.
-  bool operator()(const bInfo& record) noexcept {
-    const bool follows = isUsable(record) && record.orginalPos == plainEnd && record.translatePos == fileEnd;
-    plainEnd = positionPlus(plainEnd, record.orginalSize);
-    fileEnd = positionPlus(fileEnd, record.translateSize);
-    return follows;
+/// Returns: the expression that reports a rule of the header record.
+const wchar_t* textOf(Rule rule) noexcept {
+  switch (rule) {
+    case Rule::headerHasMark:
+      return L"firstRecord.orginalPos == -100";
+    case Rule::headerBlockSizeIsSize:
+      return L"firstRecord.orginalSize > 0";
+    default:
+      return L"firstRecord.translateSize >= 0";
   }
-};
+}
 
 /// Returns: whether a position at or behind the record's start lies behind its end.
 bool isBehind(const bInfo& record, int64 position) noexcept {
@@ -55,12 +56,18 @@ std::pair<const unsigned char*, std::size_t> filePosInfo::serialise() {
   return {outBuffer.get(), length};
 }
 
+bool filePosInfo::requireHeader(const bInfo& header) {
+  std::vector<Fault> faults;
+  datasource::form::checkHeaderAlone(header, faults);
+  for (const Fault& fault : faults) {
+    datasource::platform::reportAssertion(textOf(fault.rule), kSource, __LINE__);
+  }
+  return faults.empty();
+}
+
 filePosInfo::HeaderCheck filePosInfo::checkHeader(const unsigned char* buffer, std::size_t length, bool swap) {
   const bInfo firstRecord = length < kRecordSize ? kNoBlock : decode<bInfo>(buffer, swap);
-  bool sound =
-      DATASOURCE_ASSERT(firstRecord.orginalPos == kHeaderRecordMark, "firstRecord.orginalPos == -100", kSource);
-  sound = DATASOURCE_ASSERT(firstRecord.orginalSize > 0, "firstRecord.orginalSize > 0", kSource) && sound;
-  sound = DATASOURCE_ASSERT(firstRecord.translateSize >= 0, "firstRecord.translateSize >= 0", kSource) && sound;
+  bool sound = requireHeader(firstRecord);
   if (sound) {
     const std::size_t recordsPresent = length / kRecordSize - 1;
     // The table that the header declares was not delivered.
@@ -178,16 +185,6 @@ const bInfo* filePosInfo::findAround(std::size_t guess, int64 position) const no
     }
   }
   return nullptr;
-}
-
-bool filePosInfo::isWhole(int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept {
-  Chain chain{plainStart, fileStart};
-  return std::all_of(pInfoBuffer.get(), pInfoBuffer.get() + infoCount, std::ref(chain)) && chain.fileEnd <= fileEnd;
-}
-
-bool filePosInfo::isWholeUpTo(const bInfo& last, int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept {
-  Chain chain{plainStart, fileStart};
-  return std::all_of(collected.begin(), collected.end(), std::ref(chain)) && chain(last) && chain.fileEnd <= fileEnd;
 }
 
 int64 filePosInfo::collectedEnd(int64 start) const noexcept {

@@ -43,6 +43,9 @@ class filePosInfo {
   ///   the no-block record and nothing collected.
   bInfo loadForAppend(const unsigned char* buffer, std::size_t length, bool swap);
 
+  /// Reports each rule that a header record breaks by itself. Returns: whether it breaks none.
+  static bool requireHeader(const bInfo& header);
+
   /// Makes the table for finding an empty one: nothing is found.
   void loadNothing();
 
@@ -58,12 +61,6 @@ class filePosInfo {
 
   /// Returns: whether a block holds logical position `position`.
   bool hasBlockAt(int64 position) const noexcept { return findQuietly(position).orginalPos != kNoBlockMark; }
-
-  /// Returns: whether the records loaded for finding form whole data from logical position `plainStart` on,
-  ///   compressed without a gap from file position `fileStart` to at most `fileEnd`.
-  bool isWhole(int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept;
-  /// The same of the collected records and `last` behind them.
-  bool isWholeUpTo(const bInfo& last, int64 plainStart, int64 fileStart, int64 fileEnd) const noexcept;
 
   /// Returns: the file position behind the last collected block, or `start` when there is none.
   int64 collectedEnd(int64 start) const noexcept;

@@ -51,7 +51,7 @@ class PreIOThread_R_D final : public PreIOThreadBase {
   sfSemaphore semReady{1};
   sfSemaphore semWork{0};
   RefCountPtr<VORN_File> pFile;
-  [[maybe_unused]] zlibCompressBlock codec;  // prescribed; blocks go through the form's codec
+  [[maybe_unused]] zlibCompressBlock codec;  // fixed layout; blocks go through the form's codec
   filePosInfo* pPosInfo;
   int64 fpNextPos = -1;
   int64 fpCurPos = -1;
@@ -106,7 +106,7 @@ class PreIOThread_Tri_R_D : public PreIOThreadBase {
   bool decompressHolding(int64 fpos, const bInfo& record, Report report);
   bool readCompressed(int64 fpos, Report report);
 
-  [[maybe_unused]] zlibCompressBlock codec;  // prescribed; blocks go through the form's codec
+  [[maybe_unused]] zlibCompressBlock codec;  // fixed layout; blocks go through the form's codec
   filePosInfo* pPosInfo;
   RefCountPtr<VORN_File> pFile;
   newThreadForRead* pReadCallBack = nullptr;              // owned by the pool

@@ -66,7 +66,7 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   sfSemaphore semWork{0};
   sfSemaphore semFree{1};
   RefCountPtr<VORN_File> pFile;
-  [[maybe_unused]] zlibCompressBlock codec;  // prescribed; blocks go through the form's codec
+  [[maybe_unused]] zlibCompressBlock codec;  // fixed layout; blocks go through the form's codec
   filePosInfo* pPosInfo;
   std::unique_ptr<unsigned char[]> pOutBuf;
   std::size_t stOutCount = 0;

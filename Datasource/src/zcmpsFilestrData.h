@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "Datasource/file.h"
@@ -178,9 +179,16 @@ class zcmpsFilestr::Data {
   bool AskedForLast() const noexcept;
 
   bool ReadHeading(int64 position, bool swap, const wchar_t* mismatchText, compressionHeading& heading);
-  std::unique_ptr<unsigned char[]> ReadTable(const compressionHeading& heading);
+  /// A table as it lies in the file, and where the blocks that it names end.
+  struct StoredTable {
+    std::vector<unsigned char> bytes;
+    int64 blocksEnd = 0;
+    bool hasBlocks() const noexcept { return bytes.size() > tableLength(0); }
+  };
+  std::optional<StoredTable> ReadTable(const compressionHeading& heading, bool swap);
   bool LoadTable(const compressionHeading& heading, bool swap);
   bool ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos);
+  bool ProveLastBlock(const bInfo& last);
   bool ReopenLastBlock(const bInfo& last, int64 endpos, int64 filePos);
   int64 FirstBlockPos() const noexcept { return positionPlus(fCaseStartPos, kHeadingSize); }
   BlockBuffers Buffers() noexcept { return {fCmpsBuffer, fBuffer, kBlockSize, kBlockSize}; }

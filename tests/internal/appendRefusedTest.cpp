@@ -184,6 +184,45 @@ TEST_F(AppendRefused, LastBlockWithAWrongCheckValue) {
   expectRefusal(support::kCorruptBlock);
 }
 
+/// A file of one whole block whose record gives `less` bytes too few to it.
+support::Image withShortenedRecord(std::int32_t less) {
+  support::Image image = support::Image::of(kRow0, {kBlock});
+  image.records[0].translateSize -= less;
+  return image;
+}
+
+constexpr const char* kUnprovenEnd = "consumed == bInfo.translateSize && \"Last block does not fill its record!\"";
+
+TEST_F(AppendRefused, WholeLastBlockWhoseRecordIsTooShort) {
+  // The next block would land inside it.
+  for (const std::int32_t less : {1, 3, 5}) {
+    start(withShortenedRecord(less));
+    appendAt(endOf(kBlock));
+    expectRefusal(kUnprovenEnd);
+  }
+}
+
+TEST_F(AppendRefused, WholeLastBlockWhoseRecordIsTooLongForIt) {
+  support::Image image = support::Image::of(kRow0, {kBlock});
+  image.blocks[0] += std::string(20, '.');
+  image.records[0].translateSize += 10;
+  image.heading._infoPos += 20;
+  start(image);
+  appendAt(endOf(kBlock));
+  expectRefusal(kUnprovenEnd);
+}
+
+TEST_F(AppendRefused, TableThatHidesABlock) {
+  support::Image image = support::Image::of(kRow0, {kBlock, 3000});
+  image.records.pop_back();
+  image.tableHead.translateSize = 1;
+  image.heading._size = 48;
+  start(image);
+  EXPECT_THAT(assertions.takeTexts(), testing::Contains(testing::HasSubstr("hides blocks")));
+  appendAt(endOf(kBlock));
+  expectRefusal("chInfo._infoPos == blocksEnd && \"Position table hides blocks!\"");
+}
+
 TEST_F(AppendRefused, ThrowingHandlerLeavesTheFileAlone) {
   start(support::Image::of(kRow0, {3000}));
   {

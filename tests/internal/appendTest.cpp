@@ -211,6 +211,17 @@ TEST_F(Append, JumpedWriteBehindTheEndIsRefused) {
   EXPECT_THAT(assertions.takeTexts(), ElementsAre(support::kJumpedWrite));
 }
 
+TEST_F(Append, OldTableBehindAWholeLastBlockIsOverwritten) {
+  support::Image image = support::Image::of(kRow0, {kBlock});
+  image.blocks.back() += image.table();
+  image.heading._infoPos += image.heading._size;
+  makeFile("f", image);
+  const auto stream = startAppending(folder.path("f"), endOf(kBlock));
+  writeCases(*stream, 5000);
+  EXPECT_EQ(stream->Close(), 1);
+  expectCases("f", kBlock + 5000);
+}
+
 TEST_F(Append, DestructionFinishesTheFile) {
   makeFile("f", 3000);
   {

@@ -11,6 +11,7 @@ namespace {
 using support::Image;
 using support::kBlock;
 using support::kRow0;
+using ::testing::ElementsAre;
 
 constexpr const char* kTable = "ret == chInfo._size";
 
@@ -106,6 +107,41 @@ TEST_F(HostileHeading, TableSizesThatCannotBeAreReportedBeforeAnythingIsAllocate
     bend(infoPos, size);
     expectReport("f", sound, kTable);
   }
+}
+
+TEST_F(HostileHeading, TableThatClaimsGigabytesCostsAFewReads) {
+  probe.letOthersWrite();
+  constexpr int64 kClaimed = int64{24} * 80'000'000;
+  for (const bool countAgrees : {false, true}) {
+    Image image = sound;
+    image.heading._size = kClaimed;
+    image.tableHead.translateSize = countAgrees ? 79'999'999 : 3;
+    makeFile("f", image);
+    folder.truncateTo("f", image.heading._infoPos + kClaimed);  // a hole that takes no room
+    probe.clear();
+    const auto stream = support::startReading(folder.path("f"));
+    EXPECT_THAT(assertions.takeTexts(), ElementsAre(kTable));
+    EXPECT_LE(probe.count(support::CallKind::read), 4);
+    for (const support::Call& call : probe.calls()) {
+      EXPECT_TRUE(call.kind != support::CallKind::read || call.length <= 64 * 1024) << call;
+    }
+  }
+}
+
+TEST_F(HostileHeading, RecordsThatBreakTheChainEndTheReadingOfALongTable) {
+  probe.letOthersWrite();
+  constexpr int64 kRecords = 40'000'000;
+  Image image = sound;
+  image.heading._infoPos = kRow0 + 24 + kRecords;
+  image.heading._size = 24 * (kRecords + 1);
+  image.tableHead.translateSize = kRecords;
+  makeFile("f", image);
+  folder.truncateTo("f", image.heading._infoPos + image.heading._size);
+  folder.patch("f", image.heading._infoPos, image.table());
+  probe.clear();
+  const auto stream = support::startReading(folder.path("f"));
+  EXPECT_THAT(assertions.takeTexts(), ElementsAre(kTable));
+  EXPECT_LE(probe.count(support::CallKind::read), 4);
 }
 
 TEST_F(HostileHeading, TablePositionsThatCannotBeAreReported) {
