@@ -20,6 +20,11 @@
 namespace casefile {
 namespace {
 
+std::string whoHasLocked(int holder) {
+  return (holder == 0 ? "" : " (process " + std::to_string(holder) + ")") +
+         ": wait for its end, or end it; it need not be one that may write";
+}
+
 // The library's stream behind the case data of a file. Given up before it is finished, it writes no more.
 class AppendStream {
  public:
@@ -28,7 +33,7 @@ class AppendStream {
       : file_(file), place_(layout.place), plain_(data.nameToOpen(), "rb"), stream_(plain_.get()) {
     stream_.readFilePosInfo(place_.row0, place_.swapped);
     stream_.Seek(layout.logicalEnd(), VORN_StrBaseIO::SeekFromStart);
-    openForWriting(layout.logicalEnd());
+    openForWriting(data, layout.logicalEnd());
   }
 
   ~AppendStream() {
@@ -59,13 +64,14 @@ class AppendStream {
   }
 
  private:
-  void openForWriting(int64 end) {
+  void openForWriting(const FileLock& data, int64 end) {
     try {
       stream_.setFileToAppend(end, place_.swapped);
     } catch (const SystemFileException&) {
       const int error = errno;
-      throw Failure(file_, error == EACCES ? "another program writes to it"
-                                           : "cannot be opened for writing: " + systemWords(error));
+      throw Failure(file_, error == EACCES
+                               ? "another program writes to it or has locked it" + whoHasLocked(data.holder())
+                               : "cannot be opened for writing: " + systemWords(error));
     }
   }
 
@@ -76,13 +82,21 @@ class AppendStream {
   bool finished_ = false;
 };
 
+int holderOf(const std::string& file) {
+  try {
+    return files::SystemFile::open(file, files::kOpenRead | files::kOpenNoWait).lockHolder();
+  } catch (const std::system_error&) {
+    return 0;
+  }
+}
+
 FileLock claim(const std::string& file) {
   try {
     return FileLock(file);
   } catch (const std::system_error& error) {
     const int number = error.code().value();
     if (number == EBUSY) {
-      throw Failure(file, "another append is at work");
+      throw Failure(file, "another append is at work" + whoHasLocked(holderOf(file)));
     }
     const FileSource readable(file);  // a file that cannot be read is told as every command tells it
     throw Failure(file, "cannot be written: " + systemWords(number));
@@ -143,6 +157,7 @@ void sync(FileLock& data, const std::string& file) {
 
 int append(const AppendOptions& options) {
   FileLock data = claim(options.file);
+  showAs(data.nameToOpen(), options.file);
   if (rollBack(data, options.file)) {
     say(options.file, "an append that had not finished was taken back");
   }

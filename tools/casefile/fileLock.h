@@ -22,6 +22,8 @@ class FileLock {
   files::SystemFile& contents() noexcept { return file_; }
   files::FileStatus status() const { return file_.status(); }
   files::FileIdentity identity() const { return file_.identity(); }
+  /// Returns: the id of another process that has a lock on the file, 0 when none is known.
+  int holder() const { return file_.lockHolder(); }
   /// Returns: whether the name leads to this file.
   bool isNamed(const std::string& name) const;
   /// Returns: a name under which the library opens this file, whatever has its own by now where the system can

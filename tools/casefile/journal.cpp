@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "blockCheck.h"
 #include "failure.h"
+#include "locate.h"
 
 namespace casefile {
 namespace {
@@ -21,18 +23,52 @@ constexpr char kHowOn[] =
 struct Found {
   std::string name;
   std::optional<files::SystemFile> handle;
+  std::string distrust;  // why it counts for nothing, whatever it holds; else empty
   JournalState state = JournalState::foreign;
   JournalFacts facts;
 
-  bool isUnfinished() const { return handle && state == JournalState::sound && !facts.finished; }
-  bool isDamaged() const { return handle && state == JournalState::damaged; }
+  bool counts() const { return handle && distrust.empty(); }
+  bool isUnfinished() const { return counts() && state == JournalState::sound && !facts.finished; }
+  bool isDamaged() const { return counts() && state == JournalState::damaged; }
+  // What an append leaves that has finished and cannot remove its journal.
+  bool isEmpty() const { return counts() && handle->size() == 0; }
 };
 
-bool hasName(const std::string& name) {
+// Who owns a file and who may write to it tell whether it can have come from an append to the data file: others can
+// write the right bytes. Returns: why not, or nothing.
+std::string distrustOf(const files::FileStatus& status, const std::optional<files::FileStatus>& data) {
+  constexpr std::uint32_t kWritableByOthers = 022;
+  if (status.names != 1) {
+    return "has another name too";
+  }
+  if (!status.tellsRights) {
+    return "";
+  }
+  const bool ours = status.owner == files::systemCalls().userId() || (data && status.owner == data->owner);
+  if (!ours) {
+    return "belongs to another user (" + std::to_string(status.owner) + ")";
+  }
+  return (status.mode & kWritableByOthers) != 0 ? "can be written by others" : "";
+}
+
+constexpr char kDistrusted[] =
+    "and is not believed: if that user's append was ended by force, let that user append again, else have it removed";
+
+std::optional<files::FileStatus> statusOrNone(const std::string& name) {
   try {
-    return files::statusOfName(name).has_value();
+    return files::statusOfName(name);
   } catch (const std::system_error&) {
-    return false;  // in a folder that cannot be searched
+    return std::nullopt;  // in a folder that cannot be searched
+  }
+}
+
+bool hasName(const std::string& name) { return statusOrNone(name).has_value(); }
+
+std::optional<files::FileStatus> dataStatus(const std::string& file) {
+  try {
+    return files::statusOf(file);
+  } catch (const std::system_error&) {
+    return std::nullopt;
   }
 }
 
@@ -50,8 +86,19 @@ std::optional<files::SystemFile> openJournal(const std::string& file, const std:
 Found look(const std::string& file, std::string name) {
   Found found;
   found.name = std::move(name);
+  // One that may not be read need not be, when it is not to be believed.
+  if (const auto status = statusOrNone(found.name); status && status->kind == files::FileKind::regular) {
+    found.distrust = distrustOf(*status, dataStatus(file));
+    if (!found.distrust.empty()) {
+      return found;
+    }
+  }
   if (auto opened = openJournal(file, found.name); opened) {
     found.handle.emplace(std::move(*opened));
+    found.distrust = distrustOf(found.handle->status(), dataStatus(file));
+    if (!found.distrust.empty()) {
+      return found;
+    }
     HandleSource journal(*found.handle, found.name);
     found.state = readJournal(journal, found.facts);
   }
@@ -125,8 +172,44 @@ void restore(files::SystemFile& data, ByteSource& journal, const JournalFacts& f
   data.sync();
 }
 
+bool isReadable(const Layout& layout) {
+  return std::none_of(layout.faults.begin(), layout.faults.end(),
+                      [](const Fault& fault) { return fault.hindersReading; });
+}
+
+// Of blocks that lie in the tail; a last block in front of it is not written back.
+bool lastBlockIsSound(ByteSource& source, const Layout& layout) {
+  if (layout.records.empty() || layout.records.back().orginalSize == static_cast<std::int32_t>(kBlockSize)) {
+    return true;
+  }
+  const bInfo& last = layout.records.back();
+  const StreamFacts facts = BlockChecker().check(source, last.translatePos, last.translateSize);
+  return facts.sound() && facts.plainSize == last.orginalSize;
+}
+
+// The check values of a journal are easily made: what would come out of taking back must be a sound file, and the
+// one that the journal speaks of.
+void requireSoundBefore(ByteSource& current, const files::SystemFile& journal, const Found& found) {
+  HandleSource kept(journal, found.name);
+  SourceBeforeAppend before(current, kept, found.facts);
+  const auto place = headingAt(before, found.facts.row0);
+  const Layout layout = place ? readLayout(before, *place) : Layout{};
+  if (!place || !isReadable(layout) || !isFactsOf(found.facts, before, layout) || !lastBlockIsSound(before, layout)) {
+    throw Failure(current.name(), "its journal " + found.name +
+                                      " would make no sound file of it; nothing was changed: remove the journal if "
+                                      "the file is right as it is");
+  }
+}
+
 [[noreturn]] void failMaking(const std::string& file, const std::string& name, const std::system_error& error) {
   throw Failure(file, "its journal " + name + " cannot be written: " + systemWords(error.code().value()));
+}
+
+// Whoever may append to a file may take back what another append of its owner's has left.
+void giveTo(const files::FileStatus& data, files::SystemFile& journal) {
+  if (data.owner != journal.status().owner && files::systemCalls().userId() == 0) {
+    journal.setOwner(data.owner, data.group);
+  }
 }
 
 std::string workingNameOf(const std::string& file) { return journalName(file) + ".tmp"; }
@@ -141,19 +224,20 @@ std::string freeWorkingName(const std::string& file) {
 
 // Whether it is the beginning of a journal of this file. Whoever has claimed the file finds only what a
 // killed append has left.
-bool isLeftWorkingFile(const std::string& working, const files::FileIdentity& identity) {
-  if (auto handle = files::SystemFile::openRegular(working, files::kOpenRead); handle) {
-    HandleSource source(*handle, working);
-    JournalFacts facts;
-    return source.size() == 0 || (readJournalHead(source, facts) && facts.isOf(identity));
+bool isLeftWorkingFile(const std::string& working, const files::FileStatus& data) {
+  const auto handle = files::SystemFile::openRegular(working, files::kOpenRead);
+  if (!handle || !distrustOf(handle->status(), data).empty()) {
+    return false;
   }
-  return false;
+  HandleSource source(*handle, working);
+  JournalFacts facts;
+  return source.size() == 0 || isUnwrittenHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
 }
 
-void removeLeftWorkingFile(const std::string& file, const files::FileIdentity& identity) {
+void removeLeftWorkingFile(const std::string& file, const files::FileStatus& data) {
   const std::string working = workingNameOf(file);
   try {
-    if (isLeftWorkingFile(working, identity)) {
+    if (isLeftWorkingFile(working, data)) {
       files::removeFile(working);
     }
   } catch (const std::system_error& error) {
@@ -173,6 +257,10 @@ std::string journalName(const std::string& file) {
 
 bool mentionOpenJournal(const std::string& file) {
   Found found = findJournal(file);
+  if (!found.distrust.empty()) {
+    say(file, found.name + " has the name of its journal, " + found.distrust + " " + kDistrusted);
+    return false;
+  }
   if (found.isUnfinished() && isOfAnother(found, file)) {
     FileSource data(file);
     if (nothingToTakeBack(found, data)) {
@@ -196,10 +284,18 @@ void refuseOpenJournal(const std::string& file) {
 }
 
 bool rollBack(FileLock& data, const std::string& file) {
-  removeLeftWorkingFile(file, data.identity());
+  removeLeftWorkingFile(file, data.status());
   refuseJournalOfAnotherName(data, file);
   Found found = findJournal(file);
   if (!found.handle && !hasName(found.name)) {
+    return false;
+  }
+  if (!found.distrust.empty()) {
+    throw Failure(file, found.name + ", where its journal would be kept, " + found.distrust + " " + kDistrusted +
+                            "; nothing was changed");
+  }
+  if (found.isEmpty()) {
+    removeFound(found);
     return false;
   }
   if (!found.handle || found.state == JournalState::foreign) {
@@ -218,6 +314,7 @@ bool rollBack(FileLock& data, const std::string& file) {
     throw Failure(file, "its journal " + found.name +
                             " belongs to another file, or this one is a copy; nothing was changed: " + kHowOn);
   }
+  requireSoundBefore(current, *found.handle, found);
   try {
     HandleSource journal(*found.handle, found.name);
     data.update([&](files::SystemFile& out) { restore(out, journal, found.facts); });
@@ -229,7 +326,11 @@ bool rollBack(FileLock& data, const std::string& file) {
 }
 
 void requireNoJournalBeside(const std::string& file) {
-  if (const Found found = findJournal(file); found.isUnfinished() || found.isDamaged()) {
+  const Found found = findJournal(file);
+  if (!found.distrust.empty()) {
+    say(file, found.name + " has the name of its journal, " + found.distrust + " " + kDistrusted);
+  }
+  if (found.isUnfinished() || found.isDamaged()) {
     throw Failure(file, found.name +
                             " is there: an append to a file of this name has not finished "
                             "(--force replaces the file all the same)");
@@ -257,6 +358,7 @@ Journal::Journal(FileLock& data, const std::string& file, const Layout& layout) 
     : data_(data), file_(file), kept_(freeWorkingName(file)) {
   HandleSource source(data.contents(), file);
   facts_ = factsOf(source, layout, data.identity());
+  giveTo(data.status(), kept_.contents());
   writeJournal(kept_.contents(), source, facts_);
   kept_.contents().sync();
   kept_.rename(journalName(file));
@@ -281,10 +383,10 @@ Journal::~Journal() {
   }
 }
 
+// A journal without a byte: a length is there or not, where bytes that are written over may be torn.
 bool Journal::markFinished() noexcept {
   try {
-    facts_.finished = true;
-    writeJournalHead(kept_.contents(), facts_);
+    kept_.contents().truncate(0);
     kept_.contents().sync();
     return true;
   } catch (...) {
@@ -313,24 +415,8 @@ void Journal::finish() {
   }
 }
 
-SourceBeforeAppend::SourceBeforeAppend(const std::string& file)
-    : current_(file),
-      handle_([&] {
-        const std::string name = journalName(file);
-        auto opened = openJournal(file, name);
-        if (!opened) {
-          throw Failure(file, "its journal " + name + " has gone: the append has ended meanwhile");
-        }
-        return std::move(*opened);
-      }()),
-      journal_(handle_, journalName(file)) {
-  if (readJournal(journal_, facts_) != JournalState::sound) {
-    throw Failure(file, "its journal " + journal_.name() + " is damaged; nothing was changed");
-  }
-  if (!anchorFits(current_, facts_)) {
-    throw Failure(file, "its journal " + journal_.name() + " belongs to another file; nothing was changed");
-  }
-}
+SourceBeforeAppend::SourceBeforeAppend(ByteSource& current, ByteSource& journal, const JournalFacts& facts)
+    : current_(current), journal_(journal), facts_(facts) {}
 
 std::size_t SourceBeforeAppend::read(void* buffer, std::size_t count, int64 position) {
   auto* const bytes = static_cast<unsigned char*>(buffer);
@@ -351,6 +437,29 @@ std::size_t SourceBeforeAppend::read(void* buffer, std::size_t count, int64 posi
     }
   }
   return count;
+}
+
+FileBeforeAppend::FileBeforeAppend(const std::string& file)
+    : current_(file),
+      handle_([&] {
+        Found found = findJournal(file);
+        if (!found.counts()) {
+          throw Failure(file, "its journal " + found.name + " has gone: the append has ended meanwhile");
+        }
+        return std::move(*found.handle);
+      }()),
+      journal_(handle_, journalName(file)),
+      before_(current_, journal_, soundFacts()) {}
+
+JournalFacts FileBeforeAppend::soundFacts() {
+  JournalFacts facts;
+  if (readJournal(journal_, facts) != JournalState::sound) {
+    throw Failure(current_.name(), "its journal " + journal_.name() + " is damaged; nothing was changed");
+  }
+  if (!anchorFits(current_, facts)) {
+    throw Failure(current_.name(), "its journal " + journal_.name() + " belongs to another file; nothing was changed");
+  }
+  return facts;
 }
 
 }  // namespace casefile

@@ -63,18 +63,38 @@ class Journal {
 /// A data file as it was before the append that its journal belongs to.
 class SourceBeforeAppend : public ByteSource {
  public:
-  /// Raises: Failure when the journal or the file is not what it should be.
-  explicit SourceBeforeAppend(const std::string& file);
+  /// Requires: both outlive the object; the facts are the journal's.
+  SourceBeforeAppend(ByteSource& current, ByteSource& journal, const JournalFacts& facts);
   const std::string& name() const noexcept override { return current_.name(); }
   int64 size() const override { return facts_.oldLength; }
   files::FileStatus status() const override { return current_.status(); }
   std::size_t read(void* buffer, std::size_t count, int64 position) override;
 
  private:
+  ByteSource& current_;
+  ByteSource& journal_;
+  JournalFacts facts_;
+};
+
+/// The same, by the data file's name.
+class FileBeforeAppend : public ByteSource {
+ public:
+  /// Raises: Failure when the journal or the file is not what it should be.
+  explicit FileBeforeAppend(const std::string& file);
+  const std::string& name() const noexcept override { return before_.name(); }
+  int64 size() const override { return before_.size(); }
+  files::FileStatus status() const override { return before_.status(); }
+  std::size_t read(void* buffer, std::size_t count, int64 position) override {
+    return before_.read(buffer, count, position);
+  }
+
+ private:
+  JournalFacts soundFacts();
+
   FileSource current_;
   files::SystemFile handle_;
   HandleSource journal_;
-  JournalFacts facts_;
+  SourceBeforeAppend before_;
 };
 
 }  // namespace casefile

@@ -148,18 +148,23 @@ JournalState readJournal(ByteSource& journal, JournalFacts& facts) {
   return isSoundHead(bytes) && isSoundTail(journal, facts) ? JournalState::sound : JournalState::damaged;
 }
 
+bool isUnwrittenHead(ByteSource& journal) {
+  const Head bytes = readHead(journal);
+  return std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte == 0; });
+}
+
 void writeJournalHead(files::SystemFile& out, const JournalFacts& facts) {
   const Head bytes = encode(facts);
-  out.seek(0);
-  out.write(bytes.data(), bytes.size());
+  out.writeAt(bytes.data(), bytes.size(), 0);
 }
 
 void writeJournal(files::SystemFile& out, ByteSource& source, JournalFacts& facts) {
   facts.tailCheck = 0;
-  writeJournalHead(out, facts);  // tells from now on whose it is
-  const auto keep = [&](const unsigned char* bytes, std::size_t count, int64) {
+  writeJournalHead(out, facts);
+  out.sync();  // tells from now on whose it is, whatever happens to the machine
+  const auto keep = [&](const unsigned char* bytes, std::size_t count, int64 position) {
     facts.tailCheck = extend(facts.tailCheck, bytes, count);
-    out.write(bytes, count);
+    out.writeAt(bytes, count, kJournalTailAt + position - facts.tailStart);
     throwIfInterrupted();
     return true;
   };
@@ -181,6 +186,12 @@ JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::File
   facts.anchor = anchorOf(source, facts.row0, facts.tailStart);
   source.read(facts.heading.data(), facts.heading.size(), facts.row0);
   return facts;
+}
+
+bool isFactsOf(const JournalFacts& facts, ByteSource& source, const Layout& layout) {
+  const JournalFacts own = factsOf(source, layout, {});
+  return own.row0 == facts.row0 && own.oldLength == facts.oldLength && own.tailStart == facts.tailStart &&
+         own.anchor == facts.anchor && own.heading == facts.heading;
 }
 
 bool anchorFits(ByteSource& source, const JournalFacts& facts) {

@@ -20,11 +20,12 @@ namespace casefile {
 ///   | magic | state | number | born | row0 | old length | tail start | anchor | heading | tail check | check| tail |
 ///   +-------+-------+--------+------+------+------------+------------+--------+---------+------------+------+------+
 ///
-/// Numbers are little-endian, 8 bytes wide. The state is 'o' while the append is open, 'f' when it has
-/// finished. `number` and `born` tell which file it is. The journal lies in that file's folder, so the volume
-/// tells nothing; its number may even change when the system starts again. `anchor` is a CRC-32 over bytes in
-/// front of heading and tail, which no append touches. `tail check` is a CRC-32 over the tail, whose length
-/// is old length - tail start; `check` is one over all that lies before it.
+/// Numbers are little-endian, 8 bytes wide. The state is 'o' while the append is open; an append that has finished
+/// removes its journal or leaves it empty ('f', which earlier versions wrote then, is read). `number` and `born` tell
+/// which file it is. The journal lies in that file's folder, so the volume tells nothing; its number may even change
+/// when the system starts again. `anchor` is a CRC-32 over bytes in front of heading and tail, which no append touches.
+/// `tail check` is a CRC-32 over the tail, whose length is old length - tail start; `check` is one over all that lies
+/// before it.
 struct JournalFacts {
   bool finished = false;
   std::uint64_t fileNumber = 0;
@@ -54,14 +55,19 @@ JournalState readJournal(ByteSource& journal, JournalFacts& facts);
 /// Reads all but the tail. Returns: whether its own check value fits.
 bool readJournalHead(ByteSource& journal, JournalFacts& facts);
 
+/// Returns: whether none of the bytes in front of the tail were written, as a failure of the machine leaves a new file.
+bool isUnwrittenHead(ByteSource& journal);
+
 /// Writes all but the tail.
 void writeJournalHead(files::SystemFile& out, const JournalFacts& facts);
-/// Writes the journal of a file, and the tail's check value into the facts.
+/// Writes the journal of a file, whose it is first of all and onto the disk, and the tail's check value into the facts.
 /// Raises: Interrupted.
 void writeJournal(files::SystemFile& out, ByteSource& source, JournalFacts& facts);
 
 /// Returns: what an append to a file with this layout overwrites.
 JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::FileIdentity& file);
+/// Returns: whether they are what an append to a file with this layout overwrites, tail and all.
+bool isFactsOf(const JournalFacts& facts, ByteSource& source, const Layout& layout);
 /// Returns: whether the bytes that no append touches are those of the journal's file.
 bool anchorFits(ByteSource& source, const JournalFacts& facts);
 /// Returns: whether the file is what taking the append back would make of it.

@@ -22,7 +22,7 @@ constexpr auto kHead = static_cast<int64>(kHeadingSize);
 
 std::unique_ptr<ByteSource> open(const std::string& file) {
   if (mentionOpenJournal(file)) {
-    return std::make_unique<SourceBeforeAppend>(file);
+    return std::make_unique<FileBeforeAppend>(file);
   }
   return std::make_unique<FileSource>(file);
 }

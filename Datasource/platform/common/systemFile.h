@@ -73,6 +73,9 @@ class SystemFile {
   void lockWriters();
   void unlockWriters() noexcept;
 
+  /// Returns: the id of another process that has a lock on the file, 0 when none is known.
+  int lockHolder() const noexcept { return systemCalls().lockHolder(descriptor_); }
+
   void setMode(std::uint32_t mode);
   void setOwner(std::uint32_t owner, std::uint32_t group);
   void setTimes(int64 accessed, int64 modified);

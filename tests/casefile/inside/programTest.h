@@ -22,14 +22,14 @@ class ProgramTest : public ::testing::Test {
  protected:
   ProgramTest() { casefile::catchLibraryReports(); }
 
-  /// Runs a command as main does. Returns: its exit code; what it printed as an error is in `said`.
-  int run(const std::function<int()>& command) {
+  /// Runs a command about a file as main does. Returns: its exit code; what it printed as an error is in `said`.
+  int run(const std::string& file, const std::function<int()>& command) {
     ::testing::internal::CaptureStderr();
     int code = 0;
     try {
       code = command();
     } catch (...) {
-      code = casefile::report(std::current_exception(), "file");
+      code = casefile::report(std::current_exception(), folder.path(file));
     }
     said = ::testing::internal::GetCapturedStderr();
     return code;
@@ -40,14 +40,14 @@ class ProgramTest : public ::testing::Test {
     options.input = folder.path(input);
     options.output = folder.path(output);
     options.force = force;
-    return run([&] { return casefile::pack(options); });
+    return run(output, [&] { return casefile::pack(options); });
   }
 
   int append(const std::string& file, const std::string& input) {
     casefile::AppendOptions options;
     options.file = folder.path(file);
     options.input = folder.path(input);
-    return run([&] { return casefile::append(options); });
+    return run(file, [&] { return casefile::append(options); });
   }
 
   int unpack(const std::string& input, const std::string& output) {
@@ -55,7 +55,7 @@ class ProgramTest : public ::testing::Test {
     options.input = folder.path(input);
     options.output = folder.path(output);
     options.force = true;
-    return run([&] { return casefile::unpack(options); });
+    return run(input, [&] { return casefile::unpack(options); });
   }
 
   std::vector<std::string> names() const {
