@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Runs named checks and stops at the first that fails: scripts/check.sh [CHECK...]
 #   gcc debug clang static  the library, its tools and all tests in that configuration
-#   asan tsan               the same under the address and undefined-behaviour, or thread sanitizer; by
-#                           clang, with every check of a debug build, asan with the static library
+#   asan tsan               the same under the address and undefined-behaviour sanitizers (clang, static
+#                           library) or the thread sanitizer (gcc), with every check of a debug build
 #   format tidy             clang-format; clang-tidy, of everything but the tests
 #   tidy-change             clang-tidy, of what the change touches (scripts/changedSources.py)
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
@@ -90,7 +90,7 @@ run_check() {
 
 packages_for() {
   case $1 in
-    asan | clang | format | tidy* | tsan) echo check ;;
+    asan | clang | format | tidy*) echo check ;;
     windows) echo windows ;;
     *) echo build ;;
   esac
