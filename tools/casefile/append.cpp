@@ -37,14 +37,7 @@ class AppendStream {
   }
 
   ~AppendStream() {
-    if (finished_) {
-      return;
-    }
-    try {
-      stream_.readFilePosInfo(place_.row0, place_.swapped);  // ends writing; closing would finish the file
-    } catch (const std::exception&) {
-      // the file is between two states and is taken back
-    }
+    stream_.giveUp();  // unless it is finished: the file is between two states and is taken back
   }
   AppendStream(const AppendStream&) = delete;
   AppendStream& operator=(const AppendStream&) = delete;
@@ -59,7 +52,6 @@ class AppendStream {
     if (stream_.Close() == 0) {
       throw Failure(file_, "could not be finished");
     }
-    finished_ = true;
     requireAllFitted(stream_, file_, place_.row0);
   }
 
@@ -79,7 +71,6 @@ class AppendStream {
   Place place_;
   OpenStream plain_;
   zcmpsFilestr stream_;
-  bool finished_ = false;
 };
 
 int holderOf(const std::string& file) {

@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "Datasource/platform/extNameStr.h"
-#include "blockCheck.h"
 #include "failure.h"
 
 namespace casefile {
@@ -51,20 +50,14 @@ std::size_t CaseReader::read(void* buffer, std::size_t count, int64 logical) {
 }
 
 void requireAllFitted(const zcmpsFilestr& finished, const std::string& file, int64 row0) {
-  if (finished.truncatedBlocks() == 0) {
+  const auto cut = finished.truncatedRanges();
+  if (cut.empty()) {
     return;
   }
   FileSource source(file);
   const Layout layout = readLayout(source, {row0, false});
-  BlockChecker checker;
-  for (std::size_t i = 0; i < layout.records.size(); ++i) {
-    const bInfo& record = layout.records[i];
-    if (record.translateSize == static_cast<std::int32_t>(kBlockSize) &&
-        !checker.check(source, record.translatePos, record.translateSize).sound()) {
-      throw Failure(file, blockName(layout, i) + " does not fit its compressed form: the data hardly compress");
-    }
-  }
-  throw Failure(file, std::to_string(finished.truncatedBlocks()) + " blocks do not fit their compressed form");
+  throw Failure(file, blockName(layout, layout.blockAt(cut.front().begin)) +
+                          " does not fit its compressed form: the data hardly compress");
 }
 
 }  // namespace casefile
