@@ -8,6 +8,7 @@
 #include "Datasource/platform/throwError.h"
 #include "Datasource/systemFileException.h"
 #include "arithmetic.h"
+#include "invariants.h"
 #include "zcmpsFilestrData.h"
 
 // The compressed stream's operations; what they make of its state is drawn up in zcmpsFilestrData.h.
@@ -43,14 +44,20 @@ zcmpsFilestr::~zcmpsFilestr() noexcept(false) {
   }
 }
 
+bool zcmpsFilestr::KeepsInvariants() const noexcept {
+  return bIsWriting == fData->Writes() && fData->KeepsInvariants();
+}
+
 void zcmpsFilestr::UseFile() const { fData->UseFile(SharedFile().get(), Openings()); }
 
 void zcmpsFilestr::setMultiThread(int mode) {
+  const datasource::InvariantCheck check(*this);
   fData->ChooseMode(mode);
   DATASOURCE_ASSERT(!fData->HasWorker(), "fData->fpIOThread == 0", kSource);
 }
 
 void zcmpsFilestr::giveUp() noexcept {
+  const datasource::InvariantCheck check(*this);
   if (bIsWriting) {
     fData->GiveUp();
   }
@@ -81,6 +88,7 @@ bool zcmpsFilestr::OpenForUpdate() {
 }
 
 void zcmpsFilestr::setRow0Pos(int64 pos) {
+  const datasource::InvariantCheck check(*this);
   if (!OpenForUpdate()) {
     throwReopenFailed("fData->pRealFile.Open(GetNameStr(), \"r+b\")", __LINE__);
   }
@@ -89,6 +97,7 @@ void zcmpsFilestr::setRow0Pos(int64 pos) {
 }
 
 void zcmpsFilestr::readFilePosInfo(int64 pos, bool swap) {
+  const datasource::InvariantCheck check(*this);
   const bool noWorker = !fData->HasWorker();
   UseFile();
   bIsWriting = false;
@@ -99,6 +108,7 @@ void zcmpsFilestr::readFilePosInfo(int64 pos, bool swap) {
 }
 
 void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
+  const datasource::InvariantCheck check(*this);
   const bool noWorker = !fData->HasWorker();
   if (!OpenForUpdate()) {
     throwReopenFailed("fData->pRealFile.Open(GetNameStr(),\"r+b\")", __LINE__);
@@ -110,6 +120,7 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
 }
 
 std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
+  const datasource::InvariantCheck check(*this);
   // A record that lies in the loaded block goes the shortest way.
   if (fData->ServeRecord(dest, n, fFilePos, Openings())) {
     fFilePos = positionPlus(fFilePos, n);
@@ -125,6 +136,7 @@ std::size_t zcmpsFilestr::Read(void* dest, std::size_t n) {
 }
 
 std::size_t zcmpsFilestr::Write(const void* src, std::size_t n) {
+  const datasource::InvariantCheck check(*this);
   if (fData->TakeRecord(src, n, fFilePos, Openings())) {
     fFilePos = positionPlus(fFilePos, n);
     return n;
@@ -160,6 +172,7 @@ int zcmpsFilestr::Seek(int64 offset, SeekDirection from) {
 int64 zcmpsFilestr::Tell() const { return fFilePos; }
 
 int zcmpsFilestr::Flush() const {
+  const datasource::InvariantCheck check(*this);
   UseFile();
   if (fData->TakesData()) {
     fData->Flush();
@@ -168,6 +181,7 @@ int zcmpsFilestr::Flush() const {
 }
 
 int zcmpsFilestr::Close() {
+  const datasource::InvariantCheck check(*this);
   UseFile();
   if (!fData->TakesData()) {
     fData->EndWorker();

@@ -26,6 +26,32 @@ constexpr const wchar_t* kSource = L"Datasource/src/zcmpsFilestr";
 zcmpsFilestr::Data::Data(VORN_File* file, unsigned int baseOpenings)
     : pRealFile(file), pPosInfo(std::make_unique<filePosInfo>(kBlockSize)), openings(baseOpenings) {}
 
+bool zcmpsFilestr::Data::KeepsInvariants() const noexcept {
+  const auto used = static_cast<std::size_t>(pBuffCur - fBuffer);
+  if (used > kBlockSize || availBuffSize > kBlockSize - used) {
+    return false;
+  }
+  const bool workerWrites = dynamic_cast<const PreIOThread_W_C*>(fpIOThread.get()) != nullptr;
+  switch (state) {
+    case State::plain:
+      return !HasWorker() && fpos == -1;
+    case State::reading:
+      return !workerWrites && fpos == -1 && availBuffSize == 0;
+    case State::serving:
+      return !workerWrites && fpos == asked.orginalPos &&
+             used + availBuffSize == static_cast<std::size_t>(asked.orginalSize);
+    case State::writing:
+      return workerWrites == HasWorker() && used + availBuffSize == kBlockSize;
+    case State::interrupted:
+    case State::extending:
+      return !HasWorker() && used + availBuffSize == kBlockSize;
+    case State::failed:
+    case State::finished:
+      return !HasWorker();
+  }
+  return false;
+}
+
 void zcmpsFilestr::Data::UseFile(VORN_File* file, unsigned int baseOpenings) {
   if (baseOpenings == openings) {
     return;

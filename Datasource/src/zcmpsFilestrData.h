@@ -87,6 +87,8 @@ class zcmpsFilestr::Data {
     return state == State::writing || state == State::interrupted || state == State::extending;
   }
   bool HasWorker() const noexcept { return fpIOThread != nullptr; }
+  /// Returns: whether what is said above of the states, the buffer and the worker holds. For debug builds.
+  bool KeepsInvariants() const noexcept;
 
   /// Goes over to the file that the base stream holds now. What was begun with the one before is void.
   void UseFile(VORN_File* file, unsigned int baseOpenings);

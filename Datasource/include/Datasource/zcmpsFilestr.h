@@ -9,6 +9,11 @@
 #include "Datasource/fileStream.h"
 #include "Datasource/platform/types.h"
 
+namespace datasource {
+template <typename Object>
+class InvariantCheck;
+}
+
 /// A stream whose case data lies compressed in the file, in blocks of 4,190,208 bytes, and is read and
 /// written at the logical positions that an uncompressed file would have. The dictionary part in
 /// front, up to the row-0 position, is read and written through the plain stream.
@@ -127,9 +132,11 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
  private:
   class DATASOURCE_LOCAL Data;
   friend struct zcmpsFilestrPeer;  // the tests' view of the fields
+  friend class datasource::InvariantCheck<zcmpsFilestr>;
 
   bool OpenForUpdate();
   void UseFile() const;
+  DATASOURCE_LOCAL bool KeepsInvariants() const noexcept;
 
   // Part of the object's fixed layout, in this order.
   std::unique_ptr<Data> fData;
