@@ -8,8 +8,8 @@ cd "$(dirname "$0")/.."
 
 jobs=${DATASOURCE_JOBS:-$(nproc)}
 . scripts/common.sh
-use_compiler_cache
 scripts/setup.sh windows
+use_compiler_cache
 scripts/fetch-source.sh liblz4-dev build/windows/lz4-source
 scripts/fetch-source.sh libdeflate-dev build/windows/libdeflate-source
 cmake --preset windows >/dev/null

@@ -16,7 +16,6 @@ cd "$(dirname "$0")/.."
 checks=(gcc clang debug asan tsan static format tidy exports install tree)
 jobs=${DATASOURCE_JOBS:-$(nproc)}
 . scripts/common.sh
-use_compiler_cache
 
 # Says something only when it fails.
 configure() {
@@ -114,6 +113,7 @@ for name in "${checks[@]}"; do
   (
     set -e
     scripts/setup.sh "$(packages_for "$name")"
+    use_compiler_cache
     run_check "$name"
   )
   status=$?
