@@ -178,11 +178,11 @@ bool FormReading::readRecords(const std::function<void(const TableRecord&)>& tak
   if (unread_ == 0) {
     blocksEnd_ = chain.finish();
   }
+  if (unread_ > 0 && leave_ == Leave::behindAThousandBreaks && isToBeLeft(chain)) {
+    faults_.push_back({Rule::breaksAreFew, {}, static_cast<int64>(unread_), static_cast<int64>(kMostFaults)});
+  }
   takeFaults(chain);
   if (unread_ > 0) {
-    if (leave_ == Leave::behindAThousandBreaks && isToBeLeft(chain)) {
-      faults_.push_back({Rule::breaksAreFew, {}, static_cast<int64>(unread_), static_cast<int64>(kMostFaults)});
-    }
     return false;
   }
   checkBehindBlocks();

@@ -40,7 +40,7 @@ constexpr Entry kRules[] = {
     {Rule::blockStartsAtPrevious, "blockStartsAtPrevious", Effect::hindersReading},
     {Rule::blockReachesNextInFile, "blockReachesNextInFile", Effect::hindersReading},
     {Rule::blockStartsAtPreviousInFile, "blockStartsAtPreviousInFile", Effect::hindersReading},
-    {Rule::onlyLastBlockIsShort, "onlyLastBlockIsShort", Effect::deservesAWord},
+    {Rule::onlyLastBlockIsShort, "onlyLastBlockIsShort", Effect::skipsBytes},
     {Rule::tableLiesBehindBlocks, "tableLiesBehindBlocks", Effect::hindersReading},
     {Rule::tableFollowsBlocks, "tableFollowsBlocks", Effect::deservesAWord},
     {Rule::tableHidesNoBlock, "tableHidesNoBlock", Effect::hindersReading},

@@ -45,6 +45,7 @@ enum class Rule {
 enum class Effect {
   hindersReading,    ///< the file is refused, for reading and for appending
   hindersAppending,  ///< it can be read; appending is refused
+  skipsBytes,        ///< it can be read position by position, but a sequential read skips bytes; nothing is refused
   deservesAWord      ///< nothing is refused
 };
 /// Returns: what breaking the rule means.

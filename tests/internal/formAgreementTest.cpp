@@ -187,7 +187,7 @@ TEST_F(FormAgreement, FaultsOfManyRecordsAreCountedAndTheTableIsLeft) {
   EXPECT_FALSE(form.readRecords([](const TableRecord&) {}));
   EXPECT_EQ(form.faults().size(), 1001U);
   EXPECT_GT(form.unlistedFaults(), 1000U);
-  EXPECT_EQ(form.faults().back().rule, datasource::form::Rule::breaksAreFew);
+  EXPECT_EQ(form.faults().front().rule, datasource::form::Rule::breaksAreFew);
   EXPECT_EQ(form.unreadRecords(), 10'000U - 2047U);
 }
 

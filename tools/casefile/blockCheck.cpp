@@ -1,76 +1,65 @@
 #include "blockCheck.h"
 
-#include <zlib.h>
-
-#include <algorithm>
 #include <cstddef>
-#include <new>
 
-#include "compressedForm.h"
+#include "blockReader.h"
 #include "failure.h"
 
 namespace casefile {
 namespace {
 
-constexpr std::size_t kPiece = 64 * 1024;
+using datasource::form::BlockState;
+using datasource::form::Verdict;
 
-std::string faultOf(int verdict, const char* zlibText) {
-  if (verdict == Z_STREAM_END) {
-    return {};
+// A source that looks at signals before each piece.
+class InterruptibleReader : public datasource::form::RandomAccessReader {
+ public:
+  explicit InterruptibleReader(ByteSource& source) : source_(source) {}
+  int64 size() const override { return source_.size(); }
+  std::size_t read(void* buffer, std::size_t count, int64 position) override {
+    throwIfInterrupted();
+    return source_.read(buffer, count, position);
   }
-  if (verdict == Z_OK || verdict == Z_BUF_ERROR) {
-    return "the zlib stream does not end where it must";
+
+ private:
+  ByteSource& source_;
+};
+
+std::string wordsFor(const datasource::form::StreamFacts& facts) {
+  switch (facts.verdict) {
+    case Verdict::complete:
+      return {};
+    case Verdict::outputFull:
+      return "the zlib stream holds more than a block";
+    case Verdict::needsInput:
+      return "the zlib stream does not end where it must";
+    default:
+      return "the zlib stream is damaged" + (facts.damage.empty() ? "" : ": " + facts.damage);
   }
-  return std::string("the zlib stream is damaged") + (zlibText != nullptr ? std::string(": ") + zlibText : "");
 }
 
 }  // namespace
 
-struct BlockChecker::Inflater {
-  z_stream stream{};
-  Inflater() {
-    if (inflateInit(&stream) != Z_OK) {
-      throw std::bad_alloc();
-    }
-  }
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
-  ~Inflater() { inflateEnd(&stream); }
-};
-
-BlockChecker::BlockChecker() : inflater_(std::make_unique<Inflater>()), compressed_(kPiece), plain_(kPiece) {}
-BlockChecker::~BlockChecker() = default;
-
 StreamFacts BlockChecker::check(ByteSource& source, int64 position, int64 room) {
-  z_stream& stream = inflater_->stream;
-  inflateReset(&stream);
-  stream.avail_in = 0;
-  StreamFacts facts;
-  int64 taken = 0;
-  int verdict = Z_OK;
-  while (verdict == Z_OK) {
-    if (stream.avail_in == 0) {
-      const auto wanted = static_cast<std::size_t>(std::min<int64>(room - taken, static_cast<int64>(kPiece)));
-      const std::size_t got = wanted == 0 ? 0 : source.read(compressed_.data(), wanted, position + taken);
-      stream.next_in = compressed_.data();
-      stream.avail_in = static_cast<uInt>(got);
-      taken += static_cast<int64>(got);
-      throwIfInterrupted();
-    }
-    stream.next_out = plain_.data();
-    stream.avail_out = static_cast<uInt>(kPiece);
-    verdict = inflate(&stream, Z_NO_FLUSH);
-    facts.plainSize += static_cast<int64>(kPiece - stream.avail_out);
-    if (facts.plainSize > static_cast<int64>(kBlockSize)) {
-      facts.fault = "the zlib stream holds more than a block";
-      break;
-    }
+  InterruptibleReader reader(source);
+  const auto facts = inspector_.inspect(reader, position, room);
+  return {facts.sound() ? "" : wordsFor(facts), facts.compressedSize, facts.plainSize};
+}
+
+std::string BlockChecker::faultOf(ByteSource& source, const bInfo& record) {
+  InterruptibleReader reader(source);
+  const auto facts = inspector_.inspect(reader, record.translatePos, record.translateSize);
+  const bool sound = stateOf(facts, record) == BlockState::sound;
+  if (!sound && facts.verdict != Verdict::complete) {
+    return wordsFor(facts);
   }
-  facts.compressedSize = taken - stream.avail_in;
-  if (facts.fault.empty()) {
-    facts.fault = faultOf(verdict, stream.msg);
+  if (facts.compressedSize != record.translateSize) {
+    return "its zlib stream has " + std::to_string(facts.compressedSize) + " bytes, its record says " +
+           std::to_string(record.translateSize);
   }
-  return facts;
+  return sound ? ""
+               : "it holds " + std::to_string(facts.plainSize) + " bytes, its record says " +
+                     std::to_string(record.orginalSize);
 }
 
 }  // namespace casefile

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
+#include "blockCodec.h"
 #include "compressedForm.h"
 #include "failure.h"
-#include "locate.h"
 
 namespace casefile {
 namespace {
@@ -25,7 +25,8 @@ BlockProbe::BlockProbe(ByteSource& source) : source_(source), allowance_(allowan
 
 int64 BlockProbe::inflateAt(int64 position) {
   std::array<unsigned char, 2> bytes{};
-  if (source_.read(bytes.data(), bytes.size(), position) != bytes.size() || !beginsZlibStream(bytes.data())) {
+  if (source_.read(bytes.data(), bytes.size(), position) != bytes.size() ||
+      !datasource::form::beginsZlibStream(bytes.data())) {
     return 0;
   }
   if (allowance_ <= 0) {

@@ -6,21 +6,18 @@
 
 #include "Datasource/platform/types.h"
 #include "fileNames.h"
+#include "randomAccessReader.h"
 
 namespace casefile {
 
 /// Bytes that can be read at any file position, and the name to call them by.
 ///
 /// Threads: one at a time.
-class ByteSource {
+class ByteSource : public datasource::form::RandomAccessReader {
  public:
-  virtual ~ByteSource() = default;
   virtual const std::string& name() const noexcept = 0;
-  virtual int64 size() const = 0;
   /// Returns: what the system knows of the file; of no file, nothing.
   virtual files::FileStatus status() const { return {}; }
-  /// Returns: bytes read at `position`, fewer than `count` only at the end; 0 behind it.
-  virtual std::size_t read(void* buffer, std::size_t count, int64 position) = 0;
 };
 
 /// A file as it lies on the disk.

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <vector>
 
 #include "blockProbe.h"
 #include "compressedForm.h"
 #include "failure.h"
+#include "formRules.h"
 
 namespace casefile {
 namespace {
@@ -53,7 +55,8 @@ std::optional<std::string> search(ByteSource& source, int64 own, int64 from, boo
 }
 
 bool tellsItsEnd(const Layout& layout) {
-  return std::none_of(layout.faults.begin(), layout.faults.end(), [](const Fault& fault) { return !fault.block; });
+  return std::none_of(layout.faults.begin(), layout.faults.end(),
+                      [](const Fault& fault) { return !fault.block && fault.isDamage; });
 }
 
 }  // namespace
@@ -66,7 +69,9 @@ std::optional<Place> placeNamedByTable(ByteSource& source, int64 position) {
   }
   const bool swapped = decode<bInfo>(bytes.data(), false).orginalPos != kHeaderRecordMark;
   const auto header = decode<bInfo>(bytes.data(), swapped);
-  if (header.orginalSize != kBlock || header.translateSize < 0) {
+  std::vector<datasource::form::Fault> faults;
+  datasource::form::checkHeaderAlone(header, faults);
+  if (!faults.empty() || header.orginalSize != kBlock) {
     return std::nullopt;
   }
   if (header.translateSize == 0) {

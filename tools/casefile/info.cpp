@@ -47,7 +47,10 @@ void printBlockRows(const Layout& layout) {
 Json faultList(const Layout& layout) {
   Json faults = Json::array();
   for (const Fault& fault : layout.faults) {
-    faults.push_back({{"block", fault.block ? Json(*fault.block) : Json(nullptr)}, {"what", fault.what}});
+    faults.push_back({{"block", fault.block ? Json(*fault.block) : Json(nullptr)},
+                      {"what", fault.what},
+                      {"hindersReading", fault.hindersReading},
+                      {"damage", fault.isDamage}});
   }
   return faults;
 }
@@ -129,7 +132,7 @@ int info(const InfoOptions& options) {
     printText(options, facts);
   }
   requirePrinted();
-  return layout.faults.empty() ? kDone : kFailed;
+  return layout.isDamaged() ? kFailed : kDone;
 }
 
 }  // namespace casefile

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "failure.h"
+#include "formRules.h"
 
 namespace casefile {
 namespace {
@@ -180,9 +182,8 @@ JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::File
   facts.fileBorn = file.born;
   facts.row0 = layout.place.row0;
   facts.oldLength = source.size();
-  const bool lastIsPartial =
-      !layout.records.empty() && layout.records.back().orginalSize < static_cast<std::int32_t>(kBlockSize);
-  facts.tailStart = lastIsPartial ? layout.records.back().translatePos : layout.blocksEnd();
+  const std::optional<bInfo> last = layout.records.empty() ? std::nullopt : std::optional(layout.records.back());
+  facts.tailStart = datasource::form::overwrittenByAppend(facts.row0, last).filePos;
   facts.anchor = anchorOf(source, facts.row0, facts.tailStart);
   source.read(facts.heading.data(), facts.heading.size(), facts.row0);
   return facts;

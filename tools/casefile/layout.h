@@ -19,15 +19,13 @@ struct Place {
   bool operator==(const Place&) const = default;
 };
 
-/// One rule that heading or table break.
+/// One rule that heading or table break, in words.
 struct Fault {
   std::string what;
   std::optional<std::size_t> block;  ///< the block it makes doubtful, or none: then it is the file
   bool hindersReading = true;        ///< false: the data can be read all the same
+  bool isDamage = true;              ///< false: it only deserves a word
 };
-
-/// The longest position table that the form allows, in bytes.
-inline constexpr int64 kLargestTable = INT32_MAX;
 
 /// Heading and position table of a compressed file, with every rule that they break.
 struct Layout {
@@ -49,6 +47,8 @@ struct Layout {
   int64 deadBytes() const noexcept { return fileSize - tableEnd(); }
   /// Uncompressed bytes of a block, told by its neighbours too.
   int64 believedSize(std::size_t block) const noexcept;
+  /// Returns: whether a fault is more than worth a word.
+  bool isDamaged() const noexcept;
   /// Returns: the index of the block that holds a logical position. Requires: one does.
   std::size_t blockAt(int64 logical) const noexcept;
 };

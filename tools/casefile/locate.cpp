@@ -7,8 +7,10 @@
 #include <cstring>
 #include <string>
 
+#include "blockCodec.h"
 #include "compressedForm.h"
 #include "failure.h"
+#include "formRules.h"
 
 namespace casefile {
 namespace {
@@ -31,19 +33,27 @@ std::uint64_t swapped(std::uint64_t word) {
   return word;
 }
 
-}  // namespace
-
-bool beginsZlibStream(const unsigned char* bytes) noexcept {
-  constexpr unsigned kDeflate = 8;
-  return (bytes[0] & 0x0FU) == kDeflate && bytes[0] >> 4U <= 7 && (bytes[0] * 256U + bytes[1]) % 31 == 0;
-}
-
-namespace {
+using datasource::form::Fault;
+using datasource::form::Rule;
 
 enum class Fit { none, headingOnly, whole };
 
 // A heading as it lies in the file, and the first bytes behind it.
 using HeadingBytes = std::array<unsigned char, kHeadingSize + 2>;
+
+// How many of its four fields a table's header record has right.
+int statementsKept(const bInfo& header, const compressionHeading& heading, int64 row0) {
+  std::vector<Fault> faults;
+  datasource::form::checkTableHeader(header, heading, row0, faults);
+  const auto breaks = [&faults](std::initializer_list<Rule> rules) {
+    return std::any_of(faults.begin(), faults.end(), [&rules](const Fault& fault) {
+      return std::find(rules.begin(), rules.end(), fault.rule) != rules.end();
+    });
+  };
+  return !breaks({Rule::headerHasMark}) + !breaks({Rule::headerFilePosIsNought}) +
+         !breaks({Rule::headerBlockSizeIsSize, Rule::headerBlockSizeIsUsual}) +
+         !breaks({Rule::headerCountIsCount, Rule::tableHoldsItsRecords});
+}
 
 // How well a heading at `place` agrees with itself and its table: `whole` when at most one of six
 // statements fails, so that one damaged field does not hide a file.
@@ -53,11 +63,12 @@ Fit fitOf(ByteSource& source, const HeadingBytes& bytes, const Place& place) {
       heading._size % kRecord != 0) {
     return Fit::none;
   }
-  const Fit alone = heading._infoPos == place.row0 + kHead || beginsZlibStream(bytes.data() + kHeadingSize)
-                        ? Fit::headingOnly
-                        : Fit::none;
-  if (heading._size > kLargestTable || heading._infoPos > source.size() ||
-      heading._size > source.size() - heading._infoPos) {
+  const Fit alone =
+      heading._infoPos == place.row0 + kHead || datasource::form::beginsZlibStream(bytes.data() + kHeadingSize)
+          ? Fit::headingOnly
+          : Fit::none;
+  std::vector<Fault> faults;
+  if (!datasource::form::checkHeading(heading, place.row0, source.size(), faults)) {
     return alone;
   }
   const auto recordAt = [&](int64 position) {
@@ -66,9 +77,7 @@ Fit fitOf(ByteSource& source, const HeadingBytes& bytes, const Place& place) {
     return decode<bInfo>(record.data(), place.swapped);
   };
   const int64 count = heading._size / kRecord - 1;
-  const bInfo header = recordAt(heading._infoPos);
-  int statements = (header.orginalPos == kHeaderRecordMark) + (header.translatePos == 0) +
-                   (header.orginalSize == static_cast<std::int32_t>(kBlockSize)) + (header.translateSize == count);
+  int statements = statementsKept(recordAt(heading._infoPos), heading, place.row0);
   if (count == 0) {
     statements += 2 * (heading._infoPos == place.row0 + kHead);
   } else {
@@ -158,7 +167,8 @@ std::optional<HeadingSearch::Find> HeadingSearch::next(int64 from) {
       if (signs_ == Signs::headings) {
         continue;
       }
-      if (word == 0 && wordAt(bytes + 8) == 0 && wordAt(bytes + 16) == 0 && beginsZlibStream(bytes + kHeadingSize)) {
+      if (word == 0 && wordAt(bytes + 8) == 0 && wordAt(bytes + 16) == 0 &&
+          datasource::form::beginsZlibStream(bytes + kHeadingSize)) {
         return Find{position, Sign::zeroHeading};
       }
       if ((word == mark || word == swappedMark) && wordAt(bytes + 8) == 0) {

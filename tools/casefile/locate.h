@@ -55,9 +55,6 @@ std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped);
 /// Returns: the place whose heading lies at a file position, when one fits, its table damaged or not.
 std::optional<Place> headingAt(ByteSource& source, int64 row0);
 
-/// Returns: whether these two bytes may begin a zlib stream.
-bool beginsZlibStream(const unsigned char* bytes) noexcept;
-
 /// Raises: Failure (kRefused) unless there is exactly one place. Returns: that one.
 Place theOnlyOf(const std::vector<Place>& places, const std::string& file);
 

@@ -107,15 +107,7 @@ class BlockSweep {
     if (!isUsable(record)) {
       return;  // the layout's faults name it
     }
-    const StreamFacts facts = checker.check(source, record.translatePos, record.translateSize);
-    std::string what = facts.fault;
-    if (facts.sound() && facts.compressedSize != record.translateSize) {
-      what = "its zlib stream has " + std::to_string(facts.compressedSize) + " bytes, its record says " +
-             std::to_string(record.translateSize);
-    } else if (facts.sound() && facts.plainSize != record.orginalSize) {
-      what = "it holds " + std::to_string(facts.plainSize) + " bytes, its record says " +
-             std::to_string(record.orginalSize);
-    }
+    const std::string what = checker.faultOf(source, record);
     if (!what.empty()) {
       const std::lock_guard<std::mutex> lock(mutex_);
       damages_.add(block, what);
@@ -134,7 +126,7 @@ class BlockSweep {
 
 void joinLayoutFaults(const Layout& layout, Damages& damages) {
   for (const Fault& fault : layout.faults) {
-    if (fault.block) {
+    if (fault.block && fault.isDamage) {
       damages.add(*fault.block, fault.what);
     }
   }
@@ -160,13 +152,16 @@ std::string lostRanges(const Layout& layout, const Damages& damages) {
   return ranges <= kMostListed ? list : list + " and " + std::to_string(ranges - kMostListed) + " more ranges";
 }
 
-// Says every fault of the file, then of the blocks, then what is damaged in all.
-void sayDamages(const std::string& file, const Layout& layout, const Damages& damages) {
+void sayFaultsOfTheFile(const std::string& file, const Layout& layout) {
   for (const Fault& fault : layout.faults) {
     if (!fault.block) {
-      say(file, fault.what);
+      say(file, fault.what + (fault.isDamage ? "" : " (which hinders nothing)"));
     }
   }
+}
+
+// Says every fault of the blocks, then what is damaged in all.
+void sayDamages(const std::string& file, const Layout& layout, const Damages& damages) {
   for (const auto& [block, what] : damages.listed()) {
     say(file, blockName(layout, block) + ": " + what);
   }
@@ -187,7 +182,8 @@ int verify(const VerifyOptions& options) {
   const auto useful = static_cast<unsigned>(std::clamp<std::size_t>(layout.records.size(), 1, 1024));
   auto damages = BlockSweep(options.file, layout).run(source, std::min(wanted, useful));
   joinLayoutFaults(layout, damages);
-  if (!layout.faults.empty() || !damages.empty()) {
+  sayFaultsOfTheFile(options.file, layout);
+  if (layout.isDamaged() || !damages.empty()) {
     sayDamages(options.file, layout, damages);
     return kFailed;
   }
