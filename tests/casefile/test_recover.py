@@ -115,7 +115,9 @@ class CutFile(CasefileTest):
         for end in sweep(range(P, P + 25)):
             self.write("cut", whole[:end])
             self.run_casefile("recover", self.path("cut"), self.path("out"), expect=2 if end < P + 8 else None)
-            self.run_casefile("recover", "--row0", P, self.path("cut"), self.path("out"), "--force", expect=None)
+            result = self.run_casefile("recover", "--row0", P, self.path("cut"), self.path("out"), "--force",
+                                       expect=1)
+            self.assert_says(result, "lost: whatever case data there was")
             self.assertEqual(self.unpacked("out"), HEADER)
         self.run_casefile("recover", "--row0", P + 1, self.write("cut", whole[:P]), self.path("other"), expect=2)
 
@@ -194,13 +196,29 @@ class FindingRow0(CasefileTest):
         self.run_casefile("recover", "--row0", row0, self.path("damaged"), self.path("out"))
         self.assertEqual(self.read("out"), outer)
 
-    def test_zeros_in_front_of_the_heading_do_not_shift_it(self):
+    def test_more_zeros_than_a_heading_has_ask_for_the_place(self):
         plain = b"dictionary" + bytes(1000) + b"rows of case data"
         self.run_casefile("pack", "--row0", 1010, self.write("in", plain), self.path("whole"))
         whole = self.read("whole")
         self.write("damaged", whole[:1010] + bytes(24) + whole[1034:Form(whole, 1010).table])
-        self.run_casefile("recover", self.path("damaged"), self.path("out"))
+        result = self.run_casefile("recover", self.path("damaged"), self.path("out"), expect=2)
+        self.assert_says(result, "more zeros than a heading has", "--row0")
+        self.run_casefile("recover", "--row0", 1010, self.path("damaged"), self.path("out"))
         self.assertEqual(self.read("out"), whole)
+        # A table knows the place.
+        self.write("damaged", whole[:1010] + bytes(24) + whole[1034:])
+        self.run_casefile("recover", self.path("damaged"), self.path("out"), "--force")
+        self.assertEqual(self.read("out"), whole)
+
+    def test_a_first_block_that_never_reached_the_disk_is_not_passed_over(self):
+        whole = self.pack(text_rows(2 * BLOCK + 100))
+        form = Form(whole)
+        second = form.records[1][1]
+        for end in (form.table, len(whole)):
+            self.write("damaged", whole[:P] + bytes(second - P) + whole[second:end])
+            result = self.run_casefile("recover", self.path("damaged"), self.path("out"), expect=2)
+            self.assert_says(result, "--row0")
+            self.assertNotIn("out", self.names())
 
 
 class TheInput(CasefileTest):

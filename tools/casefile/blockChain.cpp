@@ -29,6 +29,21 @@ void addPlace(std::vector<Place>& places, const Place& place) {
   }
 }
 
+// Whether more zeros lie in front of a heading that was never written than it has: a hole, in which the true heading
+// and the blocks behind it may have been.
+bool liesBehindHole(ByteSource& source, int64 row0) {
+  unsigned char before = 1;
+  return row0 > 0 && source.read(&before, 1, row0 - 1) == 1 && before == 0;
+}
+
+[[noreturn]] void refuseHole(const ByteSource& source, int64 row0) {
+  throw Failure(source.name(),
+                "more zeros than a heading has lie in front of the first sound block, at file position " +
+                    std::to_string(row0 + kHead) +
+                    ": blocks before it may be lost (--row0 says where the dictionary part ends)",
+                kRefused);
+}
+
 }  // namespace
 
 BlockChain followBlocks(ByteSource& source, int64 row0, bool showProgress) {
@@ -83,6 +98,7 @@ Place findBlocks(ByteSource& source) {
   }
   HeadingSearch search(source, HeadingSearch::Signs::places);
   BlockProbe probe(source);
+  std::vector<int64> behindHole;
   int64 from = 0;
   for (auto find = search.next(from); find && places.size() < kMostPlaces; find = search.next(from)) {
     from = find->position + 1;
@@ -90,8 +106,12 @@ Place findBlocks(ByteSource& source) {
       const auto place = placeNamedByTable(source, find->position);
       if (place && (place->row0 + kHead == find->position || probe.hasBlock(place->row0))) {
         addPlace(places, *place);
+        std::erase(behindHole, place->row0);  // the table knows it
       }
     } else if (probe.hasBlock(find->position)) {
+      if (liesBehindHole(source, find->position)) {
+        behindHole.push_back(find->position);
+      }
       addPlace(places, {find->position, false});
       from = std::max(from, followBlocks(source, find->position, false).fileEnd);
     }
@@ -100,7 +120,11 @@ Place findBlocks(ByteSource& source) {
     throw Failure(source.name(), "no heading and no sound block found (--row0 says where the dictionary part ends)",
                   kRefused);
   }
-  return theOnlyOf(places, source.name());
+  const Place place = theOnlyOf(places, source.name());
+  if (std::find(behindHole.begin(), behindHole.end(), place.row0) != behindHole.end()) {
+    refuseHole(source, place.row0);
+  }
+  return place;
 }
 
 }  // namespace casefile

@@ -40,6 +40,11 @@ Place placeTold(ByteSource& source, int64 row0) {
 
 // Whether heading or table tell that there was more than the chain holds; says what.
 bool sayLosses(ByteSource& source, const Place& place, const BlockChain& chain, const Remainder& rest) {
+  if (source.size() < place.row0 + kHead) {
+    say(source.name(), "lost: whatever case data there was: the file ends inside its heading, at file position " +
+                           std::to_string(source.size()));
+    return true;
+  }
   const Layout layout = readLayout(source, place);
   const bool headingHolds = layout.heading._caseStartPos == place.row0 && layout.heading._infoPos >= chain.fileEnd;
   const std::size_t announced = layout.records.size() + layout.unreadRecords;
