@@ -12,7 +12,7 @@
 #include "Datasource/platform/throwError.h"
 #include "Datasource/systemFileException.h"
 #include "platform/process.h"
-#include "progress.h"
+#include "statusLine.h"
 
 namespace casefile {
 namespace {
@@ -87,7 +87,7 @@ void throwIfInterrupted() {
 void say(const std::string& file, const std::string& what) {
   static std::mutex oneAtATime;
   const std::lock_guard<std::mutex> lock(oneAtATime);
-  Progress::wipeLine();
+  StatusLine::wipe();
   std::fprintf(stderr, "casefile: %s: %s\n", file.c_str(), what.c_str());
 }
 
@@ -113,7 +113,7 @@ std::string systemWords(int error) { return std::generic_category().message(erro
 
 int report(const std::exception_ptr& error, const std::string& file) {
   if (const int signal = platform::endRequested(); signal != 0) {
-    Progress::wipeLine();
+    StatusLine::wipe();
     platform::endBySignal(signal);
   }
   try {

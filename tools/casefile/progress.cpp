@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "platform/process.h"
+#include "statusLine.h"
 
 namespace casefile {
 namespace {
@@ -16,7 +17,6 @@ constexpr auto kBetweenDraws = std::chrono::milliseconds(100);
 constexpr double kMega = 1e6;
 
 std::atomic<Progress::When> whenShown = Progress::When::terminal;
-std::atomic<bool> lineOnScreen = false;
 
 bool isShown() {
   return whenShown == Progress::When::always ||
@@ -44,8 +44,7 @@ Progress::Progress(int64 total)
 Progress::~Progress() {
   if (shown_) {
     draw(Clock::now());
-    lineOnScreen = false;
-    std::fputc('\n', stderr);
+    StatusLine::leave();
   }
 }
 
@@ -63,10 +62,7 @@ void Progress::advance(int64 bytes) {
 }
 
 void Progress::draw(Clock::time_point now) {
-  const std::string text = line(std::chrono::duration<double>(now - start_).count());
-  lineOnScreen = true;
-  std::fprintf(stderr, "\r\x1b[K%s", text.c_str());
-  std::fflush(stderr);
+  StatusLine::show(line(std::chrono::duration<double>(now - start_).count()));
 }
 
 std::string Progress::line(double seconds) const {
@@ -83,12 +79,6 @@ std::string Progress::line(double seconds) const {
     text += ", " + clockTime(static_cast<double>(total_ - done) / rate) + " left";
   }
   return text;
-}
-
-void Progress::wipeLine() noexcept {
-  if (lineOnScreen.exchange(false)) {
-    std::fputs("\r\x1b[K", stderr);
-  }
 }
 
 std::string readable(int64 bytes) {

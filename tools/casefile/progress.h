@@ -29,9 +29,6 @@ class Progress {
   /// `bytes` more are done. Raises: Interrupted when a signal has asked the program to end.
   void advance(int64 bytes);
 
-  /// Removes the line from the screen, if there is one.
-  static void wipeLine() noexcept;
-
  private:
   using Clock = std::chrono::steady_clock;
   void draw(Clock::time_point now);
