@@ -84,7 +84,7 @@ bool zcmpsFilestr::OpenForUpdate() {
   VORN_FileStream::Close();
   ForgetReadAhead();
   UseFile();
-  return SharedFile().get()->Reopen(GetNameStr(), "r+b");
+  return SharedFile()->Reopen(GetNameStr(), "r+b");
 }
 
 void zcmpsFilestr::setRow0Pos(int64 pos) {
