@@ -7,6 +7,7 @@
 #include "casefile/progress.h"
 #include "casefile/randomAccessFile.h"
 #include "casefile/range.h"
+#include "casefile/reader.h"
 #include "casefile/version.h"
 
 #endif

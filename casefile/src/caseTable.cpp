@@ -1,0 +1,82 @@
+#include "caseTable.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "casefile/error.h"
+#include "formReading.h"
+#include "formRules.h"
+
+namespace casefile {
+namespace {
+
+using datasource::form::Fault;
+using datasource::form::FormReading;
+using datasource::form::Rule;
+using datasource::form::TableRecord;
+
+[[noreturn]] void refuse(const std::string& file, const Place& place, const Fault& fault) {
+  const std::string where = "heading or table at row-0 position " + std::to_string(place.row0);
+  if (fault.rule == Rule::headingIsWhole || fault.rule == Rule::headingNamesItsPlace) {
+    throw Error(ErrorKind::notADataFile, "has no heading at row-0 position " + std::to_string(place.row0),
+                {file, "open", {}, place.row0, {}});
+  }
+  const std::string block = fault.block ? "block " + std::to_string(*fault.block) + ", " : "";
+  throw Error(ErrorKind::damaged,
+              where + " is damaged (" + block + "broken rule: " + datasource::form::nameOf(fault.rule) + ")",
+              {file, "open", {}, place.row0, {}});
+}
+
+}  // namespace
+
+CaseTable::CaseTable(SourceReader& source, const Place& place) : place_(place) {
+  FormReading reading(source, place.row0, place.swapped, FormReading::Leave::atFirstHindrance);
+  const bool whole = reading.readHeading() && reading.readTableHeader() &&
+                     reading.readRecords([&](const TableRecord& record) { records_.push_back(record.record); });
+  if (const Fault* const fault = datasource::form::firstHindrance(reading.faults()); fault != nullptr) {
+    refuse(source.name(), place, *fault);
+  }
+  if (!whole) {
+    throw Error(ErrorKind::damaged, "its position table cannot be read to its end",
+                {source.name(), "open", {}, place.row0, {}});
+  }
+  requireChain(source.name());
+}
+
+// The rules hold, so that the blocks are a chain; all lookups count on that.
+void CaseTable::requireChain(const std::string& file) const {
+  int64 expected = place_.row0;
+  for (std::size_t block = 0; block < records_.size(); ++block) {
+    if (!isUsable(records_[block]) || records_[block].orginalPos != expected) {
+      throw Error(ErrorKind::damaged, "block " + std::to_string(block) + " does not follow the one before",
+                  {file, "open", {}, place_.row0, {}});
+    }
+    expected += records_[block].orginalSize;
+  }
+}
+
+int64 CaseTable::logicalEnd() const noexcept {
+  return records_.empty() ? place_.row0 : records_.back().orginalPos + records_.back().orginalSize;
+}
+
+LogicalRange CaseTable::range(std::size_t block) const noexcept {
+  return {records_[block].orginalPos, records_[block].orginalSize};
+}
+
+std::size_t CaseTable::blockAt(int64 logical) const noexcept {
+  const auto guess = static_cast<std::size_t>((logical - place_.row0) / static_cast<int64>(kBlockSize));
+  if (guess < records_.size() && holds(records_[guess], logical)) {
+    return guess;
+  }
+  const auto after = std::upper_bound(records_.begin(), records_.end(), logical,
+                                      [](int64 position, const bInfo& record) { return position < record.orginalPos; });
+  return static_cast<std::size_t>(after - records_.begin()) - 1;
+}
+
+std::string blockName(std::size_t block, const LogicalRange& range) {
+  const std::string last = range.size > 1 ? " to " + std::to_string(range.end() - 1) : "";
+  return "block " + std::to_string(block) + " (logical byte" + (last.empty() ? " " : "s ") +
+         std::to_string(range.start) + last + ")";
+}
+
+}  // namespace casefile
