@@ -9,5 +9,6 @@
 #include "casefile/range.h"
 #include "casefile/reader.h"
 #include "casefile/version.h"
+#include "casefile/writer.h"
 
 #endif

@@ -1,0 +1,96 @@
+#ifndef CASEFILE_WRITER_H
+#define CASEFILE_WRITER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "casefile/export.h"
+#include "casefile/progress.h"
+
+namespace casefile {
+
+/// By which codec blocks are compressed. A file's reader cannot tell and need not care.
+enum class Encoder {
+  automatic,  ///< the fastest that is built in
+  zlib        ///< the same bytes as the streams write
+};
+
+/// How a file is written.
+struct WriterOptions {
+  /// How many threads compress; 0: as many as the process may keep busy. With 1 the caller's compresses.
+  std::size_t threads = 0;
+  Encoder encoder = Encoder::automatic;
+  bool replace = true;  ///< false: a file that has the name by then is an error
+  bool sync = false;    ///< the file is on the disk before it gets its name, and the name is when finish() returns
+  /// Is told the uncompressed bytes whose blocks are written; how many there will be is not known.
+  ProgressCallback progress;
+};
+
+/// Writes a new compressed data file: the dictionary part first, then the case data, both in pieces of any size.
+///
+/// The file is written beside its name and gets it in finish(), complete; until then, and after cancel(), the
+/// destructor or any error, what had the name before has it still, and nothing else is left behind.
+///
+/// What a writer is doing, and what that makes of each call:
+///
+///   state       writeDictionary  write         finish        cancel
+///   ----------  ---------------  ------------  ------------  ------------
+///   dictionary  stays            -> caseData   -> finished   -> cancelled
+///   caseData    usage            stays         -> finished   -> cancelled
+///   finished    usage            usage         usage         stays
+///   failed      its error        its error     its error     -> cancelled
+///   cancelled   usage            usage         usage         stays
+///
+/// "usage" is an Error of that kind, which changes nothing; any other error makes the state `failed`. Pieces of no
+/// bytes change no state.
+/// Threads: one at a time; different writers are independent of each other.
+class CASEFILE_API Writer {
+ public:
+  /// Makes the file that will get the name. A name that is a link stands for what the link leads to.
+  ///
+  /// Raises: Error: `system` when it cannot be made there, or when the name is taken and may not be replaced;
+  ///   `usage` for options that cannot be.
+  /// Cost: 8 MiB of memory for each thread and 4 MiB more.
+  static Writer create(const std::string& name, const WriterOptions& options = {});
+
+  Writer(Writer&&) noexcept;
+  Writer& operator=(Writer&&) = delete;
+  /// As cancel().
+  ~Writer();
+
+  /// Adds bytes to the dictionary part.
+  void writeDictionary(std::span<const std::byte> bytes);
+
+  /// Adds case data.
+  ///
+  /// Raises: Error: `usage` when the dictionary part holds no byte; `doesNotFit` with the logical range of a block
+  ///   whose data hardly compress; `system`; `cancelled` when the callback says stop. The first error in the
+  ///   order of the file is raised, by this call or a later one.
+  /// Cost: one copy; waits while all threads have blocks to compress.
+  void write(std::span<const std::byte> bytes);
+
+  /// Writes what is left, heading and table, and gives the file its name.
+  ///
+  /// Raises: as write; Error (`system`) when the file cannot be written to the disk or given its name.
+  void finish();
+
+  /// Gives up: the file never appears.
+  void cancel() noexcept;
+
+  /// Returns: the logical position behind all bytes given so far.
+  std::int64_t position() const;
+
+ private:
+  class CASEFILE_LOCAL Impl;
+  CASEFILE_LOCAL explicit Writer(std::unique_ptr<Impl> impl);
+  CASEFILE_LOCAL Impl& impl() const;
+
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace casefile
+
+#endif

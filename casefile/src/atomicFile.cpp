@@ -1,0 +1,156 @@
+#include "atomicFile.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <random>
+#include <system_error>
+#include <utility>
+
+#include "casefile/error.h"
+
+namespace casefile {
+namespace {
+
+namespace files = datasource::platform;
+
+[[noreturn]] void fail(const std::string& name, const char* operation, const std::string& what, std::error_code code) {
+  throw Error(ErrorKind::system, what, {name, operation, code, {}, {}});
+}
+
+std::error_code posixCode(int error) { return {error, std::generic_category()}; }
+
+// The name itself, or as much of it as leaves room for a number behind it in the 255 bytes that file systems
+// take; cut between two letters.
+std::string workingBeginning(const std::string& name) {
+  constexpr std::size_t kMost = 255 - sizeof ".4294967295.tmp";
+  const std::size_t separator = name.find_last_of(files::nameSeparators);
+  const std::size_t folder = separator == std::string::npos ? 0 : separator + 1;
+  if (name.size() - folder <= kMost) {
+    return name;
+  }
+  std::size_t end = folder + kMost;
+  constexpr unsigned kContinues = 0x80;
+  while (end > folder + 1 && (static_cast<unsigned char>(name[end]) & 0xC0U) == kContinues) {
+    --end;
+  }
+  return name.substr(0, end);
+}
+
+}  // namespace
+
+AtomicFile::AtomicFile(std::string name, Rules rules) : name_(std::move(name)), rules_(rules) {
+  if (name_.empty() || name_.find('\0') != std::string::npos) {
+    throw Error(ErrorKind::usage, "no file can have this name", {name_, "create", {}, {}, {}});
+  }
+  try {
+    target_ = files::withoutLinks(name_);
+    if (const auto there = files::statusOf(target_)) {
+      if (there->kind != files::FileKind::regular) {
+        fail(name_, "create", "is there and no regular file", posixCode(EEXIST));
+      }
+      if (!rules_.replace) {
+        fail(name_, "create", "is there already", posixCode(EEXIST));
+      }
+    }
+    makeWorkingFile();
+  } catch (const std::system_error& error) {
+    fail(name_, "create", "cannot be made", error.code());
+  }
+}
+
+void AtomicFile::makeWorkingFile() {
+  constexpr int kAttempts = 100;
+  const std::string beginning = workingBeginning(target_);
+  std::random_device random;
+  for (int attempt = 1;; ++attempt) {
+    working_ = beginning + "." + std::to_string(random()) + ".tmp";
+    try {
+      file_.emplace(files::SystemFile::open(working_, files::kOpenNew | files::kOpenRead | files::kOpenWrite));
+      break;
+    } catch (const std::system_error& error) {
+      if (error.code().value() != EEXIST || attempt == kAttempts) {
+        throw;
+      }
+    }
+  }
+  try {
+    identity_ = file_->identity();
+  } catch (...) {
+    file_.reset();  // a system may keep the name of an open file
+    files::systemCalls().unlink(working_.c_str());
+    throw;
+  }
+}
+
+void AtomicFile::writeAt(const void* bytes, std::size_t count, int64 position) {
+  try {
+    file_->writeAt(bytes, count, position);
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "cannot be written", {name_, "write", error.code(), position, {}});
+  }
+}
+
+bool AtomicFile::isNamed(const std::string& name) const {
+  const auto status = files::statusOfName(name);
+  return status && status->identity == identity_;
+}
+
+// The new file gets the rights of the one that it replaces, else those of any new file.
+void AtomicFile::giveRights() {
+  constexpr std::uint32_t kWithoutSetId = 0777;
+  if (!file_->status().tellsRights) {
+    return;
+  }
+  const auto replaced = files::statusOf(target_);
+  file_->setMode(replaced ? replaced->mode & kWithoutSetId : files::systemCalls().defaultMode());
+}
+
+// The working name, which somebody else may have given to another file, is used for this step alone.
+void AtomicFile::giveName() {
+  if (!isNamed(working_)) {
+    fail(name_, "rename", "is not made: its working name was given to another file", {});
+  }
+  if (rules_.replace) {
+    files::rename(working_, target_);
+  } else if (!files::renameToFree(working_, target_)) {
+    files::systemCalls().unlink(working_.c_str());
+  }
+}
+
+void AtomicFile::commit() {
+  bool named = false;
+  try {
+    giveRights();
+    if (rules_.sync) {
+      file_->sync();
+    }
+    file_->close();
+    giveName();
+    named = true;
+    working_.clear();
+    if (rules_.sync) {
+      files::syncFolderOf(target_);
+    }
+  } catch (const std::system_error& error) {
+    fail(name_, "rename",
+         named ? "has its name, but the folder cannot be written to the disk" : "cannot be given its name",
+         error.code());
+  }
+}
+
+void AtomicFile::discard() noexcept {
+  if (working_.empty()) {
+    return;
+  }
+  try {
+    file_.reset();  // a system may keep the name of an open file
+    if (isNamed(working_)) {
+      files::systemCalls().unlink(working_.c_str());
+    }
+  } catch (...) {
+    // It is left behind where the system lets nobody remove it; a destructor has nobody to tell.
+  }
+  working_.clear();
+}
+
+}  // namespace casefile

@@ -1,0 +1,55 @@
+#ifndef CASEFILE_ATOMICFILE_H
+#define CASEFILE_ATOMICFILE_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "systemFile.h"
+
+namespace casefile {
+
+/// A new file that is written beside its name and gets it when it is complete. Unless that happens, nothing is left
+/// behind and what had the name has it still.
+///
+/// Threads: writeAt may be called by several at once; all else by one.
+class AtomicFile {
+ public:
+  struct Rules {
+    bool replace = true;
+    bool sync = false;
+  };
+
+  /// Raises: Error: `system`; `usage` for a name that no file can have.
+  AtomicFile(std::string name, Rules rules);
+  ~AtomicFile() { discard(); }
+  AtomicFile(const AtomicFile&) = delete;
+  AtomicFile& operator=(const AtomicFile&) = delete;
+
+  /// Returns: what messages call it.
+  const std::string& name() const noexcept { return name_; }
+
+  /// Raises: Error (`system`).
+  void writeAt(const void* bytes, std::size_t count, int64 position);
+  /// Gives the file its name. Raises: Error (`system`).
+  void commit();
+  /// Removes it. Nothing happens after commit().
+  void discard() noexcept;
+
+ private:
+  void makeWorkingFile();
+  void giveRights();
+  void giveName();
+  bool isNamed(const std::string& name) const;
+
+  std::string name_;    // as the program gave it
+  std::string target_;  // where links lead to
+  Rules rules_;
+  std::string working_;
+  std::optional<datasource::platform::SystemFile> file_;
+  datasource::platform::FileIdentity identity_;
+};
+
+}  // namespace casefile
+
+#endif

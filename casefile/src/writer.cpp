@@ -1,0 +1,179 @@
+#include "casefile/writer.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "atomicFile.h"
+#include "blockWriting.h"
+#include "casefile/error.h"
+#include "progressReport.h"
+#include "threadCount.h"
+
+namespace casefile {
+namespace {
+
+// The dictionary part often comes in small pieces.
+constexpr std::size_t kPiece = std::size_t{64} << 10;
+
+[[noreturn]] void refuseUse(const std::string& file, const std::string& what) {
+  throw Error(ErrorKind::usage, what, {file, "write", {}, {}, {}});
+}
+
+}  // namespace
+
+class Writer::Impl {
+ public:
+  Impl(const std::string& name, const WriterOptions& options)
+      : file_(name, AtomicFile::Rules{options.replace, options.sync}),
+        name_(name),
+        threads_(threadCount(options.threads)),
+        report_(options.progress, name, "write") {}
+
+  void writeDictionary(std::span<const std::byte> bytes) {
+    requireUsable(bytes);
+    if (state_ != State::dictionary) {
+      refuseUse(name_, "the dictionary part comes in front of the case data");
+    }
+    attempt([&] { addToDictionary(bytes); });
+  }
+
+  void write(std::span<const std::byte> bytes) {
+    requireUsable(bytes);
+    if (bytes.empty()) {
+      return;
+    }
+    if (row0() == 0) {
+      refuseUse(name_, "the dictionary part must hold at least one byte");
+    }
+    attempt([&] {
+      beginCaseData();
+      blocks_->write(bytes);
+      caseBytes_ += static_cast<int64>(bytes.size());
+    });
+  }
+
+  void finish() {
+    requireUsable({});
+    attempt([&] {
+      beginCaseData();
+      blocks_->finish();
+      report_.begin(Phase::finishing, caseBytes_);
+      report_.advance(caseBytes_);
+      file_.commit();
+    });
+    state_ = State::finished;
+    blocks_.reset();
+  }
+
+  void cancel() noexcept {
+    if (state_ != State::finished) {
+      discard();
+      state_ = State::cancelled;
+    }
+  }
+
+  int64 position() const noexcept { return row0() + caseBytes_; }
+
+ private:
+  enum class State { dictionary, caseData, finished, failed, cancelled };
+
+  int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
+
+  void requireUsable(std::span<const std::byte> bytes) const {
+    if (state_ == State::failed) {
+      std::rethrow_exception(error_);
+    }
+    if (state_ == State::finished || state_ == State::cancelled) {
+      refuseUse(name_, state_ == State::finished ? "it is finished" : "writing it was cancelled");
+    }
+    if (bytes.data() == nullptr && !bytes.empty()) {
+      refuseUse(name_, "a null pointer holds nothing to write");
+    }
+  }
+
+  // Any error ends the file, at once; later calls tell it again.
+  template <typename Work>
+  void attempt(Work work) {
+    try {
+      work();
+    } catch (...) {
+      error_ = std::current_exception();
+      state_ = State::failed;
+      discard();
+      throw;
+    }
+  }
+
+  void discard() noexcept {
+    blocks_.reset();
+    file_.discard();
+  }
+
+  void addToDictionary(std::span<const std::byte> bytes) {
+    if (piece_.size() + bytes.size() > kPiece) {
+      writePiece();
+    }
+    if (bytes.size() > kPiece) {
+      file_.writeAt(bytes.data(), bytes.size(), dictionaryWritten_);
+      dictionaryWritten_ += static_cast<int64>(bytes.size());
+    } else {
+      piece_.insert(piece_.end(), bytes.begin(), bytes.end());
+    }
+  }
+
+  void writePiece() {
+    file_.writeAt(piece_.data(), piece_.size(), dictionaryWritten_);
+    dictionaryWritten_ += static_cast<int64>(piece_.size());
+    piece_.clear();
+  }
+
+  void beginCaseData() {
+    if (state_ == State::dictionary) {
+      writePiece();
+      blocks_.emplace(file_, row0(), threads_, report_);
+      state_ = State::caseData;
+    }
+  }
+
+  AtomicFile file_;
+  std::string name_;
+  std::size_t threads_;
+  ProgressReport report_;
+  std::vector<std::byte> piece_;  // of the dictionary part, not yet written
+  int64 dictionaryWritten_ = 0;
+  int64 caseBytes_ = 0;
+  State state_ = State::dictionary;
+  std::exception_ptr error_;            // of the state `failed`
+  std::optional<BlockWriting> blocks_;  // last: its threads use all the others
+};
+
+Writer Writer::create(const std::string& name, const WriterOptions& options) {
+  return Writer(std::make_unique<Impl>(name, options));
+}
+
+Writer::Writer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Writer::Writer(Writer&&) noexcept = default;
+Writer::~Writer() = default;
+
+Writer::Impl& Writer::impl() const {
+  if (!impl_) {
+    refuseUse({}, "a writer that was moved from writes nothing");
+  }
+  return *impl_;
+}
+
+void Writer::writeDictionary(std::span<const std::byte> bytes) { impl().writeDictionary(bytes); }
+void Writer::write(std::span<const std::byte> bytes) { impl().write(bytes); }
+void Writer::finish() { impl().finish(); }
+std::int64_t Writer::position() const { return impl().position(); }
+
+void Writer::cancel() noexcept {
+  if (impl_) {
+    impl_->cancel();
+  }
+}
+
+}  // namespace casefile
