@@ -12,6 +12,7 @@ import sourceRules
 RULES = {
     "EveryTestSourceIsBuilt": sourceRules.every_test_source_is_built,
     "SourcesAskForNoPlatform": sourceRules.sources_ask_for_no_platform,
+    "CasefileLeavesTheSystemToTheSeam": sourceRules.casefile_leaves_the_system_to_the_seam,
     "SourcesUseNothingThatLosesWakeUps": sourceRules.sources_use_nothing_that_loses_wake_ups,
     "HeadersIncludeNothingForeign": sourceRules.headers_include_nothing_foreign,
     "IncludesPointDownwards": layers.includes_point_downwards,

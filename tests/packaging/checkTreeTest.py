@@ -41,6 +41,13 @@ class Sources(Rule):
         self.breaks("SourcesAskForNoPlatform", {"Datasource/src/a.cpp": "#ifdef SOMETHING\n#endif\n"}, "a.cpp:1")
         self.breaks("SourcesAskForNoPlatform", {"Datasource/src/a.cpp": "int a = _WIN64;\n"}, "a.cpp:1")
 
+    def test_a_header_of_the_system_outside_the_seam_is_named(self):
+        self.keeps("CasefileLeavesTheSystemToTheSeam",
+                   {"tools/casefile/a.cpp": "#include <zlib.h>\n#include <string>\n",
+                    "tools/casefile/platform/posix/b.cpp": "#include <unistd.h>\n"})
+        for header in ["unistd.h", "sys/stat.h", "windows.h", "filesystem"]:
+            self.breaks("CasefileLeavesTheSystemToTheSeam", {"tools/casefile/a.cpp": f"#include <{header}>\n"}, "a.cpp:1")
+
     def test_what_loses_wake_ups_is_named(self):
         self.keeps("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <mutex>\n"})
         self.breaks("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <latch>\n"}, "bench/a.cpp:1")

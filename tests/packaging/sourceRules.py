@@ -37,6 +37,16 @@ def sources_ask_for_no_platform(top, _):
                 yield f"{name}:{number}: {line.strip()}"
 
 
+SYSTEM_HEADERS = re.compile(r"#\s*include\s*<(?!zlib\.h>)(\w+\.h|sys/[^>]+|linux/[^>]+|filesystem)>")
+
+
+def casefile_leaves_the_system_to_the_seam(top, _):
+    """The program includes no header of the operating system but where it is a process, and takes no file by another
+    road than the seam: the standard library's converts names by rules of its own."""
+    names = [name for name in files(top, "tools/casefile") if name.endswith((".h", ".cpp"))]
+    yield from offending_lines(top, [name for name in names if "/platform/" not in name], SYSTEM_HEADERS)
+
+
 LOSES_WAKE_UPS = re.compile(r"#\s*include\s*<(semaphore|latch|barrier|stop_token)>|\bcondition_variable_any\b|"
                             r"\b(counting|binary)_semaphore\b|\batomic_wait\b")
 
