@@ -89,7 +89,7 @@ class CommandLine {
   Request refuse(const std::string& what) {
     const auto chosen = app_.get_subcommands();
     const std::string command = chosen.empty() ? "casefile" : "casefile " + chosen.front()->get_name();
-    std::fprintf(stderr, "casefile: %s\nTry '%s --help'.\n", what.c_str(), command.c_str());
+    std::fprintf(stderr, "casefile: %s\nTry '%s --help'.\n", escaped(what).c_str(), command.c_str());
     return {nullptr, "", kRefused};
   }
 

@@ -1,5 +1,6 @@
 #include "failure.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <map>
@@ -84,11 +85,32 @@ void throwIfInterrupted() {
   }
 }
 
+std::string escaped(const std::string& text) {
+  constexpr unsigned char kDelete = 0x7F;
+  constexpr unsigned char kLeadOfC1 = 0xC2;  // in UTF-8, the second set of control characters is C2 80 to C2 9F
+  std::string result;
+  bool secondOfC1 = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto letter = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    const bool leadsC1 = letter == kLeadOfC1 && next >= 0x80 && next < 0xA0;
+    if (letter < ' ' || letter == kDelete || leadsC1 || secondOfC1) {
+      std::array<char, 8> code{};
+      std::snprintf(code.data(), code.size(), "\\x%02x", letter);
+      result += code.data();
+    } else {
+      result += text[i];
+    }
+    secondOfC1 = leadsC1;
+  }
+  return result;
+}
+
 void say(const std::string& file, const std::string& what) {
   static std::mutex oneAtATime;
   const std::lock_guard<std::mutex> lock(oneAtATime);
   StatusLine::wipe();
-  std::fprintf(stderr, "casefile: %s: %s\n", file.c_str(), what.c_str());
+  std::fprintf(stderr, "casefile: %s: %s\n", escaped(file).c_str(), escaped(what).c_str());
 }
 
 void raiseLostError(const std::string& file) {

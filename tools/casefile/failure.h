@@ -46,7 +46,10 @@ void catchLibraryReports();
 /// Raises Interrupted when a signal has asked the program to end.
 void throwIfInterrupted();
 
-/// Prints `casefile: FILE: WHAT` on standard error. Threads: any.
+/// Returns: a text in which control characters, which could steer a terminal, stand as `\xNN`.
+std::string escaped(const std::string& text);
+
+/// Prints `casefile: FILE: WHAT`, escaped, on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
 
 /// Raises: Failure when a destructor of the library met an error that it could not raise; once.

@@ -91,7 +91,7 @@ std::string size(int64 bytes) {
 
 void printText(const InfoOptions& options, const Facts& facts) {
   const Layout& layout = facts.layout;
-  printRow("file", options.file);
+  printRow("file", escaped(options.file));
   printRow("file size", size(layout.fileSize));
   printRow("logical size", size(layout.logicalEnd()));
   printRow("row 0", std::to_string(layout.place.row0));
