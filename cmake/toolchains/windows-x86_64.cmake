@@ -8,8 +8,9 @@ set(CMAKE_C_COMPILER ${datasource_triple}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${datasource_triple}-g++-posix)
 set(CMAKE_RC_COMPILER ${datasource_triple}-windres)
 
-# Headers and libraries of the target only; programs of this machine only.
-set(CMAKE_FIND_ROOT_PATH /usr/${datasource_triple})
+# Headers and libraries of the target only, which are below these folders; programs of this machine only.
+list(APPEND CMAKE_FIND_ROOT_PATH /usr/${datasource_triple} ${CMAKE_PREFIX_PATH})
+list(REMOVE_DUPLICATES CMAKE_FIND_ROOT_PATH)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
