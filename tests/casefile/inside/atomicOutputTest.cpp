@@ -46,15 +46,6 @@ TEST_F(AtomicOutputTest, WhoseWorkingNameStaysIsAnError) {
   EXPECT_EQ(names().size(), 3U);
 }
 
-TEST_F(AtomicOutputTest, WhoseWorkingNameWasGivenToAnotherFileIsNotMade) {
-  folder.writePlain("precious", "precious");
-  probe.before("_sopen",
-               [&] { std::filesystem::rename(folder.folder() / "precious", folder.folder() / workingName()); });
-  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
-  EXPECT_FALSE(folder.exists("out"));
-  EXPECT_EQ(folder.readWhole(workingName()), "precious");
-}
-
 // Once each call fails, once it and all later ones: the old file or the new one, and nothing besides.
 TEST_F(AtomicOutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
   ASSERT_EQ(pack("in", "new"), casefile::kDone);

@@ -1,0 +1,22 @@
+#include <filesystem>
+
+#include "inside/programTest.h"
+
+// Elsewhere a file that is open keeps its name.
+
+namespace {
+
+using AtomicOutputName = casefiletest::ProgramTest;
+
+TEST_F(AtomicOutputName, GivenToAnotherFileMeanwhileMakesNoOutput) {
+  folder.writePlain("in", "head\nrow\n");
+  support::SystemProbe probe;
+  folder.writePlain("precious", "precious");
+  probe.before("_sopen",
+               [&] { std::filesystem::rename(folder.folder() / "precious", folder.folder() / workingName()); });
+  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_FALSE(folder.exists("out"));
+  EXPECT_EQ(folder.readWhole(workingName()), "precious");
+}
+
+}  // namespace
