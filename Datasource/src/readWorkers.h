@@ -64,7 +64,8 @@ class PreIOThread_R_D final : public PreIOThreadBase {
 };
 
 /// Reads blocks on one thread and decompresses them on another, each one block ahead of the next stage.
-/// A class that derives from it supplies the two writing operations.
+/// A class that derives from it supplies the two writing operations. The threads look neither at its part nor at
+/// the table of virtual operations, so that part may go before they have ended.
 ///
 ///   what                            | whose
 ///   --------------------------------+-----------------------------------------------------------------
@@ -88,9 +89,9 @@ class PreIOThread_Tri_R_D : public PreIOThreadBase {
   bool releasePool() override;
   /// As PreIOThread_R_D::requestRead.
   std::size_t requestRead(void* dest, std::size_t reqSize, int64 fpos) override;
-  bool readThreadStep() override;
+  bool readThreadStep() final;
   /// One pass of the decompressing thread. Returns: true to end it.
-  virtual bool decompressThreadStep();
+  virtual bool decompressThreadStep() final;
 
  protected:
   class newThreadForDecompress : public CallBackObject {
@@ -101,6 +102,12 @@ class PreIOThread_Tri_R_D : public PreIOThreadBase {
 
  private:
   enum class Report { no, yes };
+
+  /// Runs this class's own step, whatever the worker is by then.
+  class ReadSteps final : public newThreadForRead {
+   public:
+    int callBack(void* prtData) override;
+  };
 
   bool decompressAt(int64 fpos, Report report);
   bool decompressHolding(int64 fpos, const bInfo& record, Report report);

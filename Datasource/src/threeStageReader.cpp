@@ -18,7 +18,17 @@ int PreIOThread_Tri_R_D::newThreadForDecompress::callBack(void* prtData) {
     return 0;
   }
   auto* const pParent = static_cast<PreIOThread_Tri_R_D*>(static_cast<PreIOThreadBase*>(prtData));
-  while (!pParent->decompressThreadStep()) {
+  while (!pParent->PreIOThread_Tri_R_D::decompressThreadStep()) {
+  }
+  return 0;
+}
+
+int PreIOThread_Tri_R_D::ReadSteps::callBack(void* prtData) {
+  if (prtData == nullptr) {
+    return newThreadForRead::callBack(prtData);
+  }
+  auto* const pParent = static_cast<PreIOThread_Tri_R_D*>(static_cast<PreIOThreadBase*>(prtData));
+  while (!pParent->PreIOThread_Tri_R_D::readThreadStep()) {
   }
   return 0;
 }
@@ -37,7 +47,7 @@ bool PreIOThread_Tri_R_D::initThread(bool bRead) {
   bWrite = !bRead;
   pool = std::make_shared<sfThreadPool>(2, 0);
   pool->init();
-  pReadCallBack = new newThreadForRead;
+  pReadCallBack = new ReadSteps;
   pool->adopt(pReadCallBack);
   pDecompressCallBack = new newThreadForDecompress;
   pool->adopt(pDecompressCallBack);

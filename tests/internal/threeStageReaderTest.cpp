@@ -48,6 +48,17 @@ TEST_F(ThreeStageWorker, BlocksAskedForInOrderAreDelivered) {
   end(*reader);
 }
 
+// The derived part used to go while the threads called through its table: a race, unless its destructor ended them.
+TEST_F(ThreeStageWorker, ThatIsDestroyedWhileItsThreadsWorkNeedsNoDestructorOfTheDerivedPart) {
+  useFile({4096, 4096, 4096, 4096, 4096, 100});
+  for (int round = 0; round < 200; ++round) {
+    const auto reader = startReader<ThreeStageReader>();
+    if (round % 2 != 0) {
+      EXPECT_EQ(request(*reader, 0), plain(0));
+    }
+  }
+}
+
 TEST_F(ThreeStageWorker, BlocksAskedForInAnyOrderAreDelivered) {
   useFile({4096, 4096, 4096, 4096, 4096, 100});
   const auto reader = startReader<ThreeStageReader>();

@@ -23,7 +23,6 @@ class ThreeStageReader : public PreIOThread_Tri_R_D {
  public:
   using PreIOThread_Tri_R_D::newThreadForDecompress;
   using PreIOThread_Tri_R_D::PreIOThread_Tri_R_D;
-  ~ThreeStageReader() override { endThreads(); }
   std::size_t requestWrite(void* /*src*/, std::size_t /*size*/, int64 /*fpos*/) override { return 0; }
   bool writeThreadStep() override { return true; }
 };
