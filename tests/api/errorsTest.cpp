@@ -106,6 +106,16 @@ TEST(SystemFileErrors, AreCaughtByTypeAndSayWhatHappened) {
   }
 }
 
+TEST(SystemFileErrors, NameTheFileAndTheReasonWhereTheyAreKnown) {
+  const SystemFileException error("Datasource/src/zcmpsFilestr", "Open()", 1201, 5, true, "a/b.case", ENOENT);
+  EXPECT_STREQ(error.what(),
+               "opening the compressed file \"a/b.case\" again failed: No such file or directory (error 1201): Open(), "
+               "Datasource/src/zcmpsFilestr:5");
+  const SystemFileException plain("Datasource/src/zcmpsFilestr", "Open()", 1201, 5, true);
+  EXPECT_STREQ(plain.what(),
+               "opening the compressed file again failed (error 1201): Open(), Datasource/src/zcmpsFilestr:5");
+}
+
 TEST(AssertionReports, ReachTheHandlerOfTheProgramAndTheProgramGoesOn) {
   AssertionRecorder recorder;
   const VORN_File file;

@@ -14,10 +14,14 @@ class DATASOURCE_API SystemFileException : public std::exception {
   /// Both texts are literals: they are kept as pointers.
   SystemFileException(const char* sourceFile, const char* expression, std::int32_t errorNumber, std::int32_t line,
                       bool flag);
+  /// The same, and the text names the file, by its generic name, and the reason, an errno; 0: none is known.
+  SystemFileException(const char* sourceFile, const char* expression, std::int32_t errorNumber, std::int32_t line,
+                      bool flag, const char* fileName, int systemError);
   SystemFileException(const SystemFileException&) noexcept = default;
   SystemFileException& operator=(const SystemFileException&) noexcept = default;
   ~SystemFileException() override;
 
+  /// Returns: what failed, and where it is known on which file and why.
   const char* what() const noexcept override { return message_.what(); }
 
   const char* sourceFile;    ///< the source file that threw, without its ending
