@@ -24,7 +24,7 @@ int noteOpen(const char* genericName, int oflag, int shflag, int pmode) {
   return 4711;
 }
 
-const CRuntimeCalls noting{noteOpen, nullptr, nullptr, nullptr, nullptr};
+const CRuntimeCalls noting{noteOpen, nullptr, nullptr, nullptr, nullptr, nullptr};
 
 /// Puts the noting table in force for one test.
 class NotingTable {
@@ -54,6 +54,7 @@ TEST(CRuntimeTable, PlatformsOwnTableIsComplete) {
   EXPECT_NE(cRuntime()._read, nullptr);
   EXPECT_NE(cRuntime()._write, nullptr);
   EXPECT_NE(cRuntime()._close, nullptr);
+  EXPECT_NE(cRuntime()._identity, nullptr);
 }
 
 TEST(CRuntimeTable, FlagsHaveTheirValues) {

@@ -187,11 +187,20 @@ struct ProbeTable {
     return static_cast<int>(error != 0 ? state->end(call, -1, error) : state->end(call, result, errno));
   }
 
+  static int identity(int descriptor, datasource::platform::FileIdentity* result) {
+    const Call call = state->begin(CallKind::identity, descriptor, -1, 0);
+    state->waitAtGate(call);
+    if (const int error = state->chosenFailure(call); error != 0) {
+      return static_cast<int>(state->end(call, -1, error));
+    }
+    return static_cast<int>(state->end(call, state->real->_identity(descriptor, result), errno));
+  }
+
   static const CRuntimeCalls table;
 };
 
 CallProbe::State* ProbeTable::state = nullptr;
-const CRuntimeCalls ProbeTable::table = {open, seek, read, write, close};
+const CRuntimeCalls ProbeTable::table = {open, seek, read, write, close, identity};
 
 CallProbe::CallProbe() : state_(std::make_unique<State>()) {
   if (ProbeTable::state != nullptr) {
@@ -346,6 +355,9 @@ std::string toString(const Call& call) {
       break;
     case CallKind::close:
       out << "close";
+      break;
+    case CallKind::identity:
+      out << "identity";
       break;
   }
   out << (call.result == -1 ? " failed" : "");

@@ -12,7 +12,7 @@
 
 namespace support {
 
-enum class CallKind { open, seek, read, write, close };
+enum class CallKind { open, seek, read, write, close, identity };
 
 /// One call of the low-level table.
 struct Call {
@@ -30,7 +30,7 @@ struct Call {
 };
 
 /// The call as text: "open 0x8010", "seek 512", "seek end", "seek current 0", "read 100 @512",
-/// "write 10 @0", "close"; " = N" behind a transfer that moved another count, " failed" behind a
+/// "write 10 @0", "close", "identity"; " = N" behind a transfer that moved another count, " failed" behind a
 /// failure.
 std::string toString(const Call& call);
 std::ostream& operator<<(std::ostream& out, const Call& call);

@@ -149,10 +149,10 @@ const SystemCalls probedCalls{wrapped<"open", &SystemCalls::open>,
                               wrapped<"setOwner", &SystemCalls::setOwner>,
                               wrapped<"setTimes", &SystemCalls::setTimes>};
 
-const CRuntimeCalls probedRuntime{wrapped<"_sopen", &CRuntimeCalls::_sopen>,
-                                  wrapped<"_lseeki64", &CRuntimeCalls::_lseeki64>,
-                                  wrapped<"_read", &CRuntimeCalls::_read>, wrapped<"_write", &CRuntimeCalls::_write>,
-                                  wrapped<"_close", &CRuntimeCalls::_close>};
+const CRuntimeCalls probedRuntime{
+    wrapped<"_sopen", &CRuntimeCalls::_sopen>, wrapped<"_lseeki64", &CRuntimeCalls::_lseeki64>,
+    wrapped<"_read", &CRuntimeCalls::_read>,   wrapped<"_write", &CRuntimeCalls::_write>,
+    wrapped<"_close", &CRuntimeCalls::_close>, wrapped<"_identity", &CRuntimeCalls::_identity>};
 
 }  // namespace
 

@@ -4,17 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Datasource/platform/cRuntime.h"
 #include "Datasource/platform/types.h"
 
 namespace datasource::platform {
-
-/// What tells a file from every other one while it exists, whatever its names are.
-struct FileIdentity {
-  std::uint64_t volume = 0;  ///< may change when the system starts again
-  std::uint64_t number = 0;  ///< its number on the volume
-  std::uint64_t born = 0;    ///< when it was made, where the number may be given to a later file; 0: not told
-  bool operator==(const FileIdentity&) const = default;
-};
 
 enum class FileKind { regular, folder, link, other };
 

@@ -207,6 +207,6 @@ int closeForGood(int descriptor) {
 
 }  // namespace
 
-constinit const CRuntimeCalls systemCRuntime{openShared, seek, readWhole, writeWhole, closeForGood};
+constinit const CRuntimeCalls systemCRuntime{openShared, seek, readWhole, writeWhole, closeForGood, identityOf};
 
 }  // namespace datasource::platform

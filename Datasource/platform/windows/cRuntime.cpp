@@ -103,6 +103,6 @@ int closeForGood(int descriptor) { return descriptor < 0 ? refuse(EBADF) : ::_cl
 
 }  // namespace
 
-constinit const CRuntimeCalls systemCRuntime{openShared, seek, readWhole, writeWhole, closeForGood};
+constinit const CRuntimeCalls systemCRuntime{openShared, seek, readWhole, writeWhole, closeForGood, identityOf};
 
 }  // namespace datasource::platform

@@ -1,6 +1,8 @@
 #ifndef DATASOURCE_PLATFORM_CRUNTIME_H
 #define DATASOURCE_PLATFORM_CRUNTIME_H
 
+#include <cstdint>
+
 #include "Datasource/export.h"
 #include "Datasource/platform/types.h"
 
@@ -29,6 +31,14 @@ inline constexpr int _S_IWRITE = 0x80;
 
 namespace datasource::platform {
 
+/// What tells a file from every other one while it exists, whatever its names are.
+struct FileIdentity {
+  std::uint64_t volume = 0;  ///< may change when the system starts again
+  std::uint64_t number = 0;  ///< its number on the volume
+  std::uint64_t born = 0;    ///< when it was made, where the number may be given to a later file; 0: not told
+  bool operator==(const FileIdentity&) const = default;
+};
+
 /// The low-level file calls, as one table of functions. All file traffic of the library goes through
 /// the table that is in force; only tests replace it, to count calls and to let them fail.
 ///
@@ -41,7 +51,9 @@ namespace datasource::platform {
 ///   returns what was written, or -1 if nothing was;
 /// - one transfer moves at most 0x7FFFF000 bytes on POSIX; on Windows a count above INT_MAX is -1
 ///   with EINVAL;
-/// - `_close` returns 0, or -1 with the descriptor gone all the same.
+/// - `_close` returns 0, or -1 with the descriptor gone all the same;
+/// - `_identity` returns 0 and tells the same of two descriptors exactly when they lead to one file. Where the
+///   system cannot tell, it returns -1: a file that must be found again by its name then counts as another one.
 struct CRuntimeCalls {
   /// Opens the file with this generic name. Flags and meaning: _sopen of the Windows C runtime; on
   /// POSIX a handle that can write holds an exclusive advisory lock, and the open fails with EACCES
@@ -51,6 +63,7 @@ struct CRuntimeCalls {
   int (*_read)(int descriptor, void* buffer, unsigned int count);
   int (*_write)(int descriptor, const void* buffer, unsigned int count);
   int (*_close)(int descriptor);
+  int (*_identity)(int descriptor, FileIdentity* identity);
 };
 
 /// Returns: the table in force. Threads: any.
