@@ -12,6 +12,7 @@
 #include "Datasource/platform/throwError.h"
 #include "arithmetic.h"
 #include "cipherBlock.h"
+#include "invariants.h"
 
 // The plain side of the raw file, and the points at which the enciphered side (fileEncryption.cpp)
 // branches off.
@@ -76,20 +77,34 @@ VORN_File::VORN_File(const VORN_File& other) : VORN_RefCntObject(other), fCarry(
 
 VORN_File::~VORN_File() {
   std::free(fCarry);
-  if (fDescriptorLost) {
+  if (fStands == kGone) {
     return;  // closing failed before, and was reported
   }
   try {
     Close();
   } catch (...) {
     datasource::platform::reportLostError("closing a file that nobody holds any more", std::current_exception());
-    if (IsOpen() && !fDescriptorLost) {
+    if (IsOpen() && fStands != kGone) {
       cRuntime()._close(fHandle);  // ending the encryption failed; the descriptor must not stay behind
     }
   }
 }
 
+bool VORN_File::KeepsInvariants() const noexcept {
+  const bool opened = fHandle >= 0;
+  const bool plain = !fEncrypted && !fEncryptStarted && fCarryCount == 0;
+  return (opened || fHandle == -1) && (opened || fStands != kGone) && (fEncrypted || plain) && fCarryCount >= 0 &&
+         fCarryCount < CIPHER_BLOCK_SIZE && fPadCount >= 0 && fPadCount < CIPHER_BLOCK_SIZE &&
+         (!opened || fEncrypted || fStands == fPosition || fStands == kUnknown || fStands == kGone);
+}
+
 bool VORN_File::Open(const ExtNameStr& name, const char* mode) {
+  fNoted = {};
+  return OpenAnew(name, mode);
+}
+
+bool VORN_File::OpenAnew(const ExtNameStr& name, const char* mode) {
+  const datasource::InvariantCheck check(*this);
   // Copied first: the arguments may be this object's own.
   ExtNameStr newName(name);
   std::string newMode(mode != nullptr ? mode : "");
@@ -107,9 +122,9 @@ bool VORN_File::Open(const ExtNameStr& name, const char* mode) {
 }
 
 void VORN_File::ForgetLostDescriptor() noexcept {
-  if (fDescriptorLost) {
+  if (fStands == kGone) {
     fHandle = -1;
-    fDescriptorLost = false;
+    fStands = kUnknown;
   }
 }
 
@@ -123,15 +138,47 @@ void VORN_File::StandAt(int64 position) noexcept {
     return;
   }
   fPosition = position;
-  fCipherPosition = position;
-  fAdrift = false;
-  fCipherMoved = false;
-  fPositionFromRead = false;
+  fStands = position;
+  fCipherEnd = {position, true};
 }
 
 bool VORN_File::Reopen(const ExtNameStr& name, const char* mode) {
   const sfGuard guard(fMutex);
-  return Open(name, mode);
+  // What a close has lost was noted before it, if it was.
+  if (IsOpen() && fStands != kGone && !NoteIdentity().identity) {
+    fGood = false;
+    return false;
+  }
+  return OpenAnew(name, mode) && StaysOpenAs(fNoted);
+}
+
+VORN_File::NotedFile VORN_File::NoteIdentity() {
+  const sfGuard guard(fMutex);
+  datasource::platform::FileIdentity identity;
+  fNoted = {true, std::nullopt};
+  if (IsOpen() && fStands != kGone && cRuntime()._identity(fHandle, &identity) == 0) {
+    fNoted.identity = identity;
+  }
+  return fNoted;
+}
+
+bool VORN_File::StaysOpenAs(const NotedFile& noted) {
+  const sfGuard guard(fMutex);
+  fNoted = noted;
+  if (!IsOpen() || !fNoted.wanted) {
+    return IsOpen();
+  }
+  datasource::platform::FileIdentity identity;
+  const bool told = cRuntime()._identity(fHandle, &identity) == 0;
+  if (told && identity == fNoted.identity) {
+    return true;
+  }
+  const int systemError = told ? ENOENT : errno;
+  cRuntime()._close(fHandle);
+  fHandle = -1;
+  fGood = false;
+  errno = systemError;
+  return false;
 }
 
 bool VORN_File::Appends() const noexcept { return (accessFlags(fMode) & _O_APPEND) != 0; }
@@ -144,21 +191,29 @@ void VORN_File::Fail(Side side, int systemError) {
   ThrowError::StringSys("strmcat.err", static_cast<long>(side), fName.GetGeneric().c_str());
 }
 
-void VORN_File::SeekUnlessThere(Side side, int64 position) {
-  if (fDescriptorLost) {
+void VORN_File::SeekTo(Side side, int64 position) {
+  if (fStands == kGone) {
     Fail(side, EBADF);
   }
   errno = 0;
-  if (position == fPosition && !fAdrift) {
-    return;
-  }
   if (cRuntime()._lseeki64(fHandle, position, SEEK_SET) == -1) {
     Fail(side, errno);
   }
-  fAdrift = false;
+  fStands = position;
 }
 
-void VORN_File::PutDescriptorBack() noexcept { fAdrift = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1; }
+// On an enciphered file the descriptor may stand elsewhere than at fPosition: a read that goes on there reads from
+// where the descriptor stands.
+void VORN_File::SeekUnlessThere(Side side, int64 position) {
+  if (position != fPosition || fStands == kUnknown || fStands == kGone) {
+    SeekTo(side, position);
+  }
+  errno = 0;
+}
+
+void VORN_File::PutDescriptorBack() const noexcept {
+  fStands = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1 ? kUnknown : fPosition;
+}
 
 std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
   if (fEncrypted) {
@@ -168,10 +223,10 @@ std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
                       kSource);
   }
   const sfGuard guard(fMutex);
+  const datasource::InvariantCheck check(*this);
   if (!IsOpen()) {
     return 0;
   }
-  fCipherMoved = true;
   SeekUnlessThere(Side::reading, position);
   const std::int32_t rawCount = cRuntime()._read(fHandle, buffer, low32Unsigned(size));
   if (rawCount == -1) {
@@ -181,6 +236,7 @@ std::size_t VORN_File::Read(void* buffer, std::size_t size, int64 position) {
     }
     Fail(Side::reading, systemError);
   }
+  fStands = positionPlus(fStands, rawCount);
   auto count = static_cast<std::size_t>(rawCount);
   if (fEncrypted) {
     count = DecipherInPlace(buffer, count, position);
@@ -206,6 +262,7 @@ std::size_t VORN_File::ReadAhead(void* buffer, std::size_t size, int64 position)
 
 std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 position) {
   const sfGuard guard(fMutex);
+  const datasource::InvariantCheck check(*this);
   if (!IsOpen()) {
     return 0;
   }
@@ -220,6 +277,7 @@ std::size_t VORN_File::Write(const void* buffer, std::size_t size, int64 positio
     Fail(Side::writing, systemError);
   }
   fPosition = positionPlus(position, count);
+  fStands = fPosition;
   if (Appends()) {
     // The system wrote at the file's end, wherever that is.
     PutDescriptorBack();
@@ -255,21 +313,21 @@ int64 VORN_File::Size() const {
   if (!IsOpen()) {
     return 0;
   }
-  if (fDescriptorLost) {
+  if (fStands == kGone) {
     return -1;
   }
   const int64 size = cRuntime()._lseeki64(fHandle, 0, SEEK_END);
-  fAdrift = cRuntime()._lseeki64(fHandle, fPosition, SEEK_SET) == -1 || fAdrift;
-  fCipherMoved = true;
+  PutDescriptorBack();
   return size;
 }
 
 int VORN_File::Close() {
   const sfGuard guard(fMutex);
+  const datasource::InvariantCheck check(*this);
   if (!IsOpen()) {
     return 0;
   }
-  if (fDescriptorLost) {
+  if (fStands == kGone) {
     Fail(Side::writing, EBADF);
   }
   if (fEncrypted && fEncryptStarted) {
@@ -278,7 +336,7 @@ int VORN_File::Close() {
   errno = 0;
   if (cRuntime()._close(fHandle) != 0) {
     // The descriptor is gone all the same; its number may come to name another file.
-    fDescriptorLost = true;
+    fStands = kGone;
     Fail(Side::writing, errno);
   }
   fHandle = -1;

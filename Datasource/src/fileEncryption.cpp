@@ -10,13 +10,14 @@
 #include "Datasource/platform/cipher.h"
 #include "arithmetic.h"
 #include "cipherBlock.h"
+#include "invariants.h"
 
 // The enciphered side of the raw file. On disk lies nothing but the cipher library's output, in the order
 // produced. The plain bytes that do not fill a block yet are carried:
 //
 //   plain bytes accepted  |<------------- whole blocks ------------->|<- carried ->|
 //   position                                                         ^             ^ fPosition
-//                                                        fCipherPosition           (end of the last write)
+//                                                       fCipherEnd.place           (end of the last write)
 //
 // 0 <= fCarryCount < 16: the tail of the last write, except that a write which exactly fills the joining
 // block leaves the count before it.
@@ -49,15 +50,9 @@ constexpr std::size_t kLargestWrite = INT32_MAX - CIPHER_BLOCK_SIZE;
 }  // namespace
 
 void VORN_File::SeekToCipherEnd() {
-  if (!fCipherMoved) {
-    return;
+  if (fStands != fCipherEnd.place) {
+    SeekTo(Side::writing, fCipherEnd.place);
   }
-  errno = 0;
-  if (cRuntime()._lseeki64(fHandle, fCipherPosition, SEEK_SET) == -1) {
-    Fail(Side::writing, errno);
-  }
-  fCipherMoved = false;
-  fAdrift = false;
 }
 
 std::int32_t VORN_File::WriteCipherOutput(const unsigned char* output, std::int32_t length) {
@@ -89,27 +84,23 @@ std::int32_t VORN_File::EncipherAndWrite(const unsigned char* bytes, std::int32_
 
 void VORN_File::AcceptEnciphered(int64 plainEnd, int64 cipherEnd) noexcept {
   fPosition = plainEnd;
-  fCipherPosition = cipherEnd;
-  fCipherMoved = false;
-  fAdrift = false;
-  fPositionFromRead = false;
+  fStands = cipherEnd;
+  fCipherEnd = {cipherEnd, true};
 }
 
 std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int64 position) {
   if (size > kLargestWrite) {
     Fail(Side::writing, EINVAL);
   }
-  const bool goesOn = position == fPosition && !fPositionFromRead;
-  int64 cipherPosition = goesOn ? fCipherPosition : position;
-  if (goesOn && fCipherMoved && !fDescriptorLost) {
+  int64 cipherPosition = position;
+  if (position == fPosition && fCipherEnd.continued) {
     SeekToCipherEnd();
+    cipherPosition = fCipherEnd.place;
   } else {
-    fAdrift = fAdrift || fPositionFromRead;  // a read left the descriptor elsewhere
-    SeekUnlessThere(Side::writing, position);
+    SeekTo(Side::writing, position);
   }
   // Until the write is complete a failure leaves the descriptor where a repeated write must not start.
-  fCipherMoved = true;
-  fAdrift = true;
+  fStands = kUnknown;
 
   const auto* bytes = static_cast<const unsigned char*>(buffer);
   auto rest = static_cast<std::int32_t>(size);
@@ -168,7 +159,7 @@ std::size_t VORN_File::DecipherInPlace(void* buffer, std::size_t rawCount, int64
     }
     std::copy_n(output.bytes, std::min(produced, count), bytes);
   }
-  fPositionFromRead = true;
+  fCipherEnd.continued = false;
   return count;
 }
 
@@ -182,20 +173,21 @@ std::int32_t VORN_File::EndRunningEncryption() {
     return 0;
   }
   SeekToCipherEnd();
-  fCipherMoved = true;  // in case only a part is written
+  fStands = kUnknown;  // in case only a part is written
   const std::int32_t written = WriteCipherOutput(output.bytes, output.length);
-  fCipherMoved = false;
   fPosition = positionPlus(fPosition, written);
-  fCipherPosition = positionPlus(fCipherPosition, written);
+  fCipherEnd.place = positionPlus(fCipherEnd.place, written);
+  fStands = fCipherEnd.place;
   return written;
 }
 
 std::int32_t VORN_File::FinishEncryption() {
   const sfGuard guard(fMutex);
+  const datasource::InvariantCheck check(*this);
   if (!IsOpen() || !fEncrypted || (!fEncryptStarted && fCarryCount < 1)) {
     return 0;
   }
-  if (fDescriptorLost) {
+  if (fStands == kGone) {
     Fail(Side::writing, EBADF);
   }
   std::int32_t result = 0;
@@ -209,7 +201,8 @@ std::int32_t VORN_File::FinishEncryption() {
     }
     if (output.length > 0) {
       result = cRuntime()._write(fHandle, output.bytes, low32Unsigned(output.length));
-      fCipherPosition = positionPlus(fCipherPosition, std::max(result, 0));
+      fCipherEnd.place = positionPlus(fCipherEnd.place, std::max(result, 0));
+      fStands = fCipherEnd.place;
     }
     fCarryCount = 0;
   }

@@ -11,6 +11,7 @@
 #include "Datasource/platform/throwError.h"
 #include "arithmetic.h"
 #include "fileStreamData.h"
+#include "invariants.h"
 #include "readRequest.h"
 
 // The stream's own operations; how its buffer is filled and emptied is in fileStreamData.cpp.
@@ -74,14 +75,15 @@ int VORN_FileStream::Open(const ExtNameStr& name, const ExtNameStr& /*password*/
   // Copied first: the arguments may belong to the file that is replaced.
   const ExtNameStr newName(name);
   const std::string newMode = textOf(mode);
+  const datasource::InvariantCheck check(*data);
   RefCountPtr<VORN_File> newFile(new VORN_File(data->encrypt));
   // Whoever holds a worker also holds its file, so the worker goes before the file does.
   data->worker = nullptr;
   data->file = newFile;
   ++openings;
   const bool opened = data->file->Open(newName, newMode.c_str());
-  data->filePos = data->file->fPosition;
-  position = data->file->fPosition;
+  data->filePos = data->file->Position();
+  position = data->file->Position();
   return opened ? 1 : 0;
 }
 
@@ -99,18 +101,23 @@ int VORN_FileStream::Open(const char* name, const char* mode) { return Open(name
 
 void VORN_FileStream::Clear() {
   if (data->file.IsValid() != 0) {
-    data->file->fGood = true;
+    data->file->Clear();
   }
 }
 
-int VORN_FileStream::Good() { return data->file.IsValid() == 0 || data->file->fGood ? 1 : 0; }
+int VORN_FileStream::Good() { return data->file.IsValid() == 0 || data->file->Good() ? 1 : 0; }
 
 std::size_t VORN_FileStream::Read(void* dest, std::size_t n) {
+  const datasource::InvariantCheck check(*data);
   // A record that lies in the buffer goes the shortest way; everything else goes through the same steps.
   if (preReading != 0 && multiThreadReading <= 0 && data->ServeRecord(dest, n, position)) {
     position = positionPlus(position, n);
     return n;
   }
+  return ReadInSteps(dest, n);
+}
+
+std::size_t VORN_FileStream::ReadInSteps(void* dest, std::size_t n) {
   if (n == 0 || !data->IsOpen()) {
     return 0;
   }
@@ -151,10 +158,15 @@ void VORN_FileStream::ReadAhead(ReadRequest& request) {
 }
 
 std::size_t VORN_FileStream::Write(const void* src, std::size_t n) {
+  const datasource::InvariantCheck check(*data);
   if (data->TakeRecord(src, n, position)) {
     position = positionPlus(position, n);
     return n;
   }
+  return WriteInSteps(src, n);
+}
+
+std::size_t VORN_FileStream::WriteInSteps(const void* src, std::size_t n) {
   if (n == 0 || !data->IsOpen()) {
     return 0;
   }
@@ -170,6 +182,7 @@ std::size_t VORN_FileStream::Write(const void* src, std::size_t n) {
 }
 
 int VORN_FileStream::Seek(int64 offset, SeekDirection from) {
+  const datasource::InvariantCheck check(*data);
   if (!DataReady()) {
     return -1;
   }
@@ -190,6 +203,7 @@ int VORN_FileStream::EndOfFile() { return data->eof ? 1 : 0; }
 
 void VORN_FileStream::ClearAndReset() {
   Seek(0, SeekFromStart);
+  const datasource::InvariantCheck check(*data);
   data->filePos = 0;
   position = 0;
   // Kept as is: unflushed bytes are dropped, dirty and bufferPos stay.
@@ -199,11 +213,11 @@ void VORN_FileStream::ClearAndReset() {
 const ExtNameStr& VORN_FileStream::GetNameStr() const {
   // Never freed: a stream may still ask while the program exits.
   static const ExtNameStr* const kNoName = new ExtNameStr;
-  return data->file.IsValid() != 0 ? data->file->fName : *kNoName;
+  return data->file.IsValid() != 0 ? data->file->Name() : *kNoName;
 }
 
 const char* VORN_FileStream::Name() const {
-  return data->file.IsValid() != 0 ? data->file->fName.GetGeneric().c_str() : nullptr;
+  return data->file.IsValid() != 0 ? data->file->Name().GetGeneric().c_str() : nullptr;
 }
 
 int VORN_FileStream::Close() const {
@@ -220,6 +234,7 @@ int VORN_FileStream::Close() const {
 int VORN_FileStream::Close() { return std::as_const(*this).VORN_FileStream::Close(); }
 
 int VORN_FileStream::Flush() const {
+  const datasource::InvariantCheck check(*data);
   data->Flush();
   return 1;
 }

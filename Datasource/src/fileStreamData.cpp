@@ -133,7 +133,7 @@ void VORN_FileStream::Data::WriteDirect(ReadRequest& request) {
   FileChanged();
   const std::size_t result = file->Write(request.dest, request.remaining, *request.position);
   // On an enciphered file the result counts enciphered bytes; all plain ones were accepted.
-  const std::size_t count = file->fEncrypted ? request.remaining : low32Unsigned(result);
+  const std::size_t count = file->Enciphers() ? request.remaining : low32Unsigned(result);
   advance(request, count);
   filePos = *request.position;
 }

@@ -88,6 +88,12 @@ class VORN_FileStream::Data {
   /// Returns: the length that the file has or will have once the buffer is flushed.
   int64 LogicalEnd();
 
+  /// Returns: whether what the picture says holds, and nobody reads ahead of a file that the stream does not hold.
+  bool KeepsInvariants() const noexcept {
+    return buffer <= bufferEnd && bufferEnd <= buffer + kBlockSize && readBase == buffer &&
+           (worker.get() == nullptr || file.get() != nullptr);
+  }
+
   bool IsOpen() const noexcept { return file.get() != nullptr && file->IsOpen(); }
   std::size_t ValidBytes() const noexcept { return static_cast<std::size_t>(bufferEnd - buffer); }
 

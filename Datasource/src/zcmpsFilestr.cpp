@@ -1,5 +1,6 @@
 #include "Datasource/zcmpsFilestr.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <exception>
 #include <vector>
@@ -18,8 +19,8 @@ namespace {
 constexpr const wchar_t* kSource = L"Datasource/src/zcmpsFilestr";
 constexpr std::int32_t kReopenFailed = 1201;
 
-[[noreturn]] void throwReopenFailed(const char* expression, std::int32_t line) {
-  throw SystemFileException("Datasource/src/zcmpsFilestr", expression, kReopenFailed, line, true);
+[[noreturn]] void throwReopenFailed(const char* expression, std::int32_t line, const char* name, int systemError) {
+  throw SystemFileException("Datasource/src/zcmpsFilestr", expression, kReopenFailed, line, true, name, systemError);
 }
 
 }  // namespace
@@ -77,6 +78,7 @@ std::vector<zcmpsFilestr::LogicalRange> zcmpsFilestr::truncatedRanges() const {
 bool zcmpsFilestr::OpenForUpdate() {
   fData->GiveUp();
   if (SharedFile().IsValid() == 0) {
+    errno = 0;  // no call of the system failed
     return false;
   }
   // The base's own flush: what the dictionary part still buffers must not meet this class's Flush.
@@ -90,7 +92,7 @@ bool zcmpsFilestr::OpenForUpdate() {
 void zcmpsFilestr::setRow0Pos(int64 pos) {
   const datasource::InvariantCheck check(*this);
   if (!OpenForUpdate()) {
-    throwReopenFailed("fData->pRealFile.Open(GetNameStr(), \"r+b\")", __LINE__);
+    throwReopenFailed("fData->pRealFile.Open(GetNameStr(), \"r+b\")", __LINE__, Name(), errno);
   }
   bIsWriting = true;
   fData->BeginFile(pos);
@@ -111,7 +113,7 @@ void zcmpsFilestr::setFileToAppend(int64 endpos, bool swap) {
   const datasource::InvariantCheck check(*this);
   const bool noWorker = !fData->HasWorker();
   if (!OpenForUpdate()) {
-    throwReopenFailed("fData->pRealFile.Open(GetNameStr(),\"r+b\")", __LINE__);
+    throwReopenFailed("fData->pRealFile.Open(GetNameStr(),\"r+b\")", __LINE__, Name(), errno);
   }
   DATASOURCE_ASSERT(noWorker, "fData->fpIOThread == 0", kSource);
   if (fData->BeginAppending(endpos, swap, fFilePos)) {
@@ -187,13 +189,16 @@ int zcmpsFilestr::Close() {
     fData->EndWorker();
     return fData->Now() == Data::State::failed ? 0 : 1;
   }
+  const VORN_File::NotedFile written = GetFile().NoteIdentity();
   if (!fData->Finish()) {
     return 0;
   }
-  const bool opened = VORN_FileStream::Open(GetNameStr(), ExtNameStr(), "rb") != 0;
+  VORN_FileStream::Open(GetNameStr(), ExtNameStr(), "rb");
+  const bool opened = GetFile().StaysOpenAs(written);
+  const int systemError = errno;
   UseFile();
   if (!opened) {
-    throwReopenFailed("VORN_FileStream::Open(GetNameStr(), password, \"rb\")", __LINE__);
+    throwReopenFailed("VORN_FileStream::Open(GetNameStr(), password, \"rb\")", __LINE__, Name(), systemError);
   }
   return 1;
 }

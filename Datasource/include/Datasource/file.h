@@ -4,13 +4,20 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "Datasource/export.h"
+#include "Datasource/platform/cRuntime.h"
 #include "Datasource/platform/extNameStr.h"
 #include "Datasource/platform/threads.h"
 #include "Datasource/platform/types.h"
 #include "Datasource/refCount.h"
+
+namespace datasource {
+template <typename Object>
+class InvariantCheck;
+}  // namespace datasource
 
 /// Turns the encryption of file contents on or off for raw files constructed from now on; off at
 /// start. Contents are enciphered when this is on AND encryption was asked for at construction.
@@ -74,7 +81,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   ///
   /// Returns: on a plain file the bytes written, which may be fewer than asked (neither retried nor
   ///   raised); 0 when the file is closed. On an enciphered file the count of the last physical
-  ///   write, which is no measure of the bytes accepted: all of them are.
+  ///   write, which is no measure of the bytes accepted: all of them are, and what is short of a
+  ///   physical write is written on.
   /// Raises: 1002 when the seek or the write fails or enciphering does not succeed; on an enciphered
   ///   file also, with EINVAL and before anything happens, when `size` is beyond 2 GiB less 17 bytes.
   /// Changes: the remembered position becomes `position` + the plain bytes accepted.
@@ -93,23 +101,14 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   ///   counts as open, and every later operation on it but Open fails without touching the descriptor.
   DATASOURCE_MEMBER int Close();
 
+  bool IsOpen() const noexcept { return fHandle != -1; }
+
+  // ---- For the streams and their workers; none of it is exported.
+
   /// Enciphers the carried tail, padded to a whole block, and ends the running encryption.
   /// Returns: the count of the last physical write; 0 when there was nothing to do.
   /// Raises: 1002.
   DATASOURCE_LOCAL std::int32_t FinishEncryption();
-
-  bool IsOpen() const noexcept { return fHandle != -1; }
-
- private:
-  friend class VORN_FileStream;
-  friend class zcmpsFilestr;
-  friend class PreIOThread_W_C;
-  friend class multiThreadForFilestr;
-  friend class FileReader;
-  friend struct VORN_FilePeer;  // the tests' view of the fields
-
-  /// Which side of the catalogue an error belongs to.
-  enum class Side : int { writing = 1002, reading = 1003 };
 
   /// Writes all `size` bytes of a plain file, going on after a short transfer; on an enciphered file
   /// one Write. `written` is set to the plain bytes that reached a plain file, also when it raises.
@@ -118,20 +117,66 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position, std::size_t& written);
   DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position);
 
-  /// Returns: whether the system puts every write at the file's end, whatever its position.
-  DATASOURCE_LOCAL bool Appends() const noexcept;
-
-  /// Read for a worker that forgets a failure: the good flag then stays as it was.
+  /// Read for a worker that forgets a failure: the good flag is left alone, whatever happens.
   DATASOURCE_LOCAL std::size_t ReadAhead(void* buffer, std::size_t size, int64 position);
 
-  /// Close and Open under the lock, for a file that others share.
+  /// Close and Open under the lock, for a file that others share. What is open or was open when it was last
+  /// noted must be found again: another file of that name counts as one that does not open (ENOENT).
+  /// Returns: whether the file is open now. false: errno says why; the file is closed and not good, or, where it
+  ///   could not be told which one it is, still open and not good.
+  /// Raises: 1002 when closing the file open before fails.
   DATASOURCE_LOCAL bool Reopen(const ExtNameStr& name, const char* mode);
+  /// Which file a reopen must find: any one; or the one of an identity; or one that could not be told, which no file
+  /// is.
+  struct NotedFile {
+    bool wanted = false;
+    std::optional<datasource::platform::FileIdentity> identity;
+  };
+  /// Notes which file is open, for a Reopen after a Close. Returns: the note.
+  DATASOURCE_LOCAL NotedFile NoteIdentity();
+  /// Takes a note, and closes an open file that is not the one noted (ENOENT), or of which that cannot be told.
+  /// Returns: whether the file is open now; false: errno says why, and the file is not good.
+  DATASOURCE_LOCAL bool StaysOpenAs(const NotedFile& noted);
 
+  /// Returns: whether the system puts every write at the file's end, whatever its position.
+  DATASOURCE_LOCAL bool Appends() const noexcept;
+  /// Returns: whether the contents are enciphered.
+  DATASOURCE_LOCAL bool Enciphers() const noexcept { return fEncrypted; }
+  /// Returns: the remembered position. Requires: no other thread uses the file.
+  DATASOURCE_LOCAL int64 Position() const noexcept { return fPosition; }
+  /// Returns: the name last given to Open.
+  DATASOURCE_LOCAL const ExtNameStr& Name() const noexcept { return fName; }
+  /// Returns: the good flag. Threads: any, without the lock.
+  DATASOURCE_LOCAL bool Good() const noexcept { return fGood; }
+  /// Sets the good flag. Threads: any, without the lock.
+  DATASOURCE_LOCAL void Clear() noexcept { fGood = true; }
+
+ private:
+  friend class datasource::InvariantCheck<VORN_File>;
+  friend struct VORN_FilePeer;  // the tests' view of the fields
+
+  /// Which side of the catalogue an error belongs to.
+  enum class Side : int { writing = 1002, reading = 1003 };
+
+  /// Where the cipher's next output belongs.
+  struct CipherEnd {
+    int64 place = 0;        // in the file
+    bool continued = true;  // by a write at fPosition; after a read no write goes on there
+  };
+
+  // Values of fStands beside a position.
+  static constexpr int64 kUnknown = -1;  // a call failed that may have moved the descriptor
+  static constexpr int64 kGone = -2;     // the system's close failed: fHandle may name another file now
+
+  DATASOURCE_LOCAL bool KeepsInvariants() const noexcept;
+
+  DATASOURCE_LOCAL bool OpenAnew(const ExtNameStr& name, const char* mode);
   DATASOURCE_LOCAL void ForgetLostDescriptor() noexcept;
   DATASOURCE_LOCAL void StandAt(int64 position) noexcept;
   [[noreturn]] DATASOURCE_LOCAL void Fail(Side side, int systemError);
+  DATASOURCE_LOCAL void SeekTo(Side side, int64 position);
   DATASOURCE_LOCAL void SeekUnlessThere(Side side, int64 position);
-  DATASOURCE_LOCAL void PutDescriptorBack() noexcept;
+  DATASOURCE_LOCAL void PutDescriptorBack() const noexcept;
 
   DATASOURCE_LOCAL void AcceptEnciphered(int64 plainEnd, int64 cipherEnd) noexcept;
   DATASOURCE_LOCAL std::size_t WriteEnciphered(const void* buffer, std::size_t size, int64 position);
@@ -153,15 +198,14 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   unsigned char* fCarry;
   std::int32_t fCarryCount = 0;
   std::int32_t fPadCount = 0;
-  // While fHandle is not -1 the file is open, and the descriptor stands at fPosition after every
-  // plain operation. fGood and fEof are atomic because streams look at them without the lock.
+  // fGood and fEof are atomic because streams look at them without the lock.
 
-  bool fDescriptorLost = false;       // the system's close failed: fHandle may name another file now
-  mutable bool fAdrift = false;       // the descriptor does not stand where it is believed to
-  int64 fCipherPosition = 0;          // where the next cipher output belongs, while fEncrypted
-  mutable bool fCipherMoved = false;  // the descriptor may stand elsewhere
-  bool fPositionFromRead = false;     // fPosition is the end of an enciphered read
-  bool fForgetsFailures = false;      // a read for a worker is under way
+  // Where the descriptor stands, or kUnknown, or kGone. After every plain operation that is fPosition or kUnknown.
+  mutable int64 fStands = 0;
+  CipherEnd fCipherEnd;           // means something while fEncrypted
+  bool fForgetsFailures = false;  // a read for a worker is under way
+
+  NotedFile fNoted;  // what a reopen must find
 };
 
 extern template class DATASOURCE_TEMPLATE_DECLARATION RefCountPtr<VORN_File>;

@@ -66,7 +66,9 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
 
   /// Makes a new raw file for this stream and opens it; `mode` as in VORN_File::Open. `password` is
   /// not used. Position: the file's start, or its end for a mode with 'a'. Null strings count as "".
-  /// A read-ahead worker ends here; the next read in that mode makes another.
+  /// A read-ahead worker ends here; the next read in that mode makes another. A new file has mode 0600, less the
+  /// umask, where the system knows such rights. On a file that is only appended to (a mode with 'a') a write joins no
+  /// bytes that were read: a flush would append those once more.
   ///
   /// Requires: a stream that is used again was flushed and reset (ClearAndReset) by its caller: the
   ///   buffer is left as it was, and a reference from GetNameStr and the pointer from Name end here.
@@ -134,10 +136,12 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   class DATASOURCE_LOCAL Data;
   friend struct VORN_FileStreamPeer;  // the tests' view of the fields
 
-  void ReadThroughBuffer(ReadRequest& request);
-  void ReadAhead(ReadRequest& request);
-  void ReadDirect(ReadRequest& request);
-  bool MakeWorker();
+  DATASOURCE_LOCAL std::size_t ReadInSteps(void* dest, std::size_t n);
+  DATASOURCE_LOCAL void ReadThroughBuffer(ReadRequest& request);
+  DATASOURCE_LOCAL void ReadAhead(ReadRequest& request);
+  DATASOURCE_LOCAL void ReadDirect(ReadRequest& request);
+  DATASOURCE_LOCAL std::size_t WriteInSteps(const void* src, std::size_t n);
+  DATASOURCE_LOCAL bool MakeWorker();
 
   std::unique_ptr<Data> data;
   std::int32_t multiThreadReading = 0;

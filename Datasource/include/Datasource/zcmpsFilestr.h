@@ -134,8 +134,8 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
   friend struct zcmpsFilestrPeer;  // the tests' view of the fields
   friend class datasource::InvariantCheck<zcmpsFilestr>;
 
-  bool OpenForUpdate();
-  void UseFile() const;
+  DATASOURCE_LOCAL bool OpenForUpdate();
+  DATASOURCE_LOCAL void UseFile() const;
   DATASOURCE_LOCAL bool KeepsInvariants() const noexcept;
 
   // Part of the object's fixed layout, in this order.

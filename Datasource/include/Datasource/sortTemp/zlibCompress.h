@@ -40,8 +40,8 @@ class DATASOURCE_API zlibCompressBlock {
 
  private:
   enum class Direction { compress, decompress };
-  int runOnce(Direction direction, unsigned char* source, std::size_t sourceCount, unsigned char* destination,
-              std::size_t& destinationCount);
+  DATASOURCE_LOCAL int runOnce(Direction direction, unsigned char* source, std::size_t sourceCount,
+                               unsigned char* destination, std::size_t& destinationCount);
 
   std::size_t inCount = 0;
   unsigned char* souce = nullptr;
