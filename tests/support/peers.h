@@ -1,6 +1,7 @@
 #ifndef DATASOURCE_TESTS_PEERS_H
 #define DATASOURCE_TESTS_PEERS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -35,6 +36,13 @@ struct VORN_FileStreamPeer {
 
   static Data& data(const VORN_FileStream& stream) { return *stream.data; }
   static VORN_File& file(const VORN_FileStream& stream) { return *data(stream).file; }
+  /// Read and Write without the short way of small records.
+  static std::size_t readInSteps(VORN_FileStream& stream, void* dest, std::size_t n) {
+    return stream.ReadInSteps(dest, n);
+  }
+  static std::size_t writeInSteps(VORN_FileStream& stream, const void* src, std::size_t n) {
+    return stream.WriteInSteps(src, n);
+  }
   static std::int32_t multiThreadReading(const VORN_FileStream& stream) { return stream.multiThreadReading; }
   static std::int32_t preReading(const VORN_FileStream& stream) { return stream.preReading; }
 };
