@@ -95,14 +95,15 @@ def with_other_order(data, row0=P):
     return bytes(out)
 
 
-def build(blocks, header=HEADER):
-    """A compressed file made here, of blocks of the sizes that the plain parts have."""
+def build(blocks, header=HEADER, cut_at=None):
+    """A compressed file made here, of blocks of the sizes that the plain parts have; what a block has behind
+    `cut_at` compressed bytes is cut off."""
     row0 = len(header)
     body = bytearray()
     records = []
     logical = row0
     for plain in blocks:
-        packed = zlib.compress(plain, 1)
+        packed = zlib.compress(plain, 1)[:cut_at]
         records.append((logical, row0 + 24 + len(body), len(plain), len(packed)))
         body += packed
         logical += len(plain)
