@@ -53,6 +53,9 @@ else()
   datasource_find_by_module(Libdeflate)
 endif()
 
+# What whoever takes the objects of the form's room links.
+set(DATASOURCE_FORM_LIBRARIES Libdeflate::Libdeflate ZLIB::ZLIB)
+
 # Optional: without it its encoder is not built in.
 set(ISAL_FOUND FALSE)
 if(DATASOURCE_ISAL)

@@ -7,7 +7,7 @@
 
 /// Turns one whole buffer into one zlib stream and back, in one call each.
 ///
-/// Lengths are passed to zlib as 32-bit counts.
+/// Lengths are passed to zlib as 32-bit counts. A whole stream is decompressed by libdeflate, which is faster.
 /// Threads: an object serves one call at a time; different objects are independent.
 class DATASOURCE_API zlibCompressBlock {
  public:
@@ -19,6 +19,7 @@ class DATASOURCE_API zlibCompressBlock {
 
   /// Decompresses one zlib stream of `inCount` bytes into `dest`, whose capacity is `outCount`.
   /// Returns: the length produced, also stored in `outCount`; 0 on failure or when nothing came out.
+  /// Changes: bytes of `dest` behind the produced ones may change too, never one behind the capacity.
   /// Kept as is: damaged input counts as success with what came out before the damage; `complete`
   ///   tells.
   int decompressBlock(unsigned char* source, std::size_t inCount, unsigned char* dest, std::size_t& outCount);

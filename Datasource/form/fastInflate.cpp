@@ -1,0 +1,46 @@
+#include "fastInflate.h"
+
+#include <libdeflate.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+namespace datasource::form {
+namespace {
+
+struct Releasing {
+  void operator()(libdeflate_decompressor* decompressor) const noexcept { libdeflate_free_decompressor(decompressor); }
+};
+using Decompressor = std::unique_ptr<libdeflate_decompressor, Releasing>;
+
+/// Returns: the calling thread's decompressor; null when there is no memory for one (the next call tries again).
+libdeflate_decompressor* threadDecompressor() noexcept {
+  thread_local Decompressor decompressor;
+  if (decompressor == nullptr) {
+    decompressor.reset(libdeflate_alloc_decompressor());
+  }
+  return decompressor.get();
+}
+
+/// Returns: whether a length is one that zlib takes too.
+constexpr bool fits32Bits(std::size_t length) noexcept { return length <= std::numeric_limits<std::uint32_t>::max(); }
+
+}  // namespace
+
+std::optional<InflatedStream> fastInflate(const unsigned char* source, std::size_t inCount, unsigned char* dest,
+                                          std::size_t capacity) noexcept {
+  if (source == nullptr || dest == nullptr || !fits32Bits(inCount) || !fits32Bits(capacity)) {
+    return std::nullopt;
+  }
+  libdeflate_decompressor* const decompressor = threadDecompressor();
+  InflatedStream result{};
+  if (decompressor == nullptr ||
+      libdeflate_zlib_decompress_ex(decompressor, source, inCount, dest, capacity, &result.consumed,
+                                    &result.produced) != LIBDEFLATE_SUCCESS) {
+    return std::nullopt;
+  }
+  return result;
+}
+
+}  // namespace datasource::form
