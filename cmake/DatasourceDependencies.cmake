@@ -56,10 +56,13 @@ endif()
 # What whoever takes the objects of the form's room links.
 set(DATASOURCE_FORM_LIBRARIES Libdeflate::Libdeflate ZLIB::ZLIB)
 
-# Optional: without it its encoder is not built in.
-set(ISAL_FOUND FALSE)
+# And of the encoders. ISA-L is optional: without it its encoder is not built in.
+set(DATASOURCE_ENCODER_LIBRARIES ${DATASOURCE_FORM_LIBRARIES})
 if(DATASOURCE_ISAL)
   find_package(ISAL)
+  if(TARGET ISAL::ISAL)
+    list(APPEND DATASOURCE_ENCODER_LIBRARIES ISAL::ISAL)
+  endif()
 endif()
 
 set(DATASOURCE_CIPHER_LIBRARY "")
