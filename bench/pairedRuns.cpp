@@ -2,16 +2,26 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <vector>
 
 namespace bench {
 
 namespace {
 
-double secondsOf(const std::function<void()>& work) {
+/// What one run took: seconds by the clock, and seconds of processor time of all threads together.
+struct Cost {
+  double clock = 0;
+  double processor = 0;
+};
+
+Cost costOf(const std::function<void()>& work) {
   const auto start = std::chrono::steady_clock::now();
+  const std::clock_t processorStart = std::clock();
   work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const std::clock_t processorEnd = std::clock();
+  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+          static_cast<double>(processorEnd - processorStart) / CLOCKS_PER_SEC};
 }
 
 double median(std::vector<double> values) {
@@ -29,23 +39,26 @@ void runPaired(benchmark::State& state, std::size_t bytes, const std::function<v
   std::vector<double> bareTimes;
   std::vector<double> libraryTimes;
   std::vector<double> ratios;
+  std::vector<double> processorRatios;
   bool bareFirst = true;
   for ([[maybe_unused]] auto pass : state) {
-    double bareTime = bareFirst ? secondsOf(bare) : 0;
-    const double libraryTime = secondsOf(library);
+    Cost bareCost = bareFirst ? costOf(bare) : Cost{};
+    const Cost libraryCost = costOf(library);
     if (!bareFirst) {
-      bareTime = secondsOf(bare);
+      bareCost = costOf(bare);
     }
     bareFirst = !bareFirst;
-    bareTimes.push_back(bareTime);
-    libraryTimes.push_back(libraryTime);
-    ratios.push_back(libraryTime / bareTime);
-    state.SetIterationTime(libraryTime);
+    bareTimes.push_back(bareCost.clock);
+    libraryTimes.push_back(libraryCost.clock);
+    ratios.push_back(libraryCost.clock / bareCost.clock);
+    processorRatios.push_back(libraryCost.processor / bareCost.processor);
+    state.SetIterationTime(libraryCost.clock);
   }
   state.counters["bare_s"] = median(bareTimes);
   state.counters["library_s"] = median(libraryTimes);
   state.counters["library_MB/s"] = static_cast<double>(bytes) / 1e6 / median(libraryTimes);
   state.counters["time_ratio"] = median(ratios);
+  state.counters["cpu_ratio"] = median(processorRatios);
 }
 
 }  // namespace bench

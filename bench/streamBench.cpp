@@ -148,6 +148,54 @@ void StreamWriteAgainstBareCalls(benchmark::State& state) {
       state, bench::kDataSize, [&] { bareWrite(bare.name(), record); }, [&] { libraryWrite(file.name(), record); });
 }
 
+constexpr int kPasses = 64;  // over one block, which stays in the buffer
+
+template <std::size_t Record>
+void inlinedCopies(const std::vector<unsigned char>& block) {
+  for (int pass = 0; pass < kPasses; ++pass) {
+    for (std::size_t start = 0; start + Record <= block.size(); start += Record) {
+      std::memcpy(recordBuffer(), block.data() + start, Record);
+      benchmark::ClobberMemory();
+    }
+  }
+}
+
+void readsFromTheBuffer(VORN_StrBaseIO& io, std::size_t record) {
+  for (int pass = 0; pass < kPasses; ++pass) {
+    io.Seek(0, VORN_StrBaseIO::SeekFromStart);
+    for (std::size_t count = kBlockSize / record; count > 0; --count) {
+      require(io.Read(recordBuffer(), record) == record);
+      benchmark::ClobberMemory();
+    }
+  }
+}
+
+/// Records that lie in the stream's buffer, against copies whose length the compiler knows.
+template <std::size_t Record>
+void StreamReadInTheBufferAgainstInlinedCopies(benchmark::State& state) {
+  const bench::ScratchFile file("block");
+  const std::vector<unsigned char> block = bench::recordData(kBlockSize);
+  {
+    VORN_FileStream made(file.name().c_str(), "wb");
+    made.Write(block.data(), block.size());
+  }
+  VORN_FileStream stream(file.name().c_str(), "rb");
+  require(stream.Read(recordBuffer(), 1) == 1);
+  const std::size_t record = hidden(Record);
+  bench::runPaired(
+      state, kPasses * kBlockSize, [&] { inlinedCopies<Record>(block); }, [&] { readsFromTheBuffer(stream, record); });
+}
+
+#define BUFFER_BENCHMARK(record)                               \
+  BENCHMARK(StreamReadInTheBufferAgainstInlinedCopies<record>) \
+      ->Iterations(15)                                         \
+      ->UseManualTime()                                        \
+      ->Unit(benchmark::kSecond)
+BUFFER_BENCHMARK(8);
+BUFFER_BENCHMARK(80);
+BUFFER_BENCHMARK(320);
+BUFFER_BENCHMARK(4096);
+
 #define STREAM_BENCHMARK(function)                                                                         \
   BENCHMARK(function)->ArgName("record")->Arg(8)->Arg(80)->Arg(320)->Iterations(9)->UseManualTime()->Unit( \
       benchmark::kSecond)
