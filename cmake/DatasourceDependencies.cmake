@@ -1,6 +1,7 @@
-# Everything the library links: ZLIB::ZLIB, Threads::Threads, LZ4::LZ4, Libdeflate::Libdeflate and, for
-# the bundled cipher, what DATASOURCE_CIPHER_LIBRARY names; and ISAL::ISAL, where the machine has it. DATASOURCE_FIND_DEPENDENCIES holds the lines with which the
-# package config of a static library finds the same again.
+# Everything the libraries link: ZLIB::ZLIB, Threads::Threads, LZ4::LZ4, Libdeflate::Libdeflate and, for
+# the bundled cipher, what DATASOURCE_CIPHER_LIBRARY names; and ISAL::ISAL, where the machine has it.
+# DATASOURCE_FIND_DEPENDENCIES holds the lines with which the package config of static libraries finds
+# the same again.
 set(LZ4_SOURCE_DIR "" CACHE PATH "Source tree of LZ4 to build instead of using the installed library")
 set(LIBDEFLATE_SOURCE_DIR "" CACHE PATH "Source tree of libdeflate to build instead of using the installed library")
 option(DATASOURCE_ISAL "Compress with ISA-L too, where it is installed" ON)
@@ -9,9 +10,8 @@ find_package(ZLIB REQUIRED)
 find_package(Threads REQUIRED)
 set(DATASOURCE_FIND_DEPENDENCIES "find_dependency(ZLIB)\nfind_dependency(Threads)\n")
 
-# datasource_find_by_module(PACKAGE): finds a package by our own module, now and in the package config.
-macro(datasource_find_by_module package)
-  find_package(${package} REQUIRED)
+# datasource_find_again(PACKAGE): a package that our own module found is found again by the package config.
+macro(datasource_find_again package)
   list(APPEND DATASOURCE_FIND_MODULES cmake/Find${package}.cmake)
   string(APPEND DATASOURCE_FIND_DEPENDENCIES "list(APPEND CMAKE_MODULE_PATH \${CMAKE_CURRENT_LIST_DIR})\n"
          "find_dependency(${package})\n" "list(POP_BACK CMAKE_MODULE_PATH)\n")
@@ -31,7 +31,8 @@ if(LZ4_SOURCE_DIR)
   target_compile_definitions(Datasource_lz4 PRIVATE LZ4LIB_VISIBILITY=)
   target_include_directories(Datasource_lz4 SYSTEM INTERFACE $<BUILD_INTERFACE:${LZ4_SOURCE_DIR}/lib>)
 else()
-  datasource_find_by_module(LZ4)
+  find_package(LZ4 REQUIRED)
+  datasource_find_again(LZ4)
 endif()
 
 if(LIBDEFLATE_SOURCE_DIR)
@@ -50,7 +51,8 @@ if(LIBDEFLATE_SOURCE_DIR)
   target_include_directories(Datasource_libdeflate PRIVATE ${LIBDEFLATE_SOURCE_DIR})
   target_include_directories(Datasource_libdeflate SYSTEM INTERFACE $<BUILD_INTERFACE:${LIBDEFLATE_SOURCE_DIR}>)
 else()
-  datasource_find_by_module(Libdeflate)
+  find_package(Libdeflate REQUIRED)
+  datasource_find_again(Libdeflate)
 endif()
 
 # What whoever takes the objects of the form's room links.
@@ -62,6 +64,7 @@ if(DATASOURCE_ISAL)
   find_package(ISAL)
   if(TARGET ISAL::ISAL)
     list(APPEND DATASOURCE_ENCODER_LIBRARIES ISAL::ISAL)
+    datasource_find_again(ISAL)
   endif()
 endif()
 
