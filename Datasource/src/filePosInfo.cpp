@@ -113,7 +113,7 @@ bInfo filePosInfo::loadForAppend(const unsigned char* buff, std::size_t length, 
   infoCapacity = 0;
   collected.clear();
   if (!DATASOURCE_ASSERT(buff != nullptr, "buff != 0", kSource)) {
-    return kNoBlock;
+    return {kHeaderRecordMark, 0, 0, 0};  // as of a table without blocks
   }
   const HeaderCheck check = checkHeader(buff, length, swap);
   if (!check.sound) {

@@ -39,8 +39,8 @@ class filePosInfo {
 
   /// Takes the records out of a stored table for collecting more behind them: all but the last.
   /// Returns: the last record, which its writer adds again when the block is written anew; the header
-  ///   record when there is none. An unsound table is an assertion; if it returns, so does this, with
-  ///   the no-block record and nothing collected.
+  ///   record when there is none. A null buffer is an assertion and answers as
+  ///   that does; an unsound table is one, too, and answers with the no-block record, nothing collected.
   bInfo loadForAppend(const unsigned char* buffer, std::size_t length, bool swap);
 
   /// Reports each rule that a header record breaks by itself. Returns: whether it breaks none.

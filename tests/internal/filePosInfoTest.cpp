@@ -165,7 +165,7 @@ TEST_F(Table, LoadingAnEmptyTableForAppendingGivesTheHeaderRecord) {
 }
 
 TEST_F(Table, LoadingForAppendingWithoutABufferIsAssertedOn) {
-  table.loadForAppend(nullptr, 0, false);
+  EXPECT_EQ(table.loadForAppend(nullptr, 0, false).orginalPos, -100) << "as of a table without blocks";
   const auto reports = assertions.take();
   ASSERT_FALSE(reports.empty());
   EXPECT_EQ(reports[0].expression, "buff != 0");
