@@ -44,7 +44,8 @@ AtomicFile::AtomicFile(std::string name, Rules rules) : name_(std::move(name)), 
   }
   try {
     target_ = files::withoutLinks(name_);
-    if (const auto there = files::statusOf(target_)) {
+    replaced_ = files::statusOf(target_);
+    if (const auto& there = replaced_) {
       if (there->kind != files::FileKind::regular) {
         fail(name_, "create", "is there and no regular file", posixCode(EEXIST));
       }
@@ -95,14 +96,16 @@ bool AtomicFile::isNamed(const std::string& name) const {
   return status && status->identity == identity_;
 }
 
-// The new file gets the rights of the one that it replaces, else those of any new file.
+// The new file gets the rights of the one that it replaces, else those of any new file: one that somebody gave the
+// name meanwhile says nothing of who may read it.
 void AtomicFile::giveRights() {
   constexpr std::uint32_t kWithoutSetId = 0777;
   if (!file_->status().tellsRights) {
     return;
   }
-  const auto replaced = files::statusOf(target_);
-  file_->setMode(replaced ? replaced->mode & kWithoutSetId : files::systemCalls().defaultMode());
+  const auto now = replaced_ ? files::statusOf(target_) : std::nullopt;
+  const bool isReplaced = now && now->identity == replaced_->identity;
+  file_->setMode(isReplaced ? now->mode & kWithoutSetId : files::systemCalls().defaultMode());
 }
 
 // The working name, which somebody else may have given to another file, is used for this step alone.
@@ -110,15 +113,24 @@ void AtomicFile::giveName() {
   if (!isNamed(working_)) {
     fail(name_, "rename", "is not made: its working name was given to another file", {});
   }
+  bool once = true;
   if (rules_.replace) {
     files::rename(working_, target_);
-  } else if (!files::renameToFree(working_, target_)) {
-    files::systemCalls().unlink(working_.c_str());
+  } else {
+    once = files::renameToFree(working_, target_);
+  }
+  const int error = errno;
+  const std::string working = std::exchange(working_, {});
+  if (!isNamed(target_)) {
+    fail(name_, "rename", "was given to another file meanwhile", {});
+  }
+  if (!once) {
+    fail(name_, "unlink", "is complete, but its working name " + working + " cannot be removed and must be",
+         posixCode(error));
   }
 }
 
 void AtomicFile::commit() {
-  bool named = false;
   try {
     giveRights();
     if (rules_.sync) {
@@ -126,14 +138,12 @@ void AtomicFile::commit() {
     }
     file_->close();
     giveName();
-    named = true;
-    working_.clear();
     if (rules_.sync) {
       files::syncFolderOf(target_);
     }
   } catch (const std::system_error& error) {
     fail(name_, "rename",
-         named ? "has its name, but the folder cannot be written to the disk" : "cannot be given its name",
+         working_.empty() ? "has its name, but the folder cannot be written to the disk" : "cannot be given its name",
          error.code());
   }
 }

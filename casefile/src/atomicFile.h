@@ -45,7 +45,8 @@ class AtomicFile {
   std::string name_;    // as the program gave it
   std::string target_;  // where links lead to
   Rules rules_;
-  std::string working_;
+  std::optional<datasource::platform::FileStatus> replaced_;
+  std::string working_;  // empty once the file has its name
   std::optional<datasource::platform::SystemFile> file_;
   datasource::platform::FileIdentity identity_;
 };

@@ -1,8 +1,9 @@
 import os
 import stat
+import subprocess
 import unittest
 
-from support import BLOCK, HEADER, CasefileTest, positions, posix_only
+from support import BLOCK, DEADLINE, HEADER, CasefileTest, positions, posix_only
 
 NOBODY = 65534
 
@@ -75,6 +76,24 @@ class RightsOfOutputs(CasefileTest):
         self.run_casefile("pack", "--force", self.path("in"), self.path("out"))
         status = os.stat(self.path("out"))
         self.assertEqual((status.st_uid, status.st_gid), (NOBODY, NOBODY))
+
+    @unittest.skipUnless(os.geteuid() == 0, "needs the right to give files to others")
+    def test_are_not_those_of_a_file_that_takes_the_name_meanwhile(self):
+        # Its owner would get the output, which somebody who may write to the folder can keep by a second name.
+        for force in [(), ("--force",)]:
+            process = self.start_casefile("pack", *force, "-", self.path("out"), stdin=subprocess.PIPE,
+                                          stderr=subprocess.DEVNULL, umask=0o077)
+            process.stdin.write(HEADER + positions(2 * BLOCK))
+            process.stdin.flush()
+            working = next(name for name in self.names() if name.endswith(".tmp"))
+            os.link(self.path(working), self.path("kept"))
+            os.chmod(self.write("out", b"planted"), 0o666)
+            os.chown(self.path("out"), NOBODY, NOBODY)
+            process.stdin.close()
+            self.assertEqual(process.wait(DEADLINE), 0 if force else 1)
+            self.assertEqual((self.rights("kept"), os.stat(self.path("kept")).st_uid), (0o600, 0))
+            os.unlink(self.path("out"))
+            os.unlink(self.path("kept"))
 
     @unittest.skipUnless(os.geteuid() == 0, "needs a second user")
     def test_of_a_group_that_the_user_is_not_in_are_nobodys(self):

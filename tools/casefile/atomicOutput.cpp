@@ -63,8 +63,9 @@ std::optional<files::FileStatus> statusOrNone(const std::string& name) {
   }
 }
 
-void requireReplaceable(const std::string& name, bool replace) {
-  const auto status = statusOrNone(name);
+// Returns: the file that has the name and is to be replaced, if any.
+std::optional<files::FileStatus> requireReplaceable(const std::string& name, bool replace) {
+  auto status = statusOrNone(name);
   if (status && status->kind != files::FileKind::regular) {
     throw Failure(name, "is there and no regular file");
   }
@@ -74,6 +75,7 @@ void requireReplaceable(const std::string& name, bool replace) {
   if (!replace) {
     requireNoJournalBeside(name);
   }
+  return status;
 }
 
 // Who cannot give a file to a group gives that group's members no more than everybody.
@@ -85,7 +87,7 @@ std::uint32_t withRightsOfAllForTheGroup(std::uint32_t mode) {
 
 AtomicOutput::AtomicOutput(const std::string& name, OutputRules rules) : name_(finalName(name)), rules_(rules) {
   showAs(name_, name);
-  requireReplaceable(name_, rules.replace);
+  replaced_ = requireReplaceable(name_, rules.replace);
   file_.emplace(makeWorkingFile(name_, working_));
   try {
     identity_ = file_->identity();
@@ -145,8 +147,13 @@ bool AtomicOutput::hasName(const std::string& name) const {
   return status && status->identity == identity_;
 }
 
+std::optional<files::FileStatus> AtomicOutput::replacedFile() const {
+  const auto now = replaced_ ? statusOrNone(name_) : std::nullopt;
+  return now && now->identity == replaced_->identity ? now : std::nullopt;
+}
+
 void AtomicOutput::giveRights(files::SystemFile& file) const {
-  const auto replaced = statusOrNone(name_);
+  const auto replaced = replacedFile();
   const auto& like = replaced ? replaced : input_;
   if (!file.status().tellsRights) {
     return;

@@ -41,6 +41,9 @@ class AtomicOutput {
   void commit();
 
  private:
+  /// Returns: the file to be replaced, as long as it has the name: one that somebody gave the name meanwhile says
+  ///   nothing of who may read the output.
+  std::optional<files::FileStatus> replacedFile() const;
   void giveRights(files::SystemFile& file) const;
   void giveName();
   void removeWorkingFile() const;
@@ -48,6 +51,7 @@ class AtomicOutput {
 
   std::string name_;
   OutputRules rules_;
+  std::optional<files::FileStatus> replaced_;
   std::string working_;
   std::optional<files::SystemFile> file_;
   files::FileIdentity identity_;

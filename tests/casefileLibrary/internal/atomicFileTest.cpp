@@ -1,0 +1,84 @@
+// What becomes of an output when a call fails, or when somebody else acts between two calls.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "atomicFile.h"
+#include "casefile/error.h"
+#include "support/systemProbe.h"
+#include "support/testFolder.h"
+
+namespace {
+
+using casefile::AtomicFile;
+
+class AtomicFileTest : public testing::Test {
+ protected:
+  std::string workingName() const {
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.folder())) {
+      if (entry.path().extension() == ".tmp") {
+        return entry.path().filename().string();
+      }
+    }
+    return "";
+  }
+
+  // Returns: what is wrong, or nothing.
+  static std::string commit(AtomicFile& file) {
+    try {
+      file.commit();
+    } catch (const casefile::Error& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  std::filesystem::perms rights(const std::string& name) const {
+    return std::filesystem::status(folder_.folder() / name).permissions();
+  }
+
+  support::TestFolder folder_;
+};
+
+TEST_F(AtomicFileTest, WhoseWorkingNameStaysIsAnError) {
+  AtomicFile file(folder_.path("out"), {.replace = false, .sync = false});
+  support::SystemProbe probe;
+  probe.failEvery("renameToFree", ENOTSUP);
+  probe.before("link", [&] { probe.failEvery("unlink", EPERM); });
+  EXPECT_NE(commit(file).find(workingName()), std::string::npos);
+  EXPECT_NE(workingName(), "");
+  EXPECT_TRUE(folder_.exists("out"));
+}
+
+// Who may write to the folder can keep an output by a second name, and give its own name to a file of the widest
+// rights.
+TEST_F(AtomicFileTest, RightsAreNotThoseOfAFileThatTakesTheNameMeanwhile) {
+  AtomicFile ordinary(folder_.path("ordinary"), {});
+  EXPECT_EQ(commit(ordinary), "");
+  for (const bool replace : {false, true}) {
+    AtomicFile file(folder_.path("out"), {.replace = replace, .sync = false});
+    folder_.writePlain("out", "planted");
+    std::filesystem::permissions(folder_.folder() / "out", std::filesystem::perms::all);
+    std::optional<std::filesystem::perms> given;
+    support::SystemProbe probe;
+    probe.before(replace ? "rename" : "renameToFree", [&] { given = rights(workingName()); });
+    EXPECT_EQ(commit(file).empty(), replace);
+    EXPECT_EQ(given, rights("ordinary"));
+    std::filesystem::remove(folder_.folder() / "out");
+  }
+}
+
+TEST_F(AtomicFileTest, RightsAreThoseOfTheFileThatItReplaces) {
+  folder_.writePlain("out", "old");
+  std::filesystem::permissions(folder_.folder() / "out",
+                               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  const auto before = rights("out");
+  AtomicFile file(folder_.path("out"), {});
+  EXPECT_EQ(commit(file), "");
+  EXPECT_EQ(rights("out"), before);
+}
+
+}  // namespace
