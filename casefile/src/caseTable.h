@@ -23,6 +23,8 @@ class CaseTable {
   bool swapped() const noexcept { return place_.swapped; }
   /// Logical end of the case data, and size of the uncompressed file.
   int64 logicalEnd() const noexcept;
+  /// File position behind the table.
+  int64 tableEnd() const noexcept { return tableEnd_; }
   std::size_t size() const noexcept { return records_.size(); }
   const bInfo& operator[](std::size_t block) const noexcept { return records_[block]; }
   LogicalRange range(std::size_t block) const noexcept;
@@ -36,6 +38,7 @@ class CaseTable {
 
   Place place_;
   std::vector<bInfo> records_;
+  int64 tableEnd_ = 0;
 };
 
 /// Returns: "block 3 (logical bytes 100 to 199)"; first and last byte are named.

@@ -10,6 +10,7 @@
 #include "caseTable.h"
 #include "casefile/error.h"
 #include "compressedForm.h"
+#include "hiddenData.h"
 #include "locate.h"
 #include "partition.h"
 #include "progressReport.h"
@@ -24,9 +25,14 @@ namespace {
   throw Error(ErrorKind::usage, what, {file, "read", {}, {}, {}});
 }
 
-Place placeOf(SourceReader& source, const ReaderOptions& options) {
+// Reads the table at the place told, or at the only one that there is.
+CaseTable tableOf(SourceReader& source, const ReaderOptions& options) {
   ProgressReport report(options.progress, source.name(), "open");
-  return locate(source, options.row0, options.byteOrder, report);
+  CaseTable table(source, locate(source, options.row0, options.byteOrder, report));
+  if (!options.row0) {
+    refuseHiddenData(source, table, report);
+  }
+  return table;
 }
 
 }  // namespace
@@ -35,7 +41,7 @@ class Reader::Impl {
  public:
   Impl(std::shared_ptr<const RandomAccessFile> file, const ReaderOptions& options)
       : source_(std::move(file)),
-        table_(source_, placeOf(source_, options)),
+        table_(tableOf(source_, options)),
         blocks_(source_, table_),
         cache_(blocks_, options.cacheBytes / kBlockSize, kBlockSize),
         threads_(threadCount(options.threads)) {}

@@ -59,10 +59,11 @@ using Sink = std::function<void(std::span<const std::byte> bytes, std::int64_t p
 class CASEFILE_API Reader {
  public:
   /// Raises: Error: `system` when the file cannot be opened or read; `notADataFile` when it has no heading at
-  ///   the row-0 position, or none or several are found; `damaged` when heading or table break a rule that
-  ///   hinders reading; `usage` for options that cannot be; `cancelled` when the callback says stop.
+  ///   the row-0 position, or none or several are found, or when none was told and behind the table lie
+  ///   heading, table or blocks of other case data; `damaged` when heading or table break a rule that hinders reading;
+  ///   `usage` for options that cannot be; `cancelled` when the callback says stop.
   /// Cost: one read for the heading and one for each 48 KiB of the table (24 bytes a block), which stays in memory.
-  ///   Without a row-0 position one pass over the file, blocks left out.
+  ///   Without a row-0 position one pass over the file, blocks left out; what lies behind the table is looked into.
   static Reader open(const std::string& name, const ReaderOptions& options = {});
   static Reader open(std::shared_ptr<const RandomAccessFile> file, const ReaderOptions& options = {});
 

@@ -148,6 +148,8 @@ std::vector<Place> fittingPlaces(SourceReader& source, ByteOrder order, Progress
   return whole.empty() ? headingOnly : whole;
 }
 
+bool hasHeadingAt(SourceReader& source, int64 row0) { return bestFit(source, row0, ByteOrder::find).fit != Fit::none; }
+
 Place locate(SourceReader& source, std::optional<int64> row0, ByteOrder order, ProgressReport& report) {
   return row0 ? placeAt(source, *row0, order) : theOnlyOf(fittingPlaces(source, order, report), source);
 }

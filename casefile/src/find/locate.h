@@ -15,6 +15,9 @@ namespace casefile {
 ///   although its table is damaged; sixteen at most.
 std::vector<Place> fittingPlaces(SourceReader& source, ByteOrder order, ProgressReport& report);
 
+/// Returns: whether a heading at a row-0 position agrees with itself, in either byte order.
+bool hasHeadingAt(SourceReader& source, int64 row0);
+
 /// Finds the place of the case data: at the position told, or the only one that fits.
 ///
 /// Raises: Error: `notADataFile` when there is none, more than one, or none at the position told; `usage` for a

@@ -1,0 +1,44 @@
+#include "blockProbe.h"
+
+#include <array>
+#include <cstdint>
+
+#include "blockCodec.h"
+#include "casefile/error.h"
+#include "compressedForm.h"
+
+namespace casefile {
+namespace {
+
+constexpr auto kBlock = static_cast<int64>(kBlockSize);
+
+// A block for each of a thousand positions, or a few times the file.
+int64 allowanceFor(int64 fileSize) {
+  constexpr int64 kBlocks = 1000;
+  constexpr int64 kTimes = 4;
+  return kBlocks * kBlock + (fileSize < INT64_MAX / (2 * kTimes) ? kTimes * fileSize : INT64_MAX / 2);
+}
+
+}  // namespace
+
+BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report)
+    : source_(source), report_(report), allowance_(allowanceFor(source.size())) {}
+
+int64 BlockProbe::plainSizeAt(int64 position) {
+  std::array<unsigned char, 2> bytes{};
+  if (source_.read(bytes.data(), bytes.size(), position) != bytes.size() ||
+      !datasource::form::beginsZlibStream(bytes.data())) {
+    return 0;
+  }
+  if (allowance_ <= 0) {
+    throw Error(ErrorKind::notADataFile,
+                "too much looks like blocks and is none (a row-0 position says where the dictionary part ends)",
+                {source_.name(), "open", {}, position, {}});
+  }
+  report_.advance(0);  // inflating takes a while: the program may stop it
+  const auto facts = inspector_.inspect(source_, position, kBlock);
+  allowance_ -= facts.plainSize;
+  return facts.sound() ? facts.plainSize : 0;
+}
+
+}  // namespace casefile

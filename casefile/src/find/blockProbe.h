@@ -1,0 +1,33 @@
+#ifndef CASEFILE_FIND_BLOCKPROBE_H
+#define CASEFILE_FIND_BLOCKPROBE_H
+
+#include "progressReport.h"
+#include "sourceReader.h"
+#include "streamInspector.h"
+
+namespace casefile {
+
+/// Tells whether there are sound blocks at positions that something in a file hints at.
+///
+/// Threads: one at a time. Cost: bytes that cannot begin a block are not inflated. A file that makes it inflate
+/// many times its own size is given up.
+class BlockProbe {
+ public:
+  /// Requires: source and report outlive the object.
+  BlockProbe(SourceReader& source, ProgressReport& report);
+
+  /// Returns: the uncompressed bytes of the sound block at a file position, 0 when there is none.
+  /// Raises: Error: `notADataFile` when the file holds too much that looks like blocks; `cancelled`; what the
+  ///   source raises.
+  int64 plainSizeAt(int64 position);
+
+ private:
+  SourceReader& source_;
+  ProgressReport& report_;
+  datasource::form::StreamInspector inspector_;
+  int64 allowance_;  // uncompressed bytes that all probes of the file may still make
+};
+
+}  // namespace casefile
+
+#endif
