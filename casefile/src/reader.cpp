@@ -21,6 +21,8 @@
 namespace casefile {
 namespace {
 
+constexpr int64 kDictionaryPiece = int64{64} << 10;
+
 [[noreturn]] void refuseUse(const std::string& file, const std::string& what) {
   throw Error(ErrorKind::usage, what, {file, "read", {}, {}, {}});
 }
@@ -59,6 +61,13 @@ class Reader::Impl {
     return done;
   }
 
+  View view(int64 position) const {
+    if (position >= table_.logicalEnd()) {
+      return {};
+    }
+    return position < table_.row0() ? viewOfDictionary(position) : viewOfBlock(table_.blockAt(position));
+  }
+
   void read(LogicalRange range, const Sink& sink, const ProgressCallback& progress) const {
     range.size = std::min(range.size, table_.logicalEnd() - range.start);
     if (range.size > 0) {
@@ -68,6 +77,19 @@ class Reader::Impl {
   }
 
  private:
+  View viewOfDictionary(int64 position) const {
+    const auto count = std::min(kDictionaryPiece, table_.row0() - position);
+    const auto bytes = std::make_shared<std::vector<std::byte>>(static_cast<std::size_t>(count));
+    readDictionary(source_, *bytes, position);
+    return {{position, count}, *bytes, bytes};
+  }
+
+  View viewOfBlock(std::size_t block) const {
+    auto decoded = cache_.get(block);
+    const std::span<const std::byte> bytes(decoded->bytes.data(), decoded->size);
+    return {table_.range(block), bytes, std::move(decoded)};
+  }
+
   // Reads up to the end of the dictionary part or of one block.
   std::size_t readPart(std::span<std::byte> buffer, int64 position) const {
     if (position < table_.row0()) {
@@ -141,6 +163,14 @@ std::size_t Reader::readAt(std::span<std::byte> buffer, std::int64_t position) c
     refuseUse(own.name(), "a null pointer is no buffer");
   }
   return own.readAt(buffer, position);
+}
+
+View Reader::view(std::int64_t position) const {
+  const Impl& own = impl();
+  if (position < 0) {
+    refuseUse(own.name(), "a logical position cannot be negative");
+  }
+  return own.view(position);
 }
 
 void Reader::read(LogicalRange range, const Sink& sink, const ProgressCallback& progress) const {

@@ -59,8 +59,9 @@ def sources_use_nothing_that_loses_wake_ups(top, _):
 
 STANDARD_HEADERS = re.compile(
     r"<(algorithm|array|atomic|bit|cerrno|climits|compare|concepts|condition_variable|cstddef|cstdint|cstdlib|cstring|"
-    r"deque|exception|fcntl\.h|functional|initializer_list|iosfwd|limits|map|memory|mutex|new|optional|set|share\.h|"
-    r"span|stdexcept|string|string_view|sys/stat\.h|system_error|thread|tuple|type_traits|utility|variant|vector)>")
+    r"deque|exception|fcntl\.h|functional|initializer_list|ios|iosfwd|istream|limits|map|memory|mutex|new|optional|ostream|"
+    r"set|share\.h|span|stdexcept|streambuf|string|string_view|sys/stat\.h|system_error|thread|tuple|type_traits|utility|"
+    r"variant|vector)>")
 
 
 def headers_include_nothing_foreign(top, _):

@@ -8,6 +8,7 @@
 #include "casefile/randomAccessFile.h"
 #include "casefile/range.h"
 #include "casefile/reader.h"
+#include "casefile/stream.h"
 #include "casefile/version.h"
 #include "casefile/writer.h"
 

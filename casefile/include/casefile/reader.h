@@ -48,6 +48,13 @@ struct Block {
 /// and passes through.
 using Sink = std::function<void(std::span<const std::byte> bytes, std::int64_t position)>;
 
+/// Uncompressed bytes where they lie in memory, and what keeps them there.
+struct View {
+  LogicalRange range;                ///< which bytes they are
+  std::span<const std::byte> bytes;  ///< `range.size` of them, never written to
+  std::shared_ptr<const void> owner;
+};
+
 /// A compressed data file, open for reading.
 ///
 /// Positions and ranges are logical ones: those of the uncompressed data, in which the dictionary part comes
@@ -92,6 +99,14 @@ class CASEFILE_API Reader {
   /// Cost: one decoding for each block that the cache does not hold; threads that want the same block wait for
   ///   one decoding. A lock is held for a lookup only.
   std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const;
+
+  /// Shows the bytes at a logical position without copying them: its whole block, or 64 KiB of the dictionary part
+  /// from the position on.
+  ///
+  /// Returns: a view that outlives the Reader; an empty one at the end and behind it.
+  /// Raises: Error: as readAt.
+  /// Cost: one decoding if the cache does not hold the block. A view in use keeps its block beside the cache's.
+  View view(std::int64_t position) const;
 
   /// Gives a range's bytes to a sink in order, decoding ahead. What lies beyond the end is left out.
   ///
