@@ -78,6 +78,7 @@ class Info(CasefileTest):
         self.write("file.case", data)
         told = self.info(expect=1)
         self.assertEqual(len(told["faults"]), 1)
+        self.assertEqual(list(told["faults"][0]), ["block", "what", "hindersReading", "damage"])
         self.assertEqual(told["faults"][0]["block"], 1)
 
 
