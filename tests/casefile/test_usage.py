@@ -17,8 +17,60 @@ class Help(CasefileTest):
             self.assertIn("Example:", text)
             self.assertIn(f"casefile {command} ", text)
 
+    def test_is_a_command_too(self):
+        self.assertEqual(self.run_casefile("help").stdout, self.run_casefile("--help").stdout)
+        for command in [*COMMANDS, "help"]:
+            self.assertEqual(self.run_casefile("help", command).stdout, self.run_casefile(command, "--help").stdout)
+
     def test_version(self):
-        self.assertRegex(self.run_casefile("--version").stdout.decode(), r"^casefile \d+\.\d+\.\d+\s*$")
+        for option in ["-V", "--version"]:
+            self.assertRegex(self.run_casefile(option).stdout.decode(), r"^casefile \d+\.\d+\.\d+\s*$")
+
+
+class Habits(CasefileTest):
+    """What users of other programs of this kind try first."""
+
+    def setUp(self):
+        super().setUp()
+        self.data = self.write("in", HEADER + positions(100000))
+        self.run_casefile("pack", self.data, self.path("file.case"))
+
+    def test_o_names_the_output(self):
+        for command, file in [("pack", "in"), ("unpack", "file.case"), ("recover", "file.case")]:
+            for arguments in [("-o", "out", file), (file, "-o", "out"), (file, "--output=out")]:
+                self.run_casefile(command, *arguments, "-f", cwd=self.folder)
+            self.run_casefile(command, file, "other", "-f", cwd=self.folder)
+            self.assertEqual(self.read("out"), self.read("other"))
+
+    def test_f_replaces(self):
+        self.run_casefile("pack", self.data, self.path("file.case"), expect=1)
+        self.run_casefile("pack", "-f", self.data, self.path("file.case"))
+
+    def test_numbers_of_threads_have_three_names(self):
+        for name in ["-j", "--threads", "--jobs"]:
+            for count in ["0", "1", "2", "1024"]:
+                self.run_casefile("pack", "-f", name, count, self.data, self.path("out"))
+                self.assertEqual(self.read("out"), self.read("file.case"))
+                self.assertEqual(self.unpacked("out", name, count), self.read("in"))
+            self.run_casefile("verify", name, "2", self.path("out"))
+
+    def test_quiet_says_only_what_is_wrong(self):
+        for arguments in [("verify", "file.case"), ("recover", "file.case", "out"), ("pack", "in", "packed")]:
+            result = self.run_casefile(*arguments, "-q", cwd=self.folder)
+            self.assertEqual((result.stdout, result.stderr), (b"", b""), arguments)
+        result = self.run_casefile("verify", "-q", "missing", cwd=self.folder, expect=2)
+        self.assert_says(result, "casefile: missing: cannot be opened")
+
+    def test_verbose_says_what_was_found(self):
+        found = f"casefile: file.case: row-0 position {len(HEADER)}"
+        for arguments in [("verify", "file.case"), ("info", "file.case"), ("unpack", "file.case", "out"),
+                          ("cat", "--from", "0", "file.case"), ("append", "file.case"),
+                          ("recover", "file.case", "again")]:
+            result = self.run_casefile(*arguments, "-v", cwd=self.folder)
+            self.assert_says(result, found)
+            self.assert_message_form(result, "file.case")
+        result = self.run_casefile("pack", "-v", "in", "packed", cwd=self.folder)
+        self.assert_says(result, f"casefile: packed: row-0 position {len(HEADER)}, from 100000 bytes of case data")
 
 
 class WrongUsage(CasefileTest):
@@ -27,16 +79,25 @@ class WrongUsage(CasefileTest):
         self.assertRegex(result.stderr.decode().replace("\r", ""), r"^casefile: .+\nTry 'casefile.* --help'\.\n$")
         self.assertEqual(result.stdout, b"")
         self.assertEqual(self.names(), [])
+        return result
 
-    def test_no_command(self):
-        self.check()
-
-    def test_unknown_command(self):
-        self.check("frobnicate")
-
-    def test_unknown_option_of_each_command(self):
+    def test_no_command_prints_the_commands(self):
+        result = self.run_casefile(expect=2)
+        self.assertEqual(result.stdout, b"")
         for command in COMMANDS:
-            self.check(command, "--frobnicate", "a", "b")
+            self.assertIn("  " + command, result.stderr.decode())
+
+    def test_unknown_command_is_named(self):
+        for arguments in [["frobnicate"], ["frobnicate", "a", "b"], ["help", "frobnicate"]]:
+            self.assert_says(self.check(*arguments), "casefile: unknown command: frobnicate\n")
+
+    def test_unknown_option_of_each_command_is_named(self):
+        for command in COMMANDS:
+            for operands in [[], ["a"], ["a", "b"]]:
+                self.assert_says(self.check(command, "--frobnicate", *operands),
+                                 "casefile: unknown option: --frobnicate\n")
+        self.assert_says(self.check("--frobnicate"), "casefile: unknown option: --frobnicate\n")
+        self.assert_says(self.check("pack", "-z", "a", self.path("b")), "casefile: unknown option: -z\n")
 
     def test_missing_operands_of_each_command(self):
         for command in COMMANDS:
@@ -54,7 +115,7 @@ class WrongUsage(CasefileTest):
             self.check("cat", "--from", number, "a")
             self.check("pack", "--row0", number, "a", self.path("b"))
         self.check("verify", "-j", "0", "a")
-        self.check("pack", "--threads", "2", "a", self.path("b"))
+        self.check("pack", "--threads", "1025", "a", self.path("b"))
 
     def test_leading_zeros_change_no_number(self):
         data = HEADER + positions(100)
@@ -68,6 +129,9 @@ class WrongUsage(CasefileTest):
         self.check("pack", "--row0", "1", "--header-lines", "1", "a", self.path("b"))
         self.check("pack", "--dictionary", "d", "--header-lines", "1", "a", self.path("b"))
         self.check("info", "--progress", "--no-progress", "a")
+        self.check("info", "--progress", "--quiet", "a")
+        self.check("info", "-v", "-q", "a")
+        self.check("pack", "-o", self.path("b"), "a", self.path("c"))
 
     def test_dictionary_that_is_no_file_of_its_own(self):
         self.check("pack", "--dictionary", "", "a", self.path("b"))
@@ -76,6 +140,7 @@ class WrongUsage(CasefileTest):
     def test_standard_output_where_it_makes_no_sense(self):
         self.check("pack", "a", "-")
         self.check("recover", "a", "-")
+        self.check("pack", "a", "-o", "-")
 
 
 class Progress(CasefileTest):

@@ -96,6 +96,7 @@ FileLock claim(const std::string& file) {
 
 Layout layoutOf(ByteSource& source, const AppendOptions& options) {
   Layout layout = readLayout(source, locate(source, options.hint));
+  tellLayout(layout, options.file);
   requireReadable(layout, options.file);
   refuseHiddenData(source, layout);
   if (layout.place.row0 == 0) {

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "notes.h"
 #include "options.h"
 #include "progress.h"
 
@@ -48,8 +49,8 @@ class CommandLine {
   CommandLine() {
     app_.allow_windows_style_options(false);  // a name may begin with a slash
     app_.require_subcommand(1);
-    app_.set_version_flag("--version", "casefile " CASEFILE_VERSION);
-    app_.footer("casefile COMMAND --help tells about one command.");
+    app_.set_version_flag("-V,--version", "casefile " CASEFILE_VERSION);
+    app_.footer("casefile COMMAND --help, or casefile help COMMAND, tells about one command.");
     addPack();
     addAppend();
     addUnpack();
@@ -57,22 +58,26 @@ class CommandLine {
     addInfo();
     addVerify();
     addRecover();
+    addHelp();
+    programHelp_ = app_.help();  // once a command is chosen, this one's
   }
 
   Request read(std::vector<std::string> arguments) {
+    if (arguments.empty()) {
+      std::fputs(programHelp_.c_str(), stderr);
+      return {nullptr, "", kRefused};
+    }
     std::reverse(arguments.begin(), arguments.end());
     try {
       app_.parse(std::move(arguments));
     } catch (const CLI::Success& asked) {
       app_.exit(asked, std::cout, std::cerr);
-      return {[] {
-                std::cout.flush();
-                requirePrinted();
-                return static_cast<int>(kDone);
-              },
-              "", kDone};
+      return printed();
     } catch (const CLI::ParseError& error) {
-      return refuse(error.what());
+      return refuse(unknownWord().value_or(error.what()));
+    }
+    if (help_->parsed()) {
+      return printHelp();
     }
     for (const std::string* output : outputs_) {
       if (*output == "-") {
@@ -86,6 +91,45 @@ class CommandLine {
   }
 
  private:
+  static Request printed() {
+    return {[] {
+              std::cout.flush();
+              requirePrinted();
+              return static_cast<int>(kDone);
+            },
+            "", kDone};
+  }
+
+  Request printHelp() {
+    const CLI::App* const about = commandCalled(helpAbout_);
+    if (!helpAbout_.empty() && about == nullptr) {
+      return refuse("unknown command: " + helpAbout_);
+    }
+    std::cout << (about == nullptr ? programHelp_ : about->help(app_.get_name()));
+    return printed();
+  }
+
+  // Returns: the command of that name, or null.
+  const CLI::App* commandCalled(const std::string& name) const {
+    const auto commands =
+        app_.get_subcommands([&name](const CLI::App* command) { return command->get_name() == name; });
+    return commands.empty() ? nullptr : commands.front();
+  }
+
+  // Returns: which of the words that the parser could not place is an option or a command that there is not.
+  std::optional<std::string> unknownWord() const {
+    const auto words = app_.remaining(true);
+    const auto option = std::find_if(words.begin(), words.end(),
+                                     [](const std::string& word) { return word.size() > 1 && word.front() == '-'; });
+    if (option != words.end()) {
+      return "unknown option: " + *option;
+    }
+    if (app_.get_subcommands().empty() && !words.empty()) {
+      return "unknown command: " + words.front();
+    }
+    return std::nullopt;
+  }
+
   Request refuse(const std::string& what) {
     const auto chosen = app_.get_subcommands();
     const std::string command = chosen.empty() ? "casefile" : "casefile " + chosen.front()->get_name();
@@ -102,7 +146,24 @@ class CommandLine {
         ->add_flag_callback(
             "--no-progress", [] { Progress::show(Progress::When::never); }, "Show no progress")
         ->excludes(on);
+    addTalk(command, on);
     return command;
+  }
+
+  static void addTalk(CLI::App* command, CLI::Option* progress) {
+    auto* const quiet = command
+                            ->add_flag_callback(
+                                "-q,--quiet",
+                                [] {
+                                  setTalk(Talk::quiet);
+                                  Progress::show(Progress::When::never);
+                                },
+                                "Say only what is wrong, and show no progress")
+                            ->excludes(progress);
+    command
+        ->add_flag_callback(
+            "-v,--verbose", [] { setTalk(Talk::verbose); }, "Say what is found and done on the way too")
+        ->excludes(quiet);
   }
 
   template <typename Options>
@@ -126,15 +187,22 @@ class CommandLine {
         ->transform(notNegative());
   }
 
-  static void addThreads(CLI::App* command, int& threads, const char* what) {
-    command->add_option("--threads", threads, what)->type_name("0|1")->transform(within(0, 1))->capture_default_str();
+  static CLI::Option* addThreads(CLI::App* command, int& threads, int least, const char* what) {
+    constexpr int kMostThreads = 1024;
+    return command->add_option("-j,--threads,--jobs", threads, what)
+        ->type_name("N")
+        ->transform(within(least, kMostThreads));
   }
 
   template <typename Options>
   static void addOutputRules(CLI::App* command, Options& options) {
-    command->add_flag("--force", options.force, "Replace OUTPUT if it is there");
+    command->add_flag("-f,--force", options.force, "Replace OUTPUT if it is there");
     command->add_flag_callback(
         "--no-sync", [&options] { options.sync = false; }, "Do not wait until OUTPUT is on the disk");
+  }
+
+  static void addOutput(CLI::App* command, std::string& name, const char* help) {
+    command->add_option("-o,--output,OUTPUT", name, help)->required()->type_name("FILE");
   }
 
   static void addName(CLI::App* command, const char* what, std::string& name, const char* help) {
@@ -158,10 +226,11 @@ class CommandLine {
         ->check(notEmpty())
         ->excludes(row0)
         ->excludes(lines);
-    addThreads(command, pack_.threads, "Compress on a thread of its own");
+    addThreads(command, pack_.threads, 0, "0: compress on the thread that reads; else on one of its own")
+        ->capture_default_str();
     addOutputRules(command, pack_);
     addName(command, "INPUT", pack_.input, "Uncompressed file, - for standard input");
-    addName(command, "OUTPUT", pack_.output, "Compressed file to make");
+    addOutput(command, pack_.output, "Compressed file to make");
     outputs_.push_back(&pack_.output);
     onParsed(command, pack, pack_, pack_.output);
   }
@@ -179,10 +248,11 @@ class CommandLine {
     CLI::App* const command =
         addCommand("unpack", "Make the uncompressed file again, byte for byte", "casefile unpack rows.case rows.csv");
     addPlace(command, unpack_.hint, true);
-    addThreads(command, unpack_.threads, "Decompress ahead on a thread of its own");
+    addThreads(command, unpack_.threads, 0, "0: decompress on the thread that writes; else ahead, on one of its own")
+        ->capture_default_str();
     addOutputRules(command, unpack_);
     addName(command, "INPUT", unpack_.input, "Compressed file");
-    addName(command, "OUTPUT", unpack_.output, "Uncompressed file to make, - for standard output");
+    addOutput(command, unpack_.output, "Uncompressed file to make, - for standard output");
     onParsed(command, unpack, unpack_, unpack_.input);
   }
 
@@ -215,10 +285,7 @@ class CommandLine {
     CLI::App* const command =
         addCommand("verify", "Check heading, table and every block", "casefile verify -j 2 rows.case");
     addPlace(command, verify_.hint, true);
-    constexpr int kMostJobs = 1024;
-    command->add_option("-j", verify_.jobs, "Threads (as many as the machine runs at once when nothing is said)")
-        ->type_name("N")
-        ->transform(within(1, kMostJobs));
+    addThreads(command, verify_.jobs, 1, "Threads (as many as the machine runs at once when nothing is said)");
     addName(command, "FILE", verify_.file, "Compressed file");
     onParsed(command, verify, verify_, verify_.file);
   }
@@ -229,9 +296,15 @@ class CommandLine {
     addRow0(command, recover_.row0);
     addOutputRules(command, recover_);
     addName(command, "INPUT", recover_.input, "Damaged file; it is not changed");
-    addName(command, "OUTPUT", recover_.output, "Compressed file to make");
+    addOutput(command, recover_.output, "Compressed file to make");
     outputs_.push_back(&recover_.output);
     onParsed(command, recover, recover_, recover_.input);
+  }
+
+  void addHelp() {
+    help_ = app_.add_subcommand("help", "Tell about the program or one command");
+    help_->footer("Example:\n  casefile help pack");
+    help_->add_option("COMMAND", helpAbout_, "Which")->type_name("");
   }
 
   CLI::App app_{"See, make, cut, check and rescue compressed data files.", "casefile"};
@@ -242,6 +315,9 @@ class CommandLine {
   InfoOptions info_;
   VerifyOptions verify_;
   RecoverOptions recover_;
+  CLI::App* help_ = nullptr;
+  std::string helpAbout_;
+  std::string programHelp_;
   std::vector<const std::string*> outputs_;  // those that must be files
   Request request_;
 };

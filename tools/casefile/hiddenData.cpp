@@ -101,6 +101,7 @@ void refuseHiddenData(ByteSource& source, const Layout& layout) {
 
 Layout layoutForReading(ByteSource& source, const PlaceHint& hint) {
   Layout layout = readLayout(source, locate(source, hint));
+  tellLayout(layout, source.name());
   requireReadable(layout, source.name());
   if (!hint.row0) {
     refuseHiddenData(source, layout);

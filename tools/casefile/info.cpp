@@ -125,6 +125,7 @@ int info(const InfoOptions& options) {
   const bool openJournal = mentionOpenJournal(options.file);
   FileSource source(options.file);
   const Layout layout = readLayout(source, locate(source, options.hint));
+  tellLayout(layout, options.file);
   const Facts facts{layout, openJournal};
   if (options.json) {
     printJson(options, facts);

@@ -7,6 +7,7 @@
 #include "failure.h"
 #include "formReading.h"
 #include "formRules.h"
+#include "notes.h"
 
 namespace casefile {
 namespace {
@@ -174,6 +175,12 @@ void requireReadable(const Layout& layout, const std::string& file) {
 std::string rangeName(int64 start, int64 size) {
   return size <= 1 ? "logical byte " + number(start)
                    : "logical bytes " + number(start) + " to " + number(start + size - 1);
+}
+
+void tellLayout(const Layout& layout, const std::string& file) {
+  sayDetail(file, "row-0 position " + std::to_string(layout.place.row0) + ", " +
+                      (layout.place.swapped ? "the other byte order" : "this machine's byte order") + ", " +
+                      std::to_string(layout.records.size()) + " blocks");
 }
 
 std::string blockName(const Layout& layout, std::size_t block) {

@@ -63,6 +63,9 @@ Layout readLayout(ByteSource& source, const Place& place);
 /// Raises: Failure when a fault hinders reading.
 void requireReadable(const Layout& layout, const std::string& file);
 
+/// Says, as a detail, where a file's case data begin, in which byte order, and how many blocks it has.
+void tellLayout(const Layout& layout, const std::string& file);
+
 /// Returns: "block 3 (logical bytes 100 to 199)"; first and last byte are named.
 std::string blockName(const Layout& layout, std::size_t block);
 /// Returns: "logical bytes 100 to 199" for the `size` bytes from `start`.

@@ -6,6 +6,7 @@
 #include "atomicOutput.h"
 #include "caseData.h"
 #include "failure.h"
+#include "notes.h"
 #include "options.h"
 #include "plainInput.h"
 #include "progress.h"
@@ -76,13 +77,17 @@ int64 writeDictionary(const PackOptions& options, PlainInput& input, VORN_FileSt
   return writer.written();
 }
 
-void writeCaseData(zcmpsFilestr& stream, PlainInput& input, Progress& progress) {
+// Returns: how many bytes they were.
+int64 writeCaseData(zcmpsFilestr& stream, PlainInput& input, Progress& progress) {
+  int64 written = 0;
   while (input.fill()) {
     const std::size_t count = input.available();
     stream.Write(input.data(), count);
     input.take(count);
     progress.advance(static_cast<int64>(count));
+    written += static_cast<int64>(count);
   }
+  return written;
 }
 
 void writeFile(const PackOptions& options, AtomicOutput& output) {
@@ -99,11 +104,13 @@ void writeFile(const PackOptions& options, AtomicOutput& output) {
   stream.setMultiThread(options.threads);
   stream.setRow0Pos(row0);
   stream.Seek(row0, VORN_StrBaseIO::SeekFromStart);
-  writeCaseData(stream, input, progress);
+  const int64 taken = writeCaseData(stream, input, progress);
   if (stream.Close() == 0) {
     throw Failure(file, "could not be finished");
   }
   requireAllFitted(stream, file, row0);
+  sayDetail(options.output,
+            "row-0 position " + std::to_string(row0) + ", from " + std::to_string(taken) + " bytes of case data");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "fileNames.h"
 #include "hiddenData.h"
 #include "journal.h"
+#include "notes.h"
 #include "options.h"
 #include "plainOutput.h"
 #include "progress.h"
@@ -136,6 +137,7 @@ int recover(const RecoverOptions& options) {
   const std::unique_ptr<ByteSource> source = open(options.input);
   refuseSameFile(source->status(), options);
   const Place place = options.row0 ? placeTold(*source, *options.row0) : findBlocks(*source);
+  sayDetail(options.input, "row-0 position " + std::to_string(place.row0));
   const BlockChain chain = followBlocks(*source, place.row0, true);
   if (!options.row0) {
     refuseAnotherPlace(*source, place, chain);
@@ -146,8 +148,10 @@ int recover(const RecoverOptions& options) {
   Rebuilder(*source, chain, place.swapped || (rest.isTable && rest.swapped), output).run();
   output.commit();
   const bool lost = sayLosses(*source, place, chain, rest);
-  say(options.output, std::to_string(chain.records.size()) + " blocks, " +
-                          std::to_string(chain.logicalEnd - chain.row0) + " bytes of case data recovered");
+  if (isSaid(Talk::usual)) {
+    say(options.output, std::to_string(chain.records.size()) + " blocks, " +
+                            std::to_string(chain.logicalEnd - chain.row0) + " bytes of case data recovered");
+  }
   return lost ? kFailed : kDone;
 }
 

@@ -17,6 +17,7 @@
 #include "failure.h"
 #include "hiddenData.h"
 #include "journal.h"
+#include "notes.h"
 #include "options.h"
 #include "progress.h"
 
@@ -177,6 +178,7 @@ int verify(const VerifyOptions& options) {
   FileSource source(options.file);
   const bool openJournal = mentionOpenJournal(options.file);
   const Layout layout = readLayout(source, locate(source, options.hint));
+  tellLayout(layout, options.file);
   const unsigned machine = std::max(1U, std::thread::hardware_concurrency());
   const unsigned wanted = options.jobs > 0 ? static_cast<unsigned>(options.jobs) : machine;
   const auto useful = static_cast<unsigned>(std::clamp<std::size_t>(layout.records.size(), 1, 1024));
@@ -190,6 +192,9 @@ int verify(const VerifyOptions& options) {
   refuseHiddenData(source, layout);
   if (openJournal) {
     return kFailed;
+  }
+  if (!isSaid(Talk::usual)) {
+    return kDone;
   }
   std::printf("%s: sound: %zu blocks, %lld bytes of case data, %lld dead bytes behind the table\n",
               options.file.c_str(), layout.records.size(),

@@ -3,30 +3,30 @@ _casefile() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover --help --version' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help --help --version -V' -- "$word")
     return
   fi
   case $previous in
-    --threads)
-      mapfile -t COMPREPLY < <(compgen -W '0 1' -- "$word")
-      return
-      ;;
-    --row0 | --header-lines | --from | --bytes | -j) return ;;
+    --row0 | --header-lines | --from | --bytes | -j | --threads | --jobs) return ;;
   esac
+  if [ "$command" = help ]; then
+    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help' -- "$word")
+    return
+  fi
   if [[ $word != -* ]]; then
     compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
     return
   fi
-  local options='--help --progress --no-progress --row0'
+  local options='--help -q --quiet -v --verbose --progress --no-progress --row0'
   case $command in
-    pack) options+=' --header-lines --dictionary --threads --force --no-sync' ;;
+    pack) options+=' --header-lines --dictionary -j --threads --jobs -f --force --no-sync -o --output' ;;
     append) ;;
-    unpack) options+=' --swap --threads --force --no-sync' ;;
+    unpack) options+=' --swap -j --threads --jobs -f --force --no-sync -o --output' ;;
     cat) options+=' --swap --from --bytes' ;;
     info) options+=' --swap --blocks --json' ;;
-    verify) options+=' --swap -j' ;;
-    recover) options+=' --force --no-sync' ;;
+    verify) options+=' --swap -j --threads --jobs' ;;
+    recover) options+=' -f --force --no-sync -o --output' ;;
     *) return ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
