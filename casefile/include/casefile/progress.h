@@ -29,6 +29,7 @@ enum class Next {
 
 /// Is told how far a call has come, at least once a block. What it throws ends the call and passes through.
 ///
+/// Requires: it calls nothing of the Writer that calls it, whose own call has not returned; a Reader may be called.
 /// Threads: one at a time, not always the same one.
 using ProgressCallback = std::function<Next(const Progress&)>;
 
