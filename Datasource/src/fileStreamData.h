@@ -10,6 +10,7 @@
 #include "arithmetic.h"
 #include "compressedForm.h"
 #include "multiThreadForFilestr.h"
+#include "pageAligned.h"
 #include "smallCopy.h"
 
 /// The buffer of a stream, what it holds, and how it is filled and emptied.
@@ -22,7 +23,7 @@
 ///
 /// buffer <= bufferEnd <= buffer + kBlockSize; equal to buffer: no valid bytes, bufferPos means nothing.
 /// dirty: the valid bytes, if any, are newer than the file's.
-class VORN_FileStream::Data {
+class VORN_FileStream::Data : public PageAligned {
  public:
   // The buffer stays as it is: pages are touched only when used.
   explicit Data(bool wantEncryption) noexcept

@@ -14,6 +14,7 @@
 #include "blockReading.h"
 #include "compressedForm.h"
 #include "filePosInfo.h"
+#include "pageAligned.h"
 #include "smallCopy.h"
 #include "writeWorker.h"
 #include "zcmpsPreIOThread.h"
@@ -73,7 +74,7 @@
 ///   position is fpos + (pBuffCur - fBuffer).
 /// Serving: the valid bytes are the block of `asked`, which begins at fpos.
 /// Reading: fpos is -1 and availBuffSize 0.
-class zcmpsFilestr::Data {
+class zcmpsFilestr::Data : public PageAligned {
  public:
   enum class State : unsigned char { plain, reading, serving, writing, interrupted, extending, failed, finished };
 
