@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <numeric>
 #include <string>
@@ -8,6 +7,7 @@
 
 #include "blockReader.h"
 #include "formReading.h"
+#include "support/bytesReader.h"
 #include "support/compressedHostileTest.h"
 
 // The library reads a file exactly when no rule of its form is broken that hinders reading.
@@ -17,27 +17,10 @@ namespace {
 using datasource::form::BlockState;
 using datasource::form::FormReading;
 using datasource::form::TableRecord;
+using support::BytesReader;
 using support::Image;
 using support::kBlock;
 using support::kRow0;
-
-/// A file's bytes in memory.
-class BytesReader final : public datasource::form::RandomAccessReader {
- public:
-  explicit BytesReader(const std::string& bytes) : bytes_(bytes) {}
-  int64 size() const override { return static_cast<int64>(bytes_.size()); }
-  std::size_t read(void* buffer, std::size_t count, int64 position) override {
-    if (position < 0 || position >= size()) {
-      return 0;
-    }
-    const std::size_t got = std::min(count, bytes_.size() - static_cast<std::size_t>(position));
-    std::memcpy(buffer, bytes_.data() + position, got);
-    return got;
-  }
-
- private:
-  const std::string& bytes_;
-};
 
 class FormAgreement : public support::HostileTest {
  protected:

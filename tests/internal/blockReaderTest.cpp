@@ -1,9 +1,9 @@
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 
 #include "support/compressedTest.h"
 #include "support/compressedWorkerTest.h"
+#include "support/overrunningBlock.h"
 
 // Blocks whose compressed form is longer than a block: cut there, they are whole if only the check value is cut.
 
@@ -12,25 +12,8 @@ namespace {
 using support::Image;
 using support::kBlock;
 using support::kRow0;
+using support::overrunning;
 using support::zipped;
-
-/// Bytes that no compressor makes smaller, but for a run of one letter that makes up for the last byte that counts: a
-/// block of `length` whose compressed form has `over` bytes more than a block.
-std::string overrunning(std::size_t length, std::size_t over) {
-  const std::string noise = support::randomBytes(length, 11);
-  std::size_t run = 0;
-  for (int attempt = 0; attempt < 60; ++attempt) {
-    std::string bytes = noise;
-    bytes.replace(bytes.size() - run, run, run, 'r');
-    const std::size_t size = zipped(bytes).size();
-    if (size == kBlock + over) {
-      return bytes;
-    }
-    const std::size_t more = run + size;
-    run = more > kBlock + over ? more - kBlock - over : 0;
-  }
-  throw std::runtime_error("no such block found");
-}
 
 /// A file of one block with these bytes.
 Image imageOf(const std::string& plain) {
