@@ -1,18 +1,16 @@
 #include <cerrno>
 #include <cstddef>
-#include <memory>
 #include <string>
+#include <type_traits>
 
 #include "support/compressedWorkerTest.h"
 
-// The worker that reads and decompresses one block ahead. Steps that no thread runs are taken by the test,
-// so that the order is fixed.
+// The workers that read and decompress ahead of the stream.
 
 namespace {
 
 using support::AssertionRecorder;
 using support::AssertionThrown;
-using support::Call;
 using support::CallKind;
 using support::kCorruptBlock;
 using support::kWorkerSource;
@@ -21,32 +19,107 @@ using support::raisedBy;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class ReadWorker : public support::WorkerTest {
- protected:
-  /// Asks while nobody runs the worker's steps.
-  std::string requestAlone(std::size_t block) { return request(*alone(), block); }
-  /// A worker without a thread; the test takes its steps.
-  PreIOThread_R_D* alone() {
-    if (worker == nullptr) {
-      worker = std::make_unique<PreIOThread_R_D>(file.get(), &table, kSmall);
-    }
-    return worker.get();
-  }
-  void TearDown() override {
-    worker.reset();
-    WorkerTest::TearDown();
-  }
-  std::unique_ptr<PreIOThread_R_D> worker;
-};
+// ---- What all workers that read have in common
 
-TEST_F(ReadWorker, BlocksAskedForInOrderAreDelivered) {
-  useFile({4096, 4096, 4096, 4096, 100});
-  const auto reader = startReader<PreIOThread_R_D>();
-  for (std::size_t block = 0; block < 5; ++block) {
-    ASSERT_EQ(request(*reader, block), plain(block)) << block;
+template <typename Worker>
+class AnyReadWorker : public support::ReadingWorkerTest<Worker> {};
+
+struct WorkerNames {
+  template <typename Worker>
+  static std::string GetName(int /*index*/) {
+    return std::is_same_v<Worker, PreIOThread_R_D> ? "OneThread" : "ThreeStages";
   }
-  end(*reader);
+};
+using ReadWorkers = ::testing::Types<PreIOThread_R_D, support::ThreeStageReader>;
+TYPED_TEST_SUITE(AnyReadWorker, ReadWorkers, WorkerNames);
+
+TYPED_TEST(AnyReadWorker, BlocksAskedForInOrderAreDelivered) {
+  this->useFile({4096, 4096, 4096, 4096, 4096, 100});
+  const auto reader = this->startedAndAsked(6);
+  this->end(*reader);
 }
+
+TYPED_TEST(AnyReadWorker, PositionInsideABlockIsAssertedOn) {
+  this->useFile({4096, 100});
+  this->request(*this->alone(), this->position(0) + 1, 100);
+  const auto reports = this->assertions.take();
+  ASSERT_FALSE(reports.empty());
+  EXPECT_EQ(reports[0].expression, "fpos == bInfo.orginalPos");
+  EXPECT_EQ(reports[0].file, kWorkerSource);
+}
+
+TYPED_TEST(AnyReadWorker, FailingReadOfARequestIsRaisedAndTheNextRequestWorks) {
+  this->useFile({4096, 4096, 100});
+  this->alone();
+  this->probe.failNth(CallKind::read, 1, EIO);
+  EXPECT_EQ(raisedBy([&] { this->requestAlone(0); }), (Raised{1003, EIO}));
+  EXPECT_EQ(this->requestAlone(0), this->plain(0));
+}
+
+TYPED_TEST(AnyReadWorker, WrongCheckValueIsReportedAsACorruptBlock) {
+  this->useFile({4096, 4096, 100}, [this] {
+    const bInfo& second = this->image.records[1];
+    this->folder.patchByte("blocks", second.translatePos + second.translateSize - 1, 0x99);
+  });
+  const auto reader = this->startedAndAsked(1);
+  EXPECT_EQ(this->request(*reader, 1), "");
+  EXPECT_THAT(this->assertions.takeTexts(), ElementsAre(kCorruptBlock));
+  EXPECT_EQ(this->request(*reader, 0), this->plain(0));
+  this->end(*reader);
+}
+
+TYPED_TEST(AnyReadWorker, ThrowingHandlerOnARequestLeavesTheWorkerUsable) {
+  this->useFile({4096, 4096, 4096, 100}, [this] { this->damage(1); });
+  const auto reader = this->startedAndAsked(1);
+  {
+    const AssertionRecorder throwing(AssertionRecorder::Then::raise);
+    EXPECT_THROW(this->request(*reader, 1), AssertionThrown);
+  }
+  EXPECT_EQ(this->request(*reader, 2), this->plain(2));
+  EXPECT_EQ(this->request(*reader, 0), this->plain(0));
+  this->end(*reader);
+}
+
+TYPED_TEST(AnyReadWorker, CompressedSizeAboveTheBuffersIsNotRead) {
+  support::Image bent = support::Image::of(support::kRow0, {4096, 4096, 100});
+  bent.records[1].translateSize = 1'000'000;
+  bent.blocks.push_back(std::string(1'000'000, 'x'));
+  this->useImage(bent);
+  const auto reader = this->startedAndAsked(1);
+  EXPECT_EQ(this->request(*reader, this->position(1), 4096), "");
+  EXPECT_THAT(this->assertions.takeTexts(), testing::Not(IsEmpty()));
+  this->end(*reader);
+}
+
+TYPED_TEST(AnyReadWorker, EndsInEveryState) {
+  this->useFile({4096, 4096, 4096, 100});
+  for (std::size_t requests = 0; requests <= 4; ++requests) {
+    const auto reader = this->startedAndAsked(requests);
+    this->end(*reader);
+    this->end(*reader);
+  }
+}
+
+TYPED_TEST(AnyReadWorker, DestructionEndsTheThreadsInEveryState) {
+  this->useFile({4096, 4096, 4096, 100});
+  for (std::size_t requests = 0; requests <= 4; ++requests) {
+    this->startedAndAsked(requests);
+  }
+}
+
+TYPED_TEST(AnyReadWorker, TwoThousandLivesInARow) {
+  this->useFile({64, 64, 64, 10});
+  for (int round = 0; round < 2000; ++round) {
+    const auto reader = this->startedAndAsked(static_cast<std::size_t>(round % 5), 64);
+    ASSERT_TRUE(reader->stopThread());
+    ASSERT_TRUE(round % 2 == 0 || reader->releasePool());
+  }
+  this->probe.clear();
+}
+
+// ---- The worker that reads and decompresses one block ahead, on one thread
+
+using ReadWorker = support::ReadingWorkerTest<PreIOThread_R_D>;
 
 TEST_F(ReadWorker, PrefetchedBlockIsServedByACopy) {
   useFile({4096, 4096, 4096});
@@ -139,15 +212,6 @@ TEST_F(ReadWorker, RequestOfMoreThanPrefetchedDeliversNoStaleBytes) {
   EXPECT_THAT(assertions.takeTexts(), ElementsAre("reqSize == stCurSize"));
 }
 
-TEST_F(ReadWorker, PositionInsideABlockIsAssertedOn) {
-  useFile({4096, 100});
-  request(*alone(), position(0) + 1, 100);
-  const auto reports = assertions.take();
-  ASSERT_FALSE(reports.empty());
-  EXPECT_EQ(reports[0].expression, "fpos == bInfo.orginalPos");
-  EXPECT_EQ(reports[0].file, kWorkerSource);
-}
-
 TEST_F(ReadWorker, PositionBehindTheDataIsAssertedOnAndDeliversNothing) {
   useFile({4096, 100});
   EXPECT_EQ(request(*alone(), image.end(), 100), "");
@@ -173,16 +237,6 @@ TEST_F(ReadWorker, WorkerHoldsAReferenceToTheFileForItsLife) {
   EXPECT_EQ(VORN_FilePeer::references(*file), 2);
   worker.reset();
   EXPECT_EQ(VORN_FilePeer::references(*file), 1);
-}
-
-TEST_F(ReadWorker, FailingReadOfARequestIsRaisedAndTheNextRequestWorks) {
-  useFile({4096, 4096, 100});
-  alone();
-  probe.failNth(CallKind::read, 1, EIO);
-  EXPECT_EQ(raisedBy([&] { requestAlone(0); }), (Raised{1003, EIO}));
-  EXPECT_EQ(requestAlone(0), plain(0));
-  worker->readThreadStep();
-  EXPECT_EQ(requestAlone(1), plain(1));
 }
 
 TEST_F(ReadWorker, FailingPrefetchIsForgottenAndTheRequestReadsItself) {
@@ -216,17 +270,6 @@ TEST_F(ReadWorker, DamagedBlockIsReportedByTheRequestAndNotByThePrefetch) {
   EXPECT_EQ(reports[0].file, kWorkerSource);
 }
 
-TEST_F(ReadWorker, WrongCheckValueIsReportedAsACorruptBlock) {
-  useFile({4096, 100}, [this] {
-    const bInfo& last = image.records[1];
-    folder.patchByte("blocks", last.translatePos + last.translateSize - 1, 0x99);
-  });
-  requestAlone(0);
-  worker->readThreadStep();
-  EXPECT_EQ(requestAlone(1), "");
-  EXPECT_THAT(assertions.takeTexts(), ElementsAre(kCorruptBlock));
-}
-
 TEST_F(ReadWorker, ShortReadIsNoticedByTheDecompressedLength) {
   useFile({4096, 4096},
           [this] { folder.truncateTo("blocks", image.records[1].translatePos + image.records[1].translateSize / 2); });
@@ -236,35 +279,12 @@ TEST_F(ReadWorker, ShortReadIsNoticedByTheDecompressedLength) {
   EXPECT_THAT(assertions.takeTexts(), testing::Contains("outCount == bInfo.orginalSize"));
 }
 
-TEST_F(ReadWorker, ThrowingHandlerOnARequestLeavesTheWorkerUsable) {
-  useFile({4096, 4096, 100}, [this] { damage(1); });
-  const auto reader = startReader<PreIOThread_R_D>();
-  request(*reader, 0);
-  {
-    const AssertionRecorder throwing(AssertionRecorder::Then::raise);
-    EXPECT_THROW(request(*reader, 1), AssertionThrown);
-  }
-  EXPECT_EQ(request(*reader, 2), plain(2));
-  end(*reader);
-}
-
 TEST_F(ReadWorker, ThrowingHandlerIsNeverMetByThePrefetch) {
   useFile({4096, 4096, 100}, [this] { damage(1); });
   const AssertionRecorder throwing(AssertionRecorder::Then::raise);
   const auto reader = startReader<PreIOThread_R_D>();
   EXPECT_EQ(request(*reader, 0), plain(0));
   end(*reader);
-}
-
-TEST_F(ReadWorker, CompressedSizeAboveTheBuffersIsNotRead) {
-  support::Image bent = support::Image::of(support::kRow0, {4096, 4096, 100});
-  bent.records[1].translateSize = 1'000'000;
-  bent.blocks.push_back(std::string(1'000'000, 'x'));
-  useImage(bent);
-  requestAlone(0);
-  worker->readThreadStep();
-  EXPECT_EQ(request(*alone(), position(1), 4096), "");
-  EXPECT_THAT(assertions.takeTexts(), testing::Not(IsEmpty()));
 }
 
 TEST_F(ReadWorker, PlainSizeAboveTheBuffersIsNotDelivered) {
@@ -285,41 +305,6 @@ TEST_F(ReadWorker, GapBehindABlockIsNoPrefetch) {
   const auto reader = startReader<PreIOThread_R_D>();
   EXPECT_EQ(request(*reader, 0), plain(0));
   end(*reader);
-}
-
-TEST_F(ReadWorker, EndsInEveryState) {
-  useFile({4096, 4096, 100});
-  for (std::size_t requests = 0; requests <= 3; ++requests) {
-    const auto reader = startReader<PreIOThread_R_D>();
-    for (std::size_t block = 0; block < requests; ++block) {
-      request(*reader, block);
-    }
-    end(*reader);
-    end(*reader);
-  }
-}
-
-TEST_F(ReadWorker, DestructionEndsTheThreadInEveryState) {
-  useFile({4096, 4096, 100});
-  for (std::size_t requests = 0; requests <= 3; ++requests) {
-    const auto reader = startReader<PreIOThread_R_D>();
-    for (std::size_t block = 0; block < requests; ++block) {
-      request(*reader, block);
-    }
-  }
-}
-
-TEST_F(ReadWorker, TwoThousandLivesInARow) {
-  useFile({64, 64, 10});
-  for (int round = 0; round < 2000; ++round) {
-    const auto reader = startReader<PreIOThread_R_D>(64);
-    for (std::size_t block = 0; block < static_cast<std::size_t>(round % 4); ++block) {
-      ASSERT_EQ(request(*reader, block), plain(block));
-    }
-    ASSERT_TRUE(reader->stopThread());
-    ASSERT_TRUE(round % 2 == 0 || reader->releasePool());
-  }
-  probe.clear();
 }
 
 }  // namespace

@@ -5,15 +5,12 @@
 
 #include "support/compressedWorkerTest.h"
 
-// The worker that reads on one thread and decompresses on another. Steps that no thread runs are taken by the
-// test, so that the order is fixed.
+// The worker that reads on one thread and decompresses on another; what all workers that read have in common is in
+// readWorkersTest.cpp.
 
 namespace {
 
-using support::AssertionRecorder;
-using support::AssertionThrown;
 using support::CallKind;
-using support::kCorruptBlock;
 using support::kWorkerSource;
 using support::Raised;
 using support::raisedBy;
@@ -22,31 +19,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-class ThreeStageWorker : public support::WorkerTest {
- protected:
-  std::string requestAlone(std::size_t block) { return request(*alone(), block); }
-  /// A worker without threads; the test takes its steps.
-  ThreeStageReader* alone() {
-    if (worker == nullptr) {
-      worker = std::make_unique<ThreeStageReader>(file.get(), &table, kSmall);
-    }
-    return worker.get();
-  }
-  void TearDown() override {
-    worker.reset();
-    WorkerTest::TearDown();
-  }
-  std::unique_ptr<ThreeStageReader> worker;
-};
-
-TEST_F(ThreeStageWorker, BlocksAskedForInOrderAreDelivered) {
-  useFile({4096, 4096, 4096, 4096, 4096, 100});
-  const auto reader = startReader<ThreeStageReader>();
-  for (std::size_t block = 0; block < 6; ++block) {
-    ASSERT_EQ(request(*reader, block), plain(block)) << block;
-  }
-  end(*reader);
-}
+using ThreeStageWorker = support::ReadingWorkerTest<ThreeStageReader>;
 
 // The derived part used to go while the threads called through its table: a race, unless its destructor ended them.
 TEST_F(ThreeStageWorker, ThatIsDestroyedWhileItsThreadsWorkNeedsNoDestructorOfTheDerivedPart) {
@@ -158,15 +131,6 @@ TEST_F(ThreeStageWorker, DecompressingWhatWasReadAfterTheEndIsAssertedOn) {
   EXPECT_EQ(reports[0].file, kWorkerSource);
 }
 
-TEST_F(ThreeStageWorker, PositionInsideABlockIsAssertedOn) {
-  useFile({4096, 100});
-  request(*alone(), position(0) + 1, 100);
-  const auto reports = assertions.take();
-  ASSERT_FALSE(reports.empty());
-  EXPECT_EQ(reports[0].expression, "fpos == bInfo.orginalPos");
-  EXPECT_EQ(reports[0].file, kWorkerSource);
-}
-
 TEST_F(ThreeStageWorker, ShortReadIsAssertedOn) {
   useFile({4096, 4096}, [this] { folder.truncateTo("blocks", image.records[1].translatePos + 10); });
   requestAlone(0);
@@ -190,33 +154,12 @@ TEST_F(ThreeStageWorker, DamagedBlockIsReportedByTheRequestAndNotBefore) {
   EXPECT_THAT(assertions.takeTexts(), Not(IsEmpty()));
 }
 
-TEST_F(ThreeStageWorker, WrongCheckValueIsReportedAsACorruptBlock) {
-  useFile({4096, 100}, [this] {
-    const bInfo& last = image.records[1];
-    folder.patchByte("blocks", last.translatePos + last.translateSize - 1, 0x99);
-  });
-  const auto reader = startReader<ThreeStageReader>();
-  EXPECT_EQ(request(*reader, 0), plain(0));
-  EXPECT_EQ(request(*reader, 1), "");
-  EXPECT_THAT(assertions.takeTexts(), ElementsAre(kCorruptBlock));
-  EXPECT_EQ(request(*reader, 0), plain(0));
-  end(*reader);
-}
-
 TEST_F(ThreeStageWorker, WrongPlainLengthIsReported) {
   support::Image bent = support::Image::of(support::kRow0, {4096, 100});
   bent.records[1].orginalSize = 99;
   useImage(bent);
   EXPECT_EQ(request(*alone(), position(1), 99), "");
   EXPECT_THAT(assertions.takeTexts(), ElementsAre("outCount == bInfo.orginalSize"));
-}
-
-TEST_F(ThreeStageWorker, FailingReadOfARequestIsRaisedAndTheNextRequestWorks) {
-  useFile({4096, 4096, 100});
-  alone();
-  probe.failNth(CallKind::read, 1, EIO);
-  EXPECT_EQ(raisedBy([&] { requestAlone(0); }), (Raised{1003, EIO}));
-  EXPECT_EQ(requestAlone(0), plain(0));
 }
 
 TEST_F(ThreeStageWorker, FailingPrefetchesAreForgottenAndTheRequestReadsItself) {
@@ -243,28 +186,6 @@ TEST_F(ThreeStageWorker, FaultThatLastsIsRaisedByTheRequest) {
   end(*reader);
 }
 
-TEST_F(ThreeStageWorker, ThrowingHandlerOnARequestLeavesTheWorkerUsable) {
-  useFile({4096, 4096, 100}, [this] { damage(1); });
-  const auto reader = startReader<ThreeStageReader>();
-  request(*reader, 0);
-  {
-    const AssertionRecorder throwing(AssertionRecorder::Then::raise);
-    EXPECT_THROW(request(*reader, 1), AssertionThrown);
-  }
-  EXPECT_EQ(request(*reader, 2), plain(2));
-  EXPECT_EQ(request(*reader, 0), plain(0));
-  end(*reader);
-}
-
-TEST_F(ThreeStageWorker, CompressedSizeAboveTheBuffersIsNotRead) {
-  support::Image bent = support::Image::of(support::kRow0, {4096, 4096, 100});
-  bent.records[1].translateSize = 1'000'000;
-  bent.blocks.push_back(std::string(1'000'000, 'x'));
-  useImage(bent);
-  EXPECT_EQ(request(*alone(), position(1), 4096), "");
-  EXPECT_THAT(assertions.takeTexts(), Not(IsEmpty()));
-}
-
 TEST_F(ThreeStageWorker, RequestAboveTheBlockSizeStaysInsideTheBuffer) {
   useFile({4096, 100});
   std::string bytes(100'000, '?');
@@ -273,41 +194,9 @@ TEST_F(ThreeStageWorker, RequestAboveTheBlockSizeStaysInsideTheBuffer) {
   EXPECT_EQ(bytes.substr(4096), std::string(bytes.size() - 4096, '?'));
 }
 
-TEST_F(ThreeStageWorker, EndsInEveryState) {
-  useFile({4096, 4096, 4096, 100});
-  end(*alone());
-  for (std::size_t requests = 0; requests <= 4; ++requests) {
-    const auto reader = startReader<ThreeStageReader>();
-    for (std::size_t block = 0; block < requests; ++block) {
-      request(*reader, block);
-    }
-    end(*reader);
-    end(*reader);
-  }
-}
-
-TEST_F(ThreeStageWorker, DestructionEndsTheThreadsInEveryState) {
-  useFile({4096, 4096, 4096, 100});
-  const auto unstarted = std::make_unique<ThreeStageReader>(file.get(), &table, kSmall);
-  unstarted->initThread(true);
-  for (std::size_t requests = 0; requests <= 4; ++requests) {
-    const auto reader = startReader<ThreeStageReader>();
-    for (std::size_t block = 0; block < requests; ++block) {
-      request(*reader, block);
-    }
-  }
-}
-
-TEST_F(ThreeStageWorker, TwoThousandLivesInARow) {
-  useFile({64, 64, 64, 10});
-  for (int round = 0; round < 2000; ++round) {
-    const auto reader = startReader<ThreeStageReader>(64);
-    for (std::size_t block = 0; block < static_cast<std::size_t>(round % 5); ++block) {
-      ASSERT_EQ(request(*reader, block), plain(block));
-    }
-    ASSERT_TRUE(reader->stopThread());
-    ASSERT_TRUE(round % 2 == 0 || reader->releasePool());
-  }
+TEST_F(ThreeStageWorker, DestructionBeforeTheStartIsQuiet) {
+  useFile({100});
+  EXPECT_TRUE(alone()->initThread(true));
 }
 
 }  // namespace

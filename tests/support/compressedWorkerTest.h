@@ -142,6 +142,37 @@ class WorkerTest : public CompressedTest {
   RefCountPtr<VORN_File> file;
 };
 
+/// Base of the tests of one kind of worker that reads. Steps that no thread runs are taken by the test, so that the
+/// order is fixed.
+template <typename Worker>
+class ReadingWorkerTest : public WorkerTest {
+ protected:
+  void TearDown() override {
+    worker.reset();
+    WorkerTest::TearDown();
+  }
+
+  /// A worker without a thread; the test takes its steps.
+  Worker* alone() {
+    if (worker == nullptr) {
+      worker = std::make_unique<Worker>(file.get(), &table, kSmall);
+    }
+    return worker.get();
+  }
+  /// Asks while nobody runs the worker's steps.
+  std::string requestAlone(std::size_t block) { return request(*alone(), block); }
+  /// A worker with its threads that was asked for the first `count` blocks.
+  std::unique_ptr<Worker> startedAndAsked(std::size_t count, std::size_t wholeBlock = kSmall) {
+    auto reader = startReader<Worker>(wholeBlock);
+    for (std::size_t block = 0; block < count; ++block) {
+      EXPECT_EQ(request(*reader, block), plain(block)) << block;
+    }
+    return reader;
+  }
+
+  std::unique_ptr<Worker> worker;
+};
+
 }  // namespace support
 
 #endif
