@@ -42,6 +42,13 @@ class Habits(CasefileTest):
             self.run_casefile(command, file, "other", "-f", cwd=self.folder)
             self.assertEqual(self.read("out"), self.read("other"))
 
+    def test_cat_alone_writes_all_case_data(self):
+        data = self.read("in")
+        for options, expected in [([], data[len(HEADER):]), (["--dictionary"], data),
+                                  (["--bytes", "7"], data[len(HEADER):len(HEADER) + 7]),
+                                  (["--dictionary", "--bytes", "20"], data[:20])]:
+            self.assertEqual(self.run_casefile("cat", *options, self.path("file.case")).stdout, expected)
+
     def test_f_replaces(self):
         self.run_casefile("pack", self.data, self.path("file.case"), expect=1)
         self.run_casefile("pack", "-f", self.data, self.path("file.case"))
@@ -104,7 +111,6 @@ class WrongUsage(CasefileTest):
             self.check(command)
         for command in ["pack", "unpack", "recover"]:
             self.check(command, "a")
-        self.check("cat", "a")
         self.check("cat", "--from", "3")
 
     def test_too_many_operands(self):
@@ -128,6 +134,7 @@ class WrongUsage(CasefileTest):
     def test_options_that_exclude_each_other(self):
         self.check("pack", "--row0", "1", "--header-lines", "1", "a", self.path("b"))
         self.check("pack", "--dictionary", "d", "--header-lines", "1", "a", self.path("b"))
+        self.check("cat", "--from", "1", "--dictionary", "a")
         self.check("info", "--progress", "--no-progress", "a")
         self.check("info", "--progress", "--quiet", "a")
         self.check("info", "-v", "-q", "a")

@@ -16,7 +16,8 @@ int cat(const CatOptions& options) {
   FileSource source(options.file);
   const Layout layout = layoutForReading(source, options.hint);
   const int64 end = layout.logicalEnd();
-  const int64 from = std::min(options.from, end);
+  const int64 begin = options.dictionary ? 0 : layout.place.row0;
+  const int64 from = std::min(options.from.value_or(begin), end);
   const int64 count = std::min(options.bytes.value_or(end), end - from);
   PlainOutput output(kStandardStream, {});
   {

@@ -257,13 +257,15 @@ class CommandLine {
   }
 
   void addCat() {
-    CLI::App* const command = addCommand("cat", "Write a range of the uncompressed file to standard output",
-                                         "casefile cat --from 5000000 --bytes 800 rows.case");
+    CLI::App* const command =
+        addCommand("cat", "Write case data, or a range of the uncompressed file, to standard output",
+                   "casefile cat --from 5000000 --bytes 800 rows.case");
     addPlace(command, cat_.hint, true);
-    command->add_option("--from", cat_.from, "First logical position")
-        ->required()
-        ->type_name("POS")
-        ->transform(notNegative());
+    auto* const from =
+        command->add_option("--from", cat_.from, "First logical position (that of the case data when nothing is said)")
+            ->type_name("POS")
+            ->transform(notNegative());
+    command->add_flag("--dictionary", cat_.dictionary, "Begin with the dictionary part")->excludes(from);
     command->add_option("--bytes", cat_.bytes, "How many bytes (to the end when nothing is said)")
         ->type_name("N")
         ->transform(notNegative());

@@ -37,7 +37,8 @@ struct UnpackOptions {
 
 struct CatOptions {
   PlaceHint hint;
-  int64 from = 0;
+  std::optional<int64> from;  ///< none: all case data
+  bool dictionary = false;    ///< the dictionary part in front of them
   std::optional<int64> bytes;
   std::string file;
 };
