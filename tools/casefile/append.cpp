@@ -17,7 +17,7 @@
 #include "plainInput.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 std::string whoHasLocked(int holder) {
@@ -170,4 +170,4 @@ int append(const AppendOptions& options) {
   return kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -7,7 +7,7 @@
 #include "failure.h"
 #include "journal.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr std::uint32_t kRightsOfGroup = 070;
@@ -221,4 +221,4 @@ void AtomicOutput::commit() {
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

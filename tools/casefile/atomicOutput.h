@@ -6,7 +6,7 @@
 
 #include "fileNames.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// How an output is made.
 struct OutputRules {
@@ -60,6 +60,6 @@ class AtomicOutput {
   bool committed_ = false;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -12,7 +12,7 @@
 #include "locate.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
@@ -127,4 +127,4 @@ Place findBlocks(ByteSource& source) {
   return place;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -10,7 +10,7 @@
 #include "compressedForm.h"
 #include "layout.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// The sound blocks that lie back to back from a heading's end, found without any table.
 struct BlockChain {
@@ -38,6 +38,6 @@ Remainder remainderBehind(ByteSource& source, const BlockChain& chain);
 /// Raises: Failure (kRefused) when there is none or more than one.
 Place findBlocks(ByteSource& source);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

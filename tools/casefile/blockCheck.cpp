@@ -5,7 +5,7 @@
 #include "blockReader.h"
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 using datasource::form::BlockState;
@@ -62,4 +62,4 @@ std::string BlockChecker::faultOf(ByteSource& source, const bInfo& record) {
                      std::to_string(record.orginalSize);
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

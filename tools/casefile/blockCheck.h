@@ -8,7 +8,7 @@
 #include "compressedForm.h"
 #include "streamInspector.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// What one zlib stream in a file turned out to be, in words.
 struct StreamFacts {
@@ -35,6 +35,6 @@ class BlockChecker {
   datasource::form::StreamInspector inspector_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -6,7 +6,7 @@
 #include "compressedForm.h"
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
@@ -48,4 +48,4 @@ int64 BlockProbe::plainSizeAt(int64 position) {
 
 bool BlockProbe::hasBlock(int64 row0) { return plainSizeAt(row0 + static_cast<int64>(kHeadingSize)) > 0; }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -7,7 +7,7 @@
 #include "blockCheck.h"
 #include "byteSource.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Tells whether there are sound blocks at positions that something in a file hints at.
 ///
@@ -37,6 +37,6 @@ class BlockProbe {
   int64 allowance_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 files::SystemFile openRegular(const std::string& name) {
@@ -35,4 +35,4 @@ std::size_t FileSource::read(void* buffer, std::size_t count, int64 position) {
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -8,7 +8,7 @@
 #include "fileNames.h"
 #include "randomAccessReader.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Bytes that can be read at any file position, and the name to call them by.
 ///
@@ -37,6 +37,6 @@ class FileSource : public ByteSource {
   int64 size_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

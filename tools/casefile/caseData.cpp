@@ -7,7 +7,7 @@
 #include "Datasource/platform/extNameStr.h"
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 
 OpenStream::OpenStream(const std::string& file, const char* mode) {
   ExtNameStr name;
@@ -60,4 +60,4 @@ void requireAllFitted(const zcmpsFilestr& finished, const std::string& file, int
                           " does not fit its compressed form: the data hardly compress");
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

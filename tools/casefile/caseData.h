@@ -8,7 +8,7 @@
 #include "Datasource/zcmpsFilestr.h"
 #include "layout.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Opens a plain stream of the library.
 /// Raises: Failure when the file cannot be opened.
@@ -46,6 +46,6 @@ class CaseReader {
 /// fit its compressed form.
 void requireAllFitted(const zcmpsFilestr& finished, const std::string& file, int64 row0);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -9,7 +9,7 @@
 #include "plainOutput.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 
 int cat(const CatOptions& options) {
   refuseOpenJournal(options.file);
@@ -29,4 +29,4 @@ int cat(const CatOptions& options) {
   return kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -16,7 +16,7 @@
 #include "options.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 // Takes whole numbers from `least` to `most`, decimal digits only; nothing is cut or rounded. The number is
@@ -335,4 +335,4 @@ Request readCommandLine(std::vector<std::string> arguments) {
   return request;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

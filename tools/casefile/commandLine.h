@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace casefile {
+namespace casefile::program {
 
 /// What the arguments ask for.
 struct Request {
@@ -17,6 +17,6 @@ struct Request {
 /// Reads the arguments; prints help or a hint when they ask for it or are wrong.
 Request readCommandLine(std::vector<std::string> arguments);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

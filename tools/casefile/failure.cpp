@@ -15,7 +15,7 @@
 #include "platform/process.h"
 #include "statusLine.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 void raiseBrokenRule(const wchar_t* expression, const wchar_t* /*file*/, unsigned int /*line*/) {
@@ -166,4 +166,4 @@ int report(const std::exception_ptr& error, const std::string& file) {
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

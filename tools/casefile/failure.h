@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-namespace casefile {
+namespace casefile::program {
 
 /// What the program answers with.
 enum ExitCode : int {
@@ -69,6 +69,6 @@ int report(const std::exception_ptr& error, const std::string& file);
 /// Returns: the system's words for an errno value.
 std::string systemWords(int error);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

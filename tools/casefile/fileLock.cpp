@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 files::SystemFile openAndClaim(const std::string& name) {
@@ -52,4 +52,4 @@ void FileLock::update(const std::function<void(files::SystemFile&)>& work) {
 
 void FileLock::sync() { files::SystemFile::openHeldForWriting(file_, name_).sync(); }
 
-}  // namespace casefile
+}  // namespace casefile::program

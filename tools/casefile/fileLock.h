@@ -6,7 +6,7 @@
 
 #include "fileNames.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// A lock of one file, whatever its names are, against everybody else who takes it. It ends with the object or the
 /// process; it does not hinder the library from opening the file.
@@ -41,6 +41,6 @@ class FileLock {
   files::SystemFile file_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

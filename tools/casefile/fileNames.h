@@ -3,7 +3,7 @@
 
 #include "systemFile.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// The seam to the system: files by name and by descriptor.
 namespace files = datasource::platform;
@@ -11,6 +11,6 @@ namespace files = datasource::platform;
 /// The name that stands for standard input or output.
 inline constexpr char kStandardStream[] = "-";
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 
 HandleSource::HandleSource(const files::SystemFile& file, std::string name)
     : file_(file), name_(std::move(name)), size_(file.size()) {}
@@ -19,4 +19,4 @@ std::size_t HandleSource::read(void* buffer, std::size_t count, int64 position) 
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -7,7 +7,7 @@
 #include "byteSource.h"
 #include "fileNames.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// The bytes of a file that is open already, whatever has its name by now. The library's own reading handle
 /// would refuse a file that is open for writing, on a system where handles exclude each other.
@@ -26,6 +26,6 @@ class HandleSource : public ByteSource {
   int64 size_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -10,7 +10,7 @@
 #include "failure.h"
 #include "formRules.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
@@ -109,4 +109,4 @@ Layout layoutForReading(ByteSource& source, const PlaceHint& hint) {
   return layout;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

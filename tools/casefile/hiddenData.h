@@ -8,7 +8,7 @@
 #include "layout.h"
 #include "locate.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Returns: the place that the position table at a file position is about, by its first record; the blocks are
 ///   not looked into. Nothing when it is no table or is cut.
@@ -31,6 +31,6 @@ void refuseHiddenData(ByteSource& source, const Layout& layout);
 ///   when nobody said which row-0 position is meant and there is hidden data.
 Layout layoutForReading(ByteSource& source, const PlaceHint& hint);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -9,7 +9,7 @@
 #include "options.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -136,4 +136,4 @@ int info(const InfoOptions& options) {
   return layout.isDamaged() ? kFailed : kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

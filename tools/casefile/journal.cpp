@@ -12,7 +12,7 @@
 #include "failure.h"
 #include "locate.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr char kSuffix[] = ".journal";
@@ -462,4 +462,4 @@ JournalFacts FileBeforeAppend::soundFacts() {
   return facts;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

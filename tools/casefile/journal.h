@@ -11,7 +11,7 @@
 #include "layout.h"
 #include "scopedFile.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Returns: the name of a data file's journal; a link and the file that it leads to have the same one.
 std::string journalName(const std::string& file);
@@ -97,6 +97,6 @@ class FileBeforeAppend : public ByteSource {
   SourceBeforeAppend before_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

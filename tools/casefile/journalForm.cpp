@@ -11,7 +11,7 @@
 #include "failure.h"
 #include "formRules.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr char kMagic[] = "casefile journal";  // 16 bytes without the end
@@ -213,4 +213,4 @@ bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& fac
       });
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -10,7 +10,7 @@
 #include "fileNames.h"
 #include "layout.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// The bytes of a journal: what an append overwrites, which is the heading and everything from the first
 /// byte that changes to the end of the file.
@@ -78,6 +78,6 @@ bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& fac
 bool forEachPiece(ByteSource& source, int64 from, int64 to,
                   const std::function<bool(const unsigned char*, std::size_t, int64)>& use);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -9,7 +9,7 @@
 #include "formRules.h"
 #include "notes.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 using datasource::form::Effect;
@@ -188,4 +188,4 @@ std::string blockName(const Layout& layout, std::size_t block) {
          ")";
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

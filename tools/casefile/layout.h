@@ -10,7 +10,7 @@
 #include "byteSource.h"
 #include "compressedForm.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Where the case data of a compressed file begins and in which byte order its numbers lie.
 struct Place {
@@ -71,6 +71,6 @@ std::string blockName(const Layout& layout, std::size_t block);
 /// Returns: "logical bytes 100 to 199" for the `size` bytes from `start`.
 std::string rangeName(int64 start, int64 size);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

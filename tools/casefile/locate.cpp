@@ -12,7 +12,7 @@
 #include "failure.h"
 #include "formRules.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr std::size_t kPiece = 256 * 1024;
@@ -226,4 +226,4 @@ Place locate(ByteSource& source, const PlaceHint& hint) {
                    : theOnlyOf(fittingPlaces(source, hint.swap), source.name());
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

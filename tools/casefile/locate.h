@@ -1,5 +1,5 @@
-#ifndef CASEFILE_LOCATE_H
-#define CASEFILE_LOCATE_H
+#ifndef CASEFILE_PROGRAM_LOCATE_H
+#define CASEFILE_PROGRAM_LOCATE_H
 
 #include <optional>
 #include <string>
@@ -8,7 +8,7 @@
 #include "byteSource.h"
 #include "layout.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// What the user said about where to look.
 struct PlaceHint {
@@ -63,6 +63,6 @@ Place theOnlyOf(const std::vector<Place>& places, const std::string& file);
 /// Raises: Failure (kRefused) when there is none or more than one, or none at the position told.
 Place locate(ByteSource& source, const PlaceHint& hint);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -5,17 +5,18 @@
 #include "platform/process.h"
 
 int main(int count, char** values) {
-  casefile::platform::prepareProcess();
-  casefile::catchLibraryReports();
-  const casefile::Request request = casefile::readCommandLine(casefile::platform::arguments(count, values));
+  casefile::program::platform::prepareProcess();
+  casefile::program::catchLibraryReports();
+  const casefile::program::Request request =
+      casefile::program::readCommandLine(casefile::program::platform::arguments(count, values));
   if (!request.run) {
     return request.exitCode;
   }
   try {
     const int code = request.run();
-    casefile::raiseLostError(request.file);
+    casefile::program::raiseLostError(request.file);
     return code;
   } catch (...) {
-    return casefile::report(std::current_exception(), request.file);
+    return casefile::program::report(std::current_exception(), request.file);
   }
 }

@@ -7,7 +7,7 @@
 #include "Datasource/platform/types.h"
 #include "locate.h"
 
-namespace casefile {
+namespace casefile::program {
 
 struct PackOptions {
   std::optional<int64> row0;
@@ -73,6 +73,6 @@ int info(const InfoOptions& options);
 int verify(const VerifyOptions& options);
 int recover(const RecoverOptions& options);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

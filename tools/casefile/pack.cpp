@@ -11,7 +11,7 @@
 #include "plainInput.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 // Writes the dictionary part from the input and counts what it wrote.
@@ -123,4 +123,4 @@ int pack(const PackOptions& options) {
   return kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

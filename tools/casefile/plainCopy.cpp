@@ -7,7 +7,7 @@
 #include "caseData.h"
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr std::size_t kPiece = 256 * 1024;
@@ -40,4 +40,4 @@ void copyLogical(ByteSource& source, const Layout& layout, LogicalRange range, b
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

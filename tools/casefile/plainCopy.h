@@ -6,7 +6,7 @@
 #include "plainOutput.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Logical positions from `from` up to, without, `to`.
 struct LogicalRange {
@@ -20,6 +20,6 @@ struct LogicalRange {
 void copyLogical(ByteSource& source, const Layout& layout, LogicalRange range, bool ahead, PlainOutput& output,
                  Progress& progress);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

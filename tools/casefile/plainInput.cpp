@@ -5,7 +5,7 @@
 #include "failure.h"
 #include "platform/process.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr std::size_t kPiece = 256 * 1024;
@@ -42,4 +42,4 @@ bool PlainInput::fill() {
   return end_ > 0;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

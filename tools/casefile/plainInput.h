@@ -8,7 +8,7 @@
 #include "Datasource/platform/types.h"
 #include "fileNames.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Plain bytes from a file or from standard input, piece by piece, in order.
 ///
@@ -38,6 +38,6 @@ class PlainInput {
   std::size_t end_ = 0;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -6,7 +6,7 @@
 #include "failure.h"
 #include "platform/process.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 bool isDevice(const std::string& name) {
@@ -78,4 +78,4 @@ void PlainOutput::commit() {
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -8,7 +8,7 @@
 #include "atomicOutput.h"
 #include "fileNames.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Where plain bytes go: a new file that gets its name when it is complete, standard output, or a device
 /// or pipe that has a name.
@@ -32,6 +32,6 @@ class PlainOutput {
   std::optional<files::SystemFile> file_;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -10,7 +10,7 @@
 #include "platform/process.h"
 #include "statusLine.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr auto kBetweenDraws = std::chrono::milliseconds(100);
@@ -98,4 +98,4 @@ std::string readable(int64 bytes) {
   return text.data();
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -1,5 +1,5 @@
-#ifndef CASEFILE_PROGRESS_H
-#define CASEFILE_PROGRESS_H
+#ifndef CASEFILE_PROGRAM_PROGRESS_H
+#define CASEFILE_PROGRAM_PROGRESS_H
 
 #include <atomic>
 #include <chrono>
@@ -8,7 +8,7 @@
 
 #include "Datasource/platform/types.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// Shows on one line of standard error how far a command is: bytes, rate and, when the whole is known,
 /// the time left.
@@ -45,6 +45,6 @@ class Progress {
 /// Returns: a count of bytes as people read it, such as "3.4 MB".
 std::string readable(int64 bytes);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -16,7 +16,7 @@
 #include "plainOutput.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
@@ -155,4 +155,4 @@ int recover(const RecoverOptions& options) {
   return lost ? kFailed : kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

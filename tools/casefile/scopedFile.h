@@ -6,7 +6,7 @@
 
 #include "fileNames.h"
 
-namespace casefile {
+namespace casefile::program {
 
 /// A file that this process has made and has open, and that goes with the object.
 ///
@@ -39,6 +39,6 @@ class ScopedFile {
   bool mine_ = true;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

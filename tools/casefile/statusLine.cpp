@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdio>
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 std::atomic<bool> isOnScreen = false;
@@ -27,4 +27,4 @@ void StatusLine::wipe() noexcept {
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

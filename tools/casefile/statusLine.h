@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace casefile {
+namespace casefile::program {
 
 /// The one line of standard error that is written over and over, and goes before anything else is said.
 ///
@@ -18,6 +18,6 @@ class StatusLine {
   static void wipe() noexcept;
 };
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -10,7 +10,7 @@
 #include "plainOutput.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 
 int unpack(const UnpackOptions& options) {
   refuseOpenJournal(options.input);
@@ -26,4 +26,4 @@ int unpack(const UnpackOptions& options) {
   return kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -21,7 +21,7 @@
 #include "options.h"
 #include "progress.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 constexpr std::size_t kMostListed = 1000;
@@ -204,4 +204,4 @@ int verify(const VerifyOptions& options) {
   return kDone;
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

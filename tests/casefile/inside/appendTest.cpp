@@ -7,7 +7,7 @@
 
 namespace {
 
-using casefile::kDone;
+using casefile::program::kDone;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 

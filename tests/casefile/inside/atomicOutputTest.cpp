@@ -21,7 +21,7 @@ class AtomicOutputTest : public casefiletest::ProgramTest {
 TEST_F(AtomicOutputTest, IsOnTheDiskBeforeItHasItsNameAndTheNameBehindIt) {
   for (const bool force : {false, true}) {
     probe.clear();
-    ASSERT_EQ(pack("in", "out", force), casefile::kDone) << said;
+    ASSERT_EQ(pack("in", "out", force), casefile::program::kDone) << said;
     const auto calls = probe.calls();
     const auto place = [&](const char* call) { return std::find(calls.begin(), calls.end(), call) - calls.begin(); };
     EXPECT_LT(place("sync"), place(force ? "rename" : "renameToFree"));
@@ -33,7 +33,7 @@ TEST_F(AtomicOutputTest, IsOnTheDiskBeforeItHasItsNameAndTheNameBehindIt) {
 
 TEST_F(AtomicOutputTest, ThatCannotBeSyncedIsNotMade) {
   probe.failEvery("sync", EIO);
-  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_EQ(pack("in", "out"), casefile::program::kFailed);
   EXPECT_THAT(said, AllOf(HasSubstr("out: cannot be given its name"), HasSubstr("Input/output error")));
   EXPECT_THAT(names(), ElementsAre("in"));
 }
@@ -41,14 +41,14 @@ TEST_F(AtomicOutputTest, ThatCannotBeSyncedIsNotMade) {
 TEST_F(AtomicOutputTest, WhoseWorkingNameStaysIsAnError) {
   probe.failEvery("renameToFree", ENOTSUP);
   probe.before("link", [&] { probe.failEvery("unlink", EPERM); });
-  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_EQ(pack("in", "out"), casefile::program::kFailed);
   EXPECT_THAT(said, AllOf(HasSubstr("out: is complete, but its working name"), HasSubstr(workingName())));
   EXPECT_EQ(names().size(), 3U);
 }
 
 // Once each call fails, once it and all later ones: the old file or the new one, and nothing besides.
 TEST_F(AtomicOutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
-  ASSERT_EQ(pack("in", "new"), casefile::kDone);
+  ASSERT_EQ(pack("in", "new"), casefile::program::kDone);
   const std::string whole = folder.readWhole("new");
   std::filesystem::remove(folder.folder() / "new");
   for (const bool forGood : {false, true}) {
@@ -60,8 +60,8 @@ TEST_F(AtomicOutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
       const bool met = probe.failuresMade() > 0;
       probe.failNone();
       const std::string now = folder.readWhole("out");
-      EXPECT_TRUE(now == whole || (code != casefile::kDone && now == "old")) << code << said;
-      EXPECT_EQ(code != casefile::kDone, !said.empty()) << said;
+      EXPECT_TRUE(now == whole || (code != casefile::program::kDone && now == "old")) << code << said;
+      EXPECT_EQ(code != casefile::program::kDone, !said.empty()) << said;
       EXPECT_EQ(probe.openDescriptors(), 0);
       if (!forGood) {
         EXPECT_THAT(names(), ElementsAre("in", "out")) << said;

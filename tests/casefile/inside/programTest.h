@@ -20,7 +20,7 @@ namespace casefiletest {
 /// The program's commands, called as functions, with a folder and a probe in both tables of file calls.
 class ProgramTest : public ::testing::Test {
  protected:
-  ProgramTest() { casefile::catchLibraryReports(); }
+  ProgramTest() { casefile::program::catchLibraryReports(); }
 
   /// Runs a command about a file as main does. Returns: its exit code; what it printed as an error is in `said`.
   int run(const std::string& file, const std::function<int()>& command) {
@@ -29,33 +29,33 @@ class ProgramTest : public ::testing::Test {
     try {
       code = command();
     } catch (...) {
-      code = casefile::report(std::current_exception(), folder.path(file));
+      code = casefile::program::report(std::current_exception(), folder.path(file));
     }
     said = ::testing::internal::GetCapturedStderr();
     return code;
   }
 
   int pack(const std::string& input, const std::string& output, bool force = false) {
-    casefile::PackOptions options;
+    casefile::program::PackOptions options;
     options.input = folder.path(input);
     options.output = folder.path(output);
     options.force = force;
-    return run(output, [&] { return casefile::pack(options); });
+    return run(output, [&] { return casefile::program::pack(options); });
   }
 
   int append(const std::string& file, const std::string& input) {
-    casefile::AppendOptions options;
+    casefile::program::AppendOptions options;
     options.file = folder.path(file);
     options.input = folder.path(input);
-    return run(file, [&] { return casefile::append(options); });
+    return run(file, [&] { return casefile::program::append(options); });
   }
 
   int unpack(const std::string& input, const std::string& output) {
-    casefile::UnpackOptions options;
+    casefile::program::UnpackOptions options;
     options.input = folder.path(input);
     options.output = folder.path(output);
     options.force = true;
-    return run(input, [&] { return casefile::unpack(options); });
+    return run(input, [&] { return casefile::program::unpack(options); });
   }
 
   std::vector<std::string> names() const {

@@ -5,7 +5,7 @@
 #include <vector>
 
 /// What the program, as a process, wants of the operating system: signals, terminal, arguments.
-namespace casefile::platform {
+namespace casefile::program::platform {
 
 /// Returns: the number of the signal that asked the program to end, or 0.
 int endRequested() noexcept;
@@ -24,6 +24,6 @@ bool standardErrorIsTerminal() noexcept;
 /// Returns: the program's arguments without its name, in UTF-8.
 std::vector<std::string> arguments(int count, char** values);
 
-}  // namespace casefile::platform
+}  // namespace casefile::program::platform
 
 #endif

@@ -14,7 +14,7 @@ TEST_F(AtomicOutputName, GivenToAnotherFileMeanwhileMakesNoOutput) {
   folder.writePlain("precious", "precious");
   probe.before("_sopen",
                [&] { std::filesystem::rename(folder.folder() / "precious", folder.folder() / workingName()); });
-  EXPECT_EQ(pack("in", "out"), casefile::kFailed);
+  EXPECT_EQ(pack("in", "out"), casefile::program::kFailed);
   EXPECT_FALSE(folder.exists("out"));
   EXPECT_EQ(folder.readWhole(workingName()), "precious");
 }

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 
-namespace casefile::platform {
+namespace casefile::program::platform {
 namespace {
 
 volatile std::sig_atomic_t endingSignal = 0;
@@ -52,4 +52,4 @@ bool standardErrorIsTerminal() noexcept { return ::isatty(STDERR_FILENO) == 1; }
 
 std::vector<std::string> arguments(int count, char** values) { return {values + std::min(count, 1), values + count}; }
 
-}  // namespace casefile::platform
+}  // namespace casefile::program::platform

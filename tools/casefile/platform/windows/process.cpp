@@ -14,7 +14,7 @@
 #include <atomic>
 #include <cstdlib>
 
-namespace casefile::platform {
+namespace casefile::program::platform {
 namespace {
 
 constexpr int kInterrupt = 2;
@@ -61,4 +61,4 @@ std::vector<std::string> arguments(int /*count*/, char** /*values*/) {
   return result;
 }
 
-}  // namespace casefile::platform
+}  // namespace casefile::program::platform
