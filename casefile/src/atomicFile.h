@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "blockTarget.h"
 #include "systemFile.h"
 
 namespace casefile {
@@ -13,7 +14,7 @@ namespace casefile {
 /// behind and what had the name has it still.
 ///
 /// Threads: writeAt may be called by several at once; all else by one.
-class AtomicFile {
+class AtomicFile : public BlockTarget {
  public:
   struct Rules {
     bool replace = true;
@@ -22,15 +23,10 @@ class AtomicFile {
 
   /// Raises: Error: `system`; `usage` for a name that no file can have.
   AtomicFile(std::string name, Rules rules);
-  ~AtomicFile() { discard(); }
-  AtomicFile(const AtomicFile&) = delete;
-  AtomicFile& operator=(const AtomicFile&) = delete;
+  ~AtomicFile() override { discard(); }
 
-  /// Returns: what messages call it.
-  const std::string& name() const noexcept { return name_; }
-
-  /// Raises: Error (`system`).
-  void writeAt(const void* bytes, std::size_t count, int64 position);
+  const std::string& name() const noexcept override { return name_; }
+  void writeAt(const void* bytes, std::size_t count, int64 position) override;
   /// Gives the file its name. Raises: Error (`system`).
   void commit();
   /// Removes it. Nothing happens after commit().

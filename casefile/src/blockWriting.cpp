@@ -19,14 +19,18 @@ unsigned char* bytesOf(pipeline::PooledBuffer& buffer) { return reinterpret_cast
 
 }  // namespace
 
-BlockWriting::BlockWriting(AtomicFile& file, int64 row0, std::size_t threads, ProgressReport& report)
+BlockWriting::BlockWriting(BlockTarget& file, WritingStart start, std::size_t threads, ProgressReport& report)
     : file_(file),
-      row0_(row0),
+      row0_(start.row0),
+      logicalStart_(start.logicalPos),
+      known_(start.known),
+      blocksBefore_(start.records.size()),
       report_(report),
       pool_(std::make_shared<pipeline::BufferPool>(kBlockSize, 0)),
       slots_(threads > 1 ? threads + 1 : 1),
       compressed_(threads),
-      fileEnd_(row0 + static_cast<int64>(kHeadingSize)),
+      records_(std::move(start.records)),
+      fileEnd_(start.filePos),
       line_(*this, threads) {
   report_.begin(Phase::writing, 0);
   if (threads > 1) {
@@ -42,9 +46,10 @@ BlockWriting::~BlockWriting() {
   threads_.reset();
 }
 
-// Where the block's bytes belong. All blocks before it are whole.
+// Where the block's bytes belong. All blocks written before it are whole.
 LogicalRange BlockWriting::rangeOf(std::size_t block) {
-  return {row0_ + static_cast<int64>(block) * static_cast<int64>(kBlockSize), static_cast<int64>(slotOf(block).size)};
+  return {logicalStart_ + static_cast<int64>(block) * static_cast<int64>(kBlockSize),
+          static_cast<int64>(slotOf(block).size)};
 }
 
 void BlockWriting::write(std::span<const std::byte> bytes) {
@@ -87,7 +92,7 @@ void BlockWriting::make(std::size_t item, std::size_t worker) {
   if (result.verdict == Verdict::outputFull) {
     const LogicalRange range = rangeOf(item);
     throw Error(ErrorKind::doesNotFit,
-                blockName(item, range) + " does not fit its compressed form: the data hardly compress",
+                blockName(blocksBefore_ + item, range) + " does not fit its compressed form: the data hardly compress",
                 {file_.name(), "write", {}, {}, range});
   }
   if (result.verdict != Verdict::complete) {
@@ -103,7 +108,7 @@ void BlockWriting::deliver(std::size_t item, std::size_t worker) {
   records_.push_back(
       {range.start, fileEnd_, static_cast<std::int32_t>(range.size), static_cast<std::int32_t>(compressed.size)});
   fileEnd_ += static_cast<int64>(compressed.size);
-  report_.advance(range.size);
+  report_.advance(item == 0 ? range.size - known_ : range.size);
 }
 
 void BlockWriting::finish() {

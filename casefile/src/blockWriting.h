@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "atomicFile.h"
+#include "blockTarget.h"
 #include "bufferPool.h"
 #include "casefile/range.h"
 #include "compressedForm.h"
@@ -17,7 +17,19 @@
 
 namespace casefile {
 
-/// Compresses the blocks of a new file on several threads and writes them in order.
+/// Where writing begins in a file, and what it already has.
+struct WritingStart {
+  int64 row0 = 0;              ///< where the heading is, or will be
+  int64 filePos = 0;           ///< where the first block goes
+  int64 logicalPos = 0;        ///< of that block's first byte
+  std::vector<bInfo> records;  ///< of the blocks in front of it
+  int64 known = 0;             ///< its first bytes, which were in the file before and are not reported as done
+
+  /// Returns: the start of a new file.
+  static WritingStart ofNewFile(int64 row0) { return {row0, row0 + static_cast<int64>(kHeadingSize), row0, {}, 0}; }
+};
+
+/// Compresses blocks on several threads and writes them in order behind those that a file has, if any.
 ///
 /// The caller fills one buffer while the threads compress those before it. Block n lies in slot n modulo their
 /// count, one more than there are threads, so that a slot is free when the block that lay in it is written:
@@ -31,8 +43,8 @@ namespace casefile {
 /// Threads: all public calls by one.
 class BlockWriting : public pipeline::OrderedWork {
  public:
-  /// `row0`: where the heading will be. Requires: file and report outlive the object.
-  BlockWriting(AtomicFile& file, int64 row0, std::size_t threads, ProgressReport& report);
+  /// Requires: file and report outlive the object. The bytes that the first block had are written first.
+  BlockWriting(BlockTarget& file, WritingStart start, std::size_t threads, ProgressReport& report);
   ~BlockWriting() override;
 
   /// Raises: the first error in the order of the file, of this call or an earlier one's block.
@@ -58,15 +70,18 @@ class BlockWriting : public pipeline::OrderedWork {
   void handOver();
   void writeTable();
 
-  AtomicFile& file_;
+  BlockTarget& file_;
   const int64 row0_;
+  const int64 logicalStart_;  // of the first block written here
+  const int64 known_;
+  const std::size_t blocksBefore_;
   ProgressReport& report_;
   std::shared_ptr<pipeline::BufferPool> pool_;
   std::vector<Slot> slots_;
   std::vector<Compressed> compressed_;  // by worker
   std::size_t handedOver_ = 0;          // blocks; the next one is being filled
   std::size_t filled_ = 0;              // bytes of that one
-  std::vector<bInfo> records_;          // of the blocks that are written
+  std::vector<bInfo> records_;          // of the blocks that the file has
   int64 fileEnd_;                       // where the next one goes
   pipeline::OrderedLine line_;
   std::optional<pipeline::ThreadGroup> threads_;  // none: the caller's compresses

@@ -41,7 +41,9 @@ CaseTable::CaseTable(SourceReader& source, const Place& place) : place_(place) {
                 {source.name(), "open", {}, place.row0, {}});
   }
   requireChain(source.name());
-  tableEnd_ = reading.heading()._infoPos + reading.heading()._size;
+  blocksEnd_ = reading.blocksEnd();
+  tablePos_ = reading.heading()._infoPos;
+  tableEnd_ = tablePos_ + reading.heading()._size;
 }
 
 // The rules hold, so that the blocks are a chain; all lookups count on that.

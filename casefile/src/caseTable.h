@@ -2,6 +2,7 @@
 #define CASEFILE_CASETABLE_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,18 @@ class CaseTable {
   bool swapped() const noexcept { return place_.swapped; }
   /// Logical end of the case data, and size of the uncompressed file.
   int64 logicalEnd() const noexcept;
-  /// File position behind the table.
-  int64 tableEnd() const noexcept { return tableEnd_; }
   std::size_t size() const noexcept { return records_.size(); }
   const bInfo& operator[](std::size_t block) const noexcept { return records_[block]; }
   LogicalRange range(std::size_t block) const noexcept;
+
+  const std::vector<bInfo>& records() const noexcept { return records_; }
+  /// File position behind the last block.
+  int64 blocksEnd() const noexcept { return blocksEnd_; }
+  int64 tablePos() const noexcept { return tablePos_; }
+  /// File position behind the table.
+  int64 tableEnd() const noexcept { return tableEnd_; }
+  /// Returns: the last block, if there is one.
+  std::optional<bInfo> last() const { return records_.empty() ? std::nullopt : std::optional(records_.back()); }
 
   /// Returns: the block that holds a logical position. Requires: one does.
   /// Cost: a division where all blocks but the last are whole, else a binary search.
@@ -38,6 +46,8 @@ class CaseTable {
 
   Place place_;
   std::vector<bInfo> records_;
+  int64 blocksEnd_ = 0;
+  int64 tablePos_ = 0;
   int64 tableEnd_ = 0;
 };
 

@@ -133,7 +133,7 @@ class Writer::Impl {
   void beginCaseData() {
     if (state_ == State::dictionary) {
       writePiece();
-      blocks_.emplace(file_, row0(), threads_, report_);
+      blocks_.emplace(file_, WritingStart::ofNewFile(row0()), threads_, report_);
       state_ = State::caseData;
     }
   }

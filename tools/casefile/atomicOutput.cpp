@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "failure.h"
-#include "journal.h"
+#include "openJournal.h"
 
 namespace casefile::program {
 namespace {
@@ -212,7 +212,7 @@ void AtomicOutput::commit() {
       files::syncFolderOf(name_);
     }
     if (rules_.replace) {
-      dropJournalOfReplaced(name_);
+      dropReplacedJournal(name_);
     }
   } catch (const std::system_error& error) {
     throw Failure(name_, committed_ ? "has its name, but the folder cannot be written to the disk: " +

@@ -8,6 +8,7 @@
 
 #include "blockProbe.h"
 #include "failure.h"
+#include "find/placeNamedByTable.h"
 #include "hiddenData.h"
 #include "locate.h"
 #include "progress.h"

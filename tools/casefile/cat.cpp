@@ -3,7 +3,7 @@
 #include "failure.h"
 #include "fileNames.h"
 #include "hiddenData.h"
-#include "journal.h"
+#include "openJournal.h"
 #include "options.h"
 #include "plainCopy.h"
 #include "plainOutput.h"

@@ -12,6 +12,7 @@
 #include "Datasource/platform/assertion.h"
 #include "Datasource/platform/throwError.h"
 #include "Datasource/systemFileException.h"
+#include "casefile/error.h"
 #include "platform/process.h"
 #include "statusLine.h"
 
@@ -30,6 +31,13 @@ std::string wordsFor(const StringSysError& error) {
   constexpr int kWriting = 1002;
   const std::string deed = error.number() == kWriting ? "cannot be written" : "cannot be read";
   return error.systemError() == 0 ? deed : deed + ": " + systemWords(error.systemError());
+}
+
+// What cannot be looked at is refused; what cannot be done has failed.
+ExitCode exitCodeFor(const Error& error) {
+  const bool unread = error.kind() == ErrorKind::system && error.operation() == "read";
+  const bool refused = error.kind() == ErrorKind::notADataFile || error.kind() == ErrorKind::usage || unread;
+  return refused ? kRefused : kFailed;
 }
 
 // What a destructor of the library could not raise.
@@ -131,6 +139,11 @@ void requirePrinted() {
 
 void showAs(const std::string& working, const std::string& shown) { shownNames()[working] = shown; }
 
+std::string textOf(const Error& error) {
+  const std::string text = error.what();
+  return error.file().empty() ? text : text.substr(error.file().size() + 2);  // behind "FILE: "
+}
+
 std::string systemWords(int error) { return std::generic_category().message(error); }
 
 int report(const std::exception_ptr& error, const std::string& file) {
@@ -143,6 +156,9 @@ int report(const std::exception_ptr& error, const std::string& file) {
   } catch (const Failure& failure) {
     say(shown(failure.file()), failure.what());
     return failure.code();
+  } catch (const Error& failure) {
+    say(shown(failure.file()), textOf(failure));
+    return exitCodeFor(failure);
   } catch (const StringSysError& failure) {
     say(shown(failure.text()), wordsFor(failure));
     return kFailed;

@@ -6,6 +6,10 @@
 #include <string>
 #include <utility>
 
+namespace casefile {
+class Error;
+}
+
 namespace casefile::program {
 
 /// What the program answers with.
@@ -65,6 +69,9 @@ void showAs(const std::string& working, const std::string& shown);
 /// Prints what an exception tells. Threads: one, when a command has ended.
 /// Returns: the exit code; does not return for Interrupted.
 int report(const std::exception_ptr& error, const std::string& file);
+
+/// Returns: what a library's error tells, without the file's name.
+std::string textOf(const Error& error);
 
 /// Returns: the system's words for an errno value.
 std::string systemWords(int error);

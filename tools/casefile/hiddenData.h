@@ -10,10 +10,6 @@
 
 namespace casefile::program {
 
-/// Returns: the place that the position table at a file position is about, by its first record; the blocks are
-///   not looked into. Nothing when it is no table or is cut.
-std::optional<Place> placeNamedByTable(ByteSource& source, int64 position);
-
 /// Looks behind a file's table for what no append to it leaves there: heading, table or whole blocks of case
 /// data at another row-0 position. A compressed file in the dictionary part of one whose own heading is lost
 /// looks like that. A heading or table that is damaged says less about where the file ends: then the search

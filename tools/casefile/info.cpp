@@ -5,7 +5,7 @@
 #include <string>
 
 #include "failure.h"
-#include "journal.h"
+#include "openJournal.h"
 #include "options.h"
 #include "progress.h"
 

@@ -9,15 +9,9 @@
 
 #include "byteSource.h"
 #include "compressedForm.h"
+#include "find/place.h"
 
 namespace casefile::program {
-
-/// Where the case data of a compressed file begins and in which byte order its numbers lie.
-struct Place {
-  int64 row0 = 0;
-  bool swapped = false;  ///< the other byte order than this machine's
-  bool operator==(const Place&) const = default;
-};
 
 /// One rule that heading or table break, in words.
 struct Fault {

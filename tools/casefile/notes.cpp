@@ -4,7 +4,7 @@
 
 #include "failure.h"
 
-namespace casefile {
+namespace casefile::program {
 namespace {
 
 std::atomic<Talk> chosen = Talk::usual;
@@ -21,4 +21,4 @@ void sayDetail(const std::string& file, const std::string& what) {
   }
 }
 
-}  // namespace casefile
+}  // namespace casefile::program

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace casefile {
+namespace casefile::program {
 
 /// How much a command says beyond what went wrong.
 enum class Talk {
@@ -20,6 +20,6 @@ bool isSaid(Talk least) noexcept;
 /// Says a detail of the way, when the user wants to hear it; as `say` does. Threads: any.
 void sayDetail(const std::string& file, const std::string& what);
 
-}  // namespace casefile
+}  // namespace casefile::program
 
 #endif

@@ -10,8 +10,8 @@
 #include "failure.h"
 #include "fileNames.h"
 #include "hiddenData.h"
-#include "journal.h"
 #include "notes.h"
+#include "openJournal.h"
 #include "options.h"
 #include "plainOutput.h"
 #include "progress.h"
@@ -23,7 +23,7 @@ constexpr auto kHead = static_cast<int64>(kHeadingSize);
 
 std::unique_ptr<ByteSource> open(const std::string& file) {
   if (mentionOpenJournal(file)) {
-    return std::make_unique<FileBeforeAppend>(file);
+    return sourceBeforeAppend(file);
   }
   return std::make_unique<FileSource>(file);
 }

@@ -4,7 +4,7 @@
 #include "caseData.h"
 #include "failure.h"
 #include "hiddenData.h"
-#include "journal.h"
+#include "openJournal.h"
 #include "options.h"
 #include "plainCopy.h"
 #include "plainOutput.h"

@@ -16,8 +16,8 @@
 #include "blockCheck.h"
 #include "failure.h"
 #include "hiddenData.h"
-#include "journal.h"
 #include "notes.h"
+#include "openJournal.h"
 #include "options.h"
 #include "progress.h"
 

@@ -1,17 +1,14 @@
 #include "hiddenData.h"
 
-#include <array>
-#include <cstddef>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "blockProbe.h"
 #include "casefile/error.h"
 #include "compressedForm.h"
-#include "formRules.h"
 #include "headingSearch.h"
 #include "locate.h"
+#include "placeNamedByTable.h"
 
 namespace casefile {
 namespace {
@@ -30,29 +27,6 @@ Hidden ofPlace(const std::string& what, int64 row0, int64 position) {
   return {what + " at row-0 position " + std::to_string(row0), position};
 }
 
-// The row-0 position that a position table is about, by its first record; the blocks are not looked into.
-std::optional<int64> placeNamedByTable(SourceReader& source, int64 position) {
-  std::array<unsigned char, 2 * kRecordSize> bytes{};
-  const std::size_t got = source.read(bytes.data(), bytes.size(), position);
-  if (got < kRecordSize) {
-    return std::nullopt;  // the record's end is missing, and with it the count
-  }
-  const bool swapped = decode<bInfo>(bytes.data(), false).orginalPos != kHeaderRecordMark;
-  const auto header = decode<bInfo>(bytes.data(), swapped);
-  std::vector<datasource::form::Fault> faults;
-  datasource::form::checkHeaderAlone(header, faults);
-  if (!faults.empty() || header.orginalSize != kBlock) {
-    return std::nullopt;
-  }
-  if (header.translateSize == 0) {
-    return position >= kHead ? std::optional(position - kHead) : std::nullopt;
-  }
-  const auto first = decode<bInfo>(bytes.data() + kRecordSize, swapped);
-  const bool names = got == bytes.size() && first.orginalPos >= 0 && first.orginalPos < position - kHead &&
-                     first.translatePos == first.orginalPos + kHead;
-  return names ? std::optional(first.orginalPos) : std::nullopt;
-}
-
 // What a find tells about the place of case data that are not those at `own`.
 std::optional<Hidden> placeTold(SourceReader& source, BlockProbe& probe, const HeadingSearch::Find& find, int64 own) {
   if (find.sign == Sign::ownPosition && hasHeadingAt(source, find.position)) {
@@ -62,8 +36,8 @@ std::optional<Hidden> placeTold(SourceReader& source, BlockProbe& probe, const H
     return ofPlace("a heading that was never written, with a sound block,", find.position, find.position);
   }
   if (find.sign == Sign::tableBeginning) {
-    if (const auto named = placeNamedByTable(source, find.position); named && *named != own) {
-      return ofPlace("a position table of case data", *named, find.position);
+    if (const auto named = placeNamedByTable(source, find.position); named && named->row0 != own) {
+      return ofPlace("a position table of case data", named->row0, find.position);
     }
   }
   return std::nullopt;

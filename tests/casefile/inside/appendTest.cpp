@@ -100,8 +100,8 @@ TEST_F(AppendSweep, ARollBackThatFailsCanBeDoneAgain) {
     for (int number = 1;; ++number) {
       SCOPED_TRACE("call " + std::to_string(number) + (forGood ? " and all later ones fail" : " fails"));
       begin();
-      // Nothing more succeeds from the first byte that is overwritten on.
-      probe.before("_write", [&] { probe.failFrom(1, EIO); });
+      // Nothing more succeeds from the first byte that is overwritten on, which is when the journal has its name.
+      probe.before("syncFolder", [&] { probe.before("writeAt", [&] { probe.failFrom(1, EIO); }); });
       ASSERT_NE(append("file.case", "more"), kDone);
       probe.failNone();
       folder.patch("file.case", 5, "torn");

@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-namespace casefile::program {
+namespace casefile {
 namespace {
 
 [[noreturn]] void fail(int error) { throw std::system_error(error, std::generic_category()); }
@@ -59,4 +59,4 @@ void ScopedFile::remove() {
   mine_ = false;
 }
 
-}  // namespace casefile::program
+}  // namespace casefile

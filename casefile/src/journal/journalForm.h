@@ -1,16 +1,20 @@
-#ifndef CASEFILE_JOURNALFORM_H
-#define CASEFILE_JOURNALFORM_H
+#ifndef CASEFILE_JOURNAL_JOURNALFORM_H
+#define CASEFILE_JOURNAL_JOURNALFORM_H
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 
-#include "byteSource.h"
-#include "fileNames.h"
-#include "layout.h"
+#include "compressedForm.h"
+#include "files.h"
+#include "randomAccessReader.h"
 
-namespace casefile::program {
+namespace casefile {
+
+/// Bytes of a data file or a journal.
+using FileBytes = datasource::form::RandomAccessReader;
 
 /// The bytes of a journal: what an append overwrites, which is the heading and everything from the first
 /// byte that changes to the end of the file.
@@ -51,33 +55,40 @@ enum class JournalState {
 };
 
 /// Reads a journal and compares its check values. Returns: the facts are the journal's when it is sound.
-JournalState readJournal(ByteSource& journal, JournalFacts& facts);
+JournalState readJournal(FileBytes& journal, JournalFacts& facts);
 /// Reads all but the tail. Returns: whether its own check value fits.
-bool readJournalHead(ByteSource& journal, JournalFacts& facts);
+bool readJournalHead(FileBytes& journal, JournalFacts& facts);
 
 /// Returns: whether none of the bytes in front of the tail were written, as a failure of the machine leaves a new file.
-bool isUnwrittenHead(ByteSource& journal);
+bool isUnwrittenHead(FileBytes& journal);
 
 /// Writes all but the tail.
 void writeJournalHead(files::SystemFile& out, const JournalFacts& facts);
 /// Writes the journal of a file, whose it is first of all and onto the disk, and the tail's check value into the facts.
-/// Raises: Interrupted.
-void writeJournal(files::SystemFile& out, ByteSource& source, JournalFacts& facts);
+/// Returns: false when the file ends before its tail does. Raises: what `eachPiece` does, which is called once a piece.
+bool writeJournal(files::SystemFile& out, FileBytes& source, JournalFacts& facts,
+                  const std::function<void()>& eachPiece);
 
-/// Returns: what an append to a file with this layout overwrites.
-JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::FileIdentity& file);
-/// Returns: whether they are what an append to a file with this layout overwrites, tail and all.
-bool isFactsOf(const JournalFacts& facts, ByteSource& source, const Layout& layout);
+/// What an append needs to know of a file: where its case data begin, and its last block.
+struct AppendPlace {
+  int64 row0 = 0;
+  std::optional<bInfo> last;
+};
+
+/// Returns: what an append to a file overwrites.
+JournalFacts factsOf(FileBytes& source, const AppendPlace& place, const files::FileIdentity& file);
+/// Returns: whether they are what an append to a file overwrites, tail and all.
+bool isFactsOf(const JournalFacts& facts, FileBytes& source, const AppendPlace& place);
 /// Returns: whether the bytes that no append touches are those of the journal's file.
-bool anchorFits(ByteSource& source, const JournalFacts& facts);
+bool anchorFits(FileBytes& source, const JournalFacts& facts);
 /// Returns: whether the file is what taking the append back would make of it.
-bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& facts);
+bool isAsBefore(FileBytes& source, FileBytes& journal, const JournalFacts& facts);
 
 /// Gives the bytes from `from` to `to` piece by piece, with their positions. Returns: false when `use` does,
 ///   or the source ends before.
-bool forEachPiece(ByteSource& source, int64 from, int64 to,
+bool forEachPiece(FileBytes& source, int64 from, int64 to,
                   const std::function<bool(const unsigned char*, std::size_t, int64)>& use);
 
-}  // namespace casefile::program
+}  // namespace casefile
 
 #endif

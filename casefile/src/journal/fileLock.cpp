@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-namespace casefile::program {
+namespace casefile {
 namespace {
 
 files::SystemFile openAndClaim(const std::string& name) {
@@ -16,18 +16,6 @@ files::SystemFile openAndClaim(const std::string& name) {
   return file;
 }
 
-// The streams' lock of a file that is being written.
-class WritersLock {
- public:
-  explicit WritersLock(files::SystemFile& file) : file_(file) { file_.lockWriters(); }
-  ~WritersLock() { file_.unlockWriters(); }
-  WritersLock(const WritersLock&) = delete;
-  WritersLock& operator=(const WritersLock&) = delete;
-
- private:
-  files::SystemFile& file_;
-};
-
 }  // namespace
 
 FileLock::FileLock(const std::string& name) : name_(name), file_(openAndClaim(name)) {
@@ -36,7 +24,6 @@ FileLock::FileLock(const std::string& name) : name_(name), file_(openAndClaim(na
     file_.close();
     file_ = openAndClaim(name);
   }
-  files::SystemFile::openHeldForWriting(file_, name_);  // can it be written?
 }
 
 bool FileLock::isNamed(const std::string& name) const {
@@ -44,12 +31,10 @@ bool FileLock::isNamed(const std::string& name) const {
   return status && status->identity == identity();
 }
 
-void FileLock::update(const std::function<void(files::SystemFile&)>& work) {
+void FileLock::lockForWriting() {
   auto writing = files::SystemFile::openHeldForWriting(file_, name_);
-  const WritersLock lock(writing);
-  work(writing);
+  writing.lockWriters();  // until it is closed
+  writing_.emplace(std::move(writing));
 }
 
-void FileLock::sync() { files::SystemFile::openHeldForWriting(file_, name_).sync(); }
-
-}  // namespace casefile::program
+}  // namespace casefile

@@ -5,13 +5,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <optional>
 #include <vector>
 
-#include "failure.h"
 #include "formRules.h"
 
-namespace casefile::program {
+namespace casefile {
 namespace {
 
 constexpr char kMagic[] = "casefile journal";  // 16 bytes without the end
@@ -76,7 +74,7 @@ JournalFacts decode(const Head& bytes) {
   return facts;
 }
 
-Head readHead(ByteSource& journal) {
+Head readHead(FileBytes& journal) {
   Head bytes{};
   journal.read(bytes.data(), bytes.size(), 0);
   return bytes;
@@ -88,7 +86,7 @@ bool isSoundHead(const Head& bytes) {
          getNumber(&bytes[kCheckAt]) == extend(0, bytes.data(), kCheckAt) && (state == kOpen || state == kFinished);
 }
 
-bool isSoundTail(ByteSource& journal, const JournalFacts& facts) {
+bool isSoundTail(FileBytes& journal, const JournalFacts& facts) {
   if (facts.row0 < 0 || facts.tailStart < facts.row0 || facts.oldLength < facts.tailStart ||
       journal.size() - kJournalTailAt != facts.oldLength - facts.tailStart) {
     return false;
@@ -102,7 +100,7 @@ bool isSoundTail(ByteSource& journal, const JournalFacts& facts) {
          sum == facts.tailCheck;
 }
 
-std::uint32_t anchorOf(ByteSource& source, int64 row0, int64 tailStart) {
+std::uint32_t anchorOf(FileBytes& source, int64 row0, int64 tailStart) {
   std::uint32_t sum = 0;
   const auto add = [&](const unsigned char* bytes, std::size_t count, int64) {
     sum = extend(sum, bytes, count);
@@ -121,7 +119,7 @@ bool JournalFacts::isOf(const files::FileIdentity& file) const noexcept {
   return fileNumber == file.number && (!bothTell || fileBorn == file.born);
 }
 
-bool forEachPiece(ByteSource& source, int64 from, int64 to,
+bool forEachPiece(FileBytes& source, int64 from, int64 to,
                   const std::function<bool(const unsigned char*, std::size_t, int64)>& use) {
   std::vector<unsigned char> piece(kPiece);
   while (from < to) {
@@ -135,13 +133,13 @@ bool forEachPiece(ByteSource& source, int64 from, int64 to,
   return true;
 }
 
-bool readJournalHead(ByteSource& journal, JournalFacts& facts) {
+bool readJournalHead(FileBytes& journal, JournalFacts& facts) {
   const Head bytes = readHead(journal);
   facts = decode(bytes);
   return isSoundHead(bytes);
 }
 
-JournalState readJournal(ByteSource& journal, JournalFacts& facts) {
+JournalState readJournal(FileBytes& journal, JournalFacts& facts) {
   const Head bytes = readHead(journal);
   if (std::memcmp(bytes.data(), kMagic, kMagicSize) != 0) {
     return JournalState::foreign;
@@ -150,7 +148,7 @@ JournalState readJournal(ByteSource& journal, JournalFacts& facts) {
   return isSoundHead(bytes) && isSoundTail(journal, facts) ? JournalState::sound : JournalState::damaged;
 }
 
-bool isUnwrittenHead(ByteSource& journal) {
+bool isUnwrittenHead(FileBytes& journal) {
   const Head bytes = readHead(journal);
   return std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte == 0; });
 }
@@ -160,46 +158,47 @@ void writeJournalHead(files::SystemFile& out, const JournalFacts& facts) {
   out.writeAt(bytes.data(), bytes.size(), 0);
 }
 
-void writeJournal(files::SystemFile& out, ByteSource& source, JournalFacts& facts) {
+bool writeJournal(files::SystemFile& out, FileBytes& source, JournalFacts& facts,
+                  const std::function<void()>& eachPiece) {
   facts.tailCheck = 0;
   writeJournalHead(out, facts);
   out.sync();  // tells from now on whose it is, whatever happens to the machine
   const auto keep = [&](const unsigned char* bytes, std::size_t count, int64 position) {
     facts.tailCheck = extend(facts.tailCheck, bytes, count);
     out.writeAt(bytes, count, kJournalTailAt + position - facts.tailStart);
-    throwIfInterrupted();
+    eachPiece();
     return true;
   };
   if (!forEachPiece(source, facts.tailStart, facts.oldLength, keep)) {
-    throw Failure(source.name(), "has been cut meanwhile");
+    return false;
   }
   writeJournalHead(out, facts);
+  return true;
 }
 
-JournalFacts factsOf(ByteSource& source, const Layout& layout, const files::FileIdentity& file) {
+JournalFacts factsOf(FileBytes& source, const AppendPlace& place, const files::FileIdentity& file) {
   JournalFacts facts;
   facts.fileNumber = file.number;
   facts.fileBorn = file.born;
-  facts.row0 = layout.place.row0;
+  facts.row0 = place.row0;
   facts.oldLength = source.size();
-  const std::optional<bInfo> last = layout.records.empty() ? std::nullopt : std::optional(layout.records.back());
-  facts.tailStart = datasource::form::overwrittenByAppend(facts.row0, last).filePos;
+  facts.tailStart = datasource::form::overwrittenByAppend(facts.row0, place.last).filePos;
   facts.anchor = anchorOf(source, facts.row0, facts.tailStart);
   source.read(facts.heading.data(), facts.heading.size(), facts.row0);
   return facts;
 }
 
-bool isFactsOf(const JournalFacts& facts, ByteSource& source, const Layout& layout) {
-  const JournalFacts own = factsOf(source, layout, {});
+bool isFactsOf(const JournalFacts& facts, FileBytes& source, const AppendPlace& place) {
+  const JournalFacts own = factsOf(source, place, {});
   return own.row0 == facts.row0 && own.oldLength == facts.oldLength && own.tailStart == facts.tailStart &&
          own.anchor == facts.anchor && own.heading == facts.heading;
 }
 
-bool anchorFits(ByteSource& source, const JournalFacts& facts) {
+bool anchorFits(FileBytes& source, const JournalFacts& facts) {
   return source.size() >= facts.tailStart && anchorOf(source, facts.row0, facts.tailStart) == facts.anchor;
 }
 
-bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& facts) {
+bool isAsBefore(FileBytes& source, FileBytes& journal, const JournalFacts& facts) {
   std::array<unsigned char, kHeadingSize> heading{};
   if (source.size() != facts.oldLength || !anchorFits(source, facts) ||
       source.read(heading.data(), heading.size(), facts.row0) != heading.size() || heading != facts.heading) {
@@ -213,4 +212,4 @@ bool isAsBefore(ByteSource& source, ByteSource& journal, const JournalFacts& fac
       });
 }
 
-}  // namespace casefile::program
+}  // namespace casefile

@@ -1,12 +1,12 @@
-#ifndef CASEFILE_SCOPEDFILE_H
-#define CASEFILE_SCOPEDFILE_H
+#ifndef CASEFILE_JOURNAL_SCOPEDFILE_H
+#define CASEFILE_JOURNAL_SCOPEDFILE_H
 
 #include <optional>
 #include <string>
 
-#include "fileNames.h"
+#include "files.h"
 
-namespace casefile::program {
+namespace casefile {
 
 /// A file that this process has made and has open, and that goes with the object.
 ///
@@ -39,6 +39,6 @@ class ScopedFile {
   bool mine_ = true;
 };
 
-}  // namespace casefile::program
+}  // namespace casefile
 
 #endif

@@ -1,0 +1,101 @@
+#ifndef CASEFILE_APPENDER_H
+#define CASEFILE_APPENDER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "casefile/error.h"
+#include "casefile/export.h"
+#include "casefile/progress.h"
+#include "casefile/reader.h"
+#include "casefile/writer.h"
+
+namespace casefile {
+
+/// How case data are appended.
+struct AppenderOptions {
+  /// Where the dictionary part ends and the case data begin; none: it is looked for.
+  std::optional<std::int64_t> row0;
+  ByteOrder byteOrder = ByteOrder::find;
+  /// How many threads compress; 0: as many as the process may keep busy. With 1 the caller's compresses.
+  std::size_t threads = 0;
+  Encoder encoder = Encoder::automatic;
+  /// Is told the appended uncompressed bytes whose blocks are written; how many there will be is not known.
+  ProgressCallback progress;
+};
+
+/// Appends case data to a compressed data file, in pieces of any size.
+///
+/// What the append overwrites is kept in a journal beside the file, FILE.journal, from the first byte on until
+/// everything is on the disk: after any error, a crash, a kill or on a full disk the file is exactly the old or
+/// exactly the new one, at the latest when the next Appender has opened it. Nobody else appends to or writes the file
+/// meanwhile.
+///
+/// What an appender is doing, and what that makes of each call:
+///
+///   state      write        finish       cancel
+///   ---------  -----------  -----------  ------------
+///   open       stays        -> finished  -> cancelled
+///   finished   usage        usage        stays
+///   failed     its error    its error    -> cancelled
+///   cancelled  usage        usage        stays
+///
+/// "usage" is an Error of that kind, which changes nothing; any other error takes the append back and makes the state
+/// `failed`. An append of no bytes leaves the file as it is.
+/// Threads: one at a time; appenders of different files are independent of each other.
+class CASEFILE_API Appender {
+ public:
+  /// Locks the file, takes back what an unfinished append has left, and reads heading and table.
+  ///
+  /// Raises: Error: `busy` when somebody else appends to it or writes it; `notADataFile`, also when other
+  ///   case data lie behind the table; `damaged` when a rule is broken that hinders reading, or when what has the
+  ///   journal's name is no sound journal of this file; `system`; `usage`; `cancelled`.
+  static Appender open(const std::string& name, const AppenderOptions& options = {});
+
+  Appender(Appender&&) noexcept;
+  Appender& operator=(Appender&&) = delete;
+  /// As cancel().
+  ~Appender();
+
+  /// Returns: whether open() took back an append that had not finished.
+  bool tookBack() const;
+  /// Returns: where the case data begin.
+  std::int64_t row0() const;
+  /// Returns: the logical position behind all bytes, those given so far included.
+  std::int64_t position() const;
+
+  /// Adds case data.
+  ///
+  /// Raises: Error: `damaged` when the file's last block, which is written anew with the first bytes, cannot be read;
+  ///   `doesNotFit` with the logical range of a block whose data hardly compress; `system`; `cancelled` when the
+  ///   callback says stop. The first error in the order of the file is raised, by this call or a later one.
+  /// Cost: one copy; waits while all threads have blocks to compress. 8 MiB of memory for each thread and 4 MiB more.
+  void write(std::span<const std::byte> bytes);
+
+  /// Writes what is left, table and heading, and returns when all is on the disk and the journal has gone.
+  ///
+  /// Raises: as write.
+  void finish();
+
+  /// Gives up: the file is as it was.
+  void cancel() noexcept;
+
+  /// Returns: why a journal was left behind, if one was. After finish() there is nothing to take back, and the next
+  ///   append removes it; after an error or cancel() it keeps the old bytes, and the next append takes them back.
+  std::optional<Error> leftBehind() const;
+
+ private:
+  class CASEFILE_LOCAL Impl;
+  CASEFILE_LOCAL explicit Appender(std::unique_ptr<Impl> impl);
+  CASEFILE_LOCAL Impl& impl() const;
+
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace casefile
+
+#endif

@@ -1,0 +1,225 @@
+#include "casefile/appender.h"
+
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include "blockSource.h"
+#include "blockWriting.h"
+#include "caseTable.h"
+#include "formRules.h"
+#include "hiddenData.h"
+#include "journal.h"
+#include "locate.h"
+#include "lockedFile.h"
+#include "progressReport.h"
+#include "rollBack.h"
+#include "sourceReader.h"
+#include "streamInspector.h"
+#include "threadCount.h"
+
+namespace casefile {
+namespace {
+
+[[noreturn]] void refuseUse(const std::string& file, const std::string& what) {
+  throw Error(ErrorKind::usage, what, {file, "append", {}, {}, {}});
+}
+
+// What the calls of the system meet that nobody has put into words.
+template <typename Work>
+auto withErrors(const std::string& file, Work work) {
+  try {
+    return work();
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "cannot be appended to", {file, "append", error.code(), {}, {}});
+  }
+}
+
+CaseTable tableOf(SourceReader& source, const AppenderOptions& options, ProgressReport& report) {
+  CaseTable table(source, locate(source, options.row0, options.byteOrder, report));
+  if (table.row0() == 0) {
+    throw Error(ErrorKind::damaged, "has no dictionary part: case data at position 0 cannot be read back",
+                {source.name(), "open", {}, 0, {}});
+  }
+  refuseHiddenData(source, table, report);
+  return table;
+}
+
+// Behind a last block that does not come out whole of exactly its recorded bytes might lie more of it, which the next
+// block would overwrite.
+void proveLastBlock(SourceReader& source, const CaseTable& table) {
+  const auto last = table.last();
+  if (!last || !datasource::form::needsProofOfLastBlock(table.blocksEnd(), table.tablePos())) {
+    return;
+  }
+  const auto facts = datasource::form::StreamInspector().inspect(source, last->translatePos, last->translateSize);
+  if (stateOf(facts, *last) != datasource::form::BlockState::sound || facts.compressedSize != last->translateSize) {
+    const LogicalRange range = table.range(table.size() - 1);
+    throw Error(ErrorKind::damaged, blockName(table.size() - 1, range) + " does not fill its record",
+                {source.name(), "append", {}, last->translatePos, range});
+  }
+}
+
+}  // namespace
+
+class Appender::Impl {
+ public:
+  Impl(const std::string& name, const AppenderOptions& options)
+      : name_(name),
+        threads_(threadCount(options.threads)),
+        report_(options.progress, name, "append"),
+        file_(std::in_place, name),
+        tookBack_(casefile::rollBack(file_->lock(), name)),
+        source_(fileFromDescriptor(file_->descriptor(), name)),
+        table_(tableOf(source_, options, report_)) {}
+  ~Impl() { cancel(); }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+
+  bool tookBack() const noexcept { return tookBack_; }
+  int64 row0() const noexcept { return table_.row0(); }
+  int64 position() const noexcept { return table_.logicalEnd() + appended_; }
+  const std::optional<Error>& leftBehind() const noexcept { return leftBehind_; }
+
+  void write(std::span<const std::byte> bytes) {
+    requireUsable(bytes);
+    if (bytes.empty()) {
+      return;
+    }
+    attempt([&] {
+      if (!blocks_) {
+        begin();
+      }
+      blocks_->write(bytes);
+      appended_ += static_cast<int64>(bytes.size());
+    });
+  }
+
+  void finish() {
+    requireUsable({});
+    if (blocks_) {
+      attempt([&] { finishWriting(); });
+    }
+    state_ = State::finished;
+    letGo();
+  }
+
+  void cancel() noexcept {
+    if (state_ != State::finished) {
+      takeBack();
+      state_ = State::cancelled;
+    }
+  }
+
+ private:
+  enum class State { open, finished, failed, cancelled };
+
+  void requireUsable(std::span<const std::byte> bytes) const {
+    if (state_ == State::failed) {
+      std::rethrow_exception(error_);
+    }
+    if (state_ != State::open) {
+      refuseUse(name_, state_ == State::finished ? "the append is finished" : "the append was cancelled");
+    }
+    if (bytes.data() == nullptr && !bytes.empty()) {
+      refuseUse(name_, "a null pointer holds nothing to append");
+    }
+  }
+
+  // Any error takes the append back, at once; later calls tell it again.
+  template <typename Work>
+  void attempt(Work work) {
+    try {
+      withErrors(name_, work);
+    } catch (...) {
+      error_ = std::current_exception();
+      state_ = State::failed;
+      takeBack();
+      throw;
+    }
+  }
+
+  // The last block is written anew unless it is whole.
+  void begin() {
+    proveLastBlock(source_, table_);
+    const auto extent = datasource::form::overwrittenByAppend(row0(), table_.last());
+    WritingStart start{row0(), extent.filePos, extent.logicalPos, table_.records(), 0};
+    pipeline::DecodedBlock last(std::make_shared<pipeline::BufferPool>(kBlockSize, 0));
+    if (extent.reopens) {
+      BlockSource(source_, table_).decode(table_.size() - 1, last);
+      start.records.pop_back();
+      start.known = static_cast<int64>(last.size);
+    }
+    report_.begin(Phase::writing, 0);
+    journal_.emplace(file_->lock(), name_, AppendPlace{row0(), table_.last()}, [this] { report_.advance(0); });
+    blocks_.emplace(*file_, std::move(start), threads_, report_);
+    blocks_->write({last.bytes.data(), last.size});
+  }
+
+  void finishWriting() {
+    blocks_->finish();
+    report_.begin(Phase::finishing, appended_);
+    report_.advance(appended_);
+    file_->requireName();
+    file_->sync();
+    leftBehind_ = journal_->finish();
+  }
+
+  void takeBack() noexcept {
+    blocks_.reset();  // its threads write no more
+    if (journal_) {
+      leftBehind_ = journal_->rollBack();
+    }
+    letGo();
+  }
+
+  void letGo() noexcept {
+    blocks_.reset();
+    journal_.reset();
+    file_.reset();
+  }
+
+  std::string name_;
+  std::size_t threads_;
+  ProgressReport report_;
+  std::optional<LockedFile> file_;  // as long as the append goes on
+  bool tookBack_;
+  SourceReader source_;
+  CaseTable table_;
+  int64 appended_ = 0;
+  State state_ = State::open;
+  std::exception_ptr error_;  // of the state `failed`
+  std::optional<Error> leftBehind_;
+  std::optional<Journal> journal_;
+  std::optional<BlockWriting> blocks_;  // last: its threads use all the others
+};
+
+Appender Appender::open(const std::string& name, const AppenderOptions& options) {
+  return Appender(withErrors(name, [&] { return std::make_unique<Impl>(name, options); }));
+}
+
+Appender::Appender(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Appender::Appender(Appender&&) noexcept = default;
+Appender::~Appender() = default;
+
+Appender::Impl& Appender::impl() const {
+  if (!impl_) {
+    refuseUse({}, "an appender that was moved from appends nothing");
+  }
+  return *impl_;
+}
+
+bool Appender::tookBack() const { return impl().tookBack(); }
+std::int64_t Appender::row0() const { return impl().row0(); }
+std::int64_t Appender::position() const { return impl().position(); }
+void Appender::write(std::span<const std::byte> bytes) { impl().write(bytes); }
+void Appender::finish() { impl().finish(); }
+std::optional<Error> Appender::leftBehind() const { return impl().leftBehind(); }
+
+void Appender::cancel() noexcept {
+  if (impl_) {
+    impl_->cancel();
+  }
+}
+
+}  // namespace casefile

@@ -1,0 +1,87 @@
+#include "beforeAppend.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "casefile/error.h"
+#include "files.h"
+#include "foundJournal.h"
+#include "sourceReader.h"
+
+namespace casefile {
+namespace {
+
+// The bytes of a file that is open here.
+class OpenFile : public RandomAccessFile {
+ public:
+  OpenFile(files::SystemFile file, std::string name)
+      : file_(std::move(file)), name_(std::move(name)), bytes_(fileFromDescriptor(file_.descriptor(), name_)) {}
+  std::string name() const override { return name_; }
+  std::int64_t size() const override { return bytes_->size(); }
+  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override {
+    return bytes_->readAt(buffer, position);
+  }
+
+ private:
+  files::SystemFile file_;
+  std::string name_;
+  std::shared_ptr<const RandomAccessFile> bytes_;
+};
+
+[[noreturn]] void refuse(const std::string& file, ErrorKind kind, const std::string& what) {
+  throw Error(kind, what, {file, "roll back", {}, {}, {}});
+}
+
+void readWhole(const RandomAccessFile& file, std::span<std::byte> buffer, std::int64_t position) {
+  while (!buffer.empty()) {
+    const std::size_t got = file.readAt(buffer, position);
+    if (got == 0) {
+      refuse(file.name(), ErrorKind::damaged, "has been cut meanwhile");
+    }
+    buffer = buffer.subspan(got);
+    position += static_cast<std::int64_t>(got);
+  }
+}
+
+}  // namespace
+
+BeforeAppend::BeforeAppend(std::shared_ptr<const RandomAccessFile> current,
+                           std::shared_ptr<const RandomAccessFile> journal, const JournalFacts& facts)
+    : current_(std::move(current)), journal_(std::move(journal)), facts_(facts) {}
+
+std::size_t BeforeAppend::readAt(std::span<std::byte> buffer, std::int64_t position) const {
+  const auto wanted = static_cast<int64>(buffer.size());
+  const int64 count = std::min(wanted, std::max<int64>(0, facts_.oldLength - position));
+  const int64 inFront = std::clamp<int64>(facts_.tailStart - position, 0, count);
+  const auto kept = static_cast<std::size_t>(inFront);
+  readWhole(*current_, buffer.first(kept), position);
+  readWhole(*journal_, buffer.subspan(kept, static_cast<std::size_t>(count - inFront)),
+            kJournalTailAt + position + inFront - facts_.tailStart);
+  for (std::size_t i = 0; i < kHeadingSize; ++i) {
+    const int64 offset = facts_.row0 + static_cast<int64>(i) - position;
+    if (offset >= 0 && offset < count) {
+      buffer[static_cast<std::size_t>(offset)] = static_cast<std::byte>(facts_.heading[i]);
+    }
+  }
+  return static_cast<std::size_t>(count);
+}
+
+std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file) {
+  auto current = openFile(file);
+  FoundJournal found = findJournal(file);
+  if (!found.counts()) {
+    refuse(file, ErrorKind::busy, "its journal " + found.name + " has gone: the append has ended meanwhile");
+  }
+  if (found.state != JournalState::sound) {
+    refuse(file, ErrorKind::damaged, "its journal " + found.name + " is damaged; nothing was changed");
+  }
+  SourceReader source(current);
+  if (!anchorFits(source, found.facts)) {
+    refuse(file, ErrorKind::damaged, "its journal " + found.name + " belongs to another file; nothing was changed");
+  }
+  auto journal = std::make_shared<const OpenFile>(std::move(*found.handle), found.name);
+  return std::make_shared<const BeforeAppend>(std::move(current), std::move(journal), found.facts);
+}
+
+}  // namespace casefile

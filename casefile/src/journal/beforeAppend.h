@@ -1,0 +1,36 @@
+#ifndef CASEFILE_JOURNAL_BEFOREAPPEND_H
+#define CASEFILE_JOURNAL_BEFOREAPPEND_H
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "casefile/randomAccessFile.h"
+#include "journalForm.h"
+
+namespace casefile {
+
+/// A data file as it was before the append that a journal belongs to.
+class BeforeAppend : public RandomAccessFile {
+ public:
+  /// Requires: the facts are the journal's.
+  BeforeAppend(std::shared_ptr<const RandomAccessFile> current, std::shared_ptr<const RandomAccessFile> journal,
+               const JournalFacts& facts);
+  std::string name() const override { return current_->name(); }
+  std::int64_t size() const override { return facts_.oldLength; }
+  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override;
+
+ private:
+  std::shared_ptr<const RandomAccessFile> current_;
+  std::shared_ptr<const RandomAccessFile> journal_;
+  JournalFacts facts_;
+};
+
+/// Opens a data file as it was before the unfinished append to it.
+/// Raises: Error when journal or file is not what it should be.
+std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file);
+
+}  // namespace casefile
+
+#endif

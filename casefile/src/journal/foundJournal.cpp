@@ -1,0 +1,153 @@
+#include "foundJournal.h"
+
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "casefile/error.h"
+#include "sourceReader.h"
+
+namespace casefile {
+namespace {
+
+constexpr char kSuffix[] = ".journal";
+
+std::optional<files::FileStatus> statusOrNone(const std::string& name) {
+  try {
+    return files::statusOfName(name);
+  } catch (const std::system_error&) {
+    return std::nullopt;  // in a folder that cannot be searched
+  }
+}
+
+std::optional<files::FileStatus> dataStatus(const std::string& file) {
+  try {
+    return files::statusOf(file);
+  } catch (const std::system_error&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<files::SystemFile> openJournal(const std::string& file, const std::string& name) {
+  try {
+    return files::SystemFile::openRegular(name, files::kOpenRead);
+  } catch (const std::system_error& error) {
+    if (!hasName(name)) {
+      return std::nullopt;  // in a folder that cannot be searched, which the file itself tells better
+    }
+    throw Error(ErrorKind::system, "its journal " + name + " cannot be read", {file, "read", error.code(), {}, {}});
+  }
+}
+
+FoundJournal look(const std::string& file, std::string name) {
+  FoundJournal found;
+  found.name = std::move(name);
+  // One that may not be read need not be, when it is not to be believed.
+  if (const auto status = statusOrNone(found.name); status && status->kind == files::FileKind::regular) {
+    found.distrust = distrustOf(*status, dataStatus(file));
+    if (!found.distrust.empty()) {
+      return found;
+    }
+  }
+  if (auto opened = openJournal(file, found.name); opened) {
+    found.handle.emplace(std::move(*opened));
+    found.distrust = distrustOf(found.handle->status(), dataStatus(file));
+    if (!found.distrust.empty()) {
+      return found;
+    }
+    SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+    found.state = readJournal(journal, found.facts);
+  }
+  return found;
+}
+
+bool isUnfinishedOf(const std::string& file, const std::string& name, const files::FileIdentity& identity) {
+  try {
+    const FoundJournal found = look(file, name);
+    return found.isUnfinished() && found.facts.isOf(identity);
+  } catch (const Error&) {
+    return false;  // what cannot be read is somebody else's
+  }
+}
+
+std::vector<std::string> namesBeside(const std::string& name) {
+  try {
+    return files::namesIn(files::folderOf(name));
+  } catch (const std::system_error&) {
+    return {};  // a folder that may be searched and not be listed
+  }
+}
+
+}  // namespace
+
+const char* const kDistrustedJournal =
+    "and is not believed: if that user's append was ended by force, let that user append again, else have it removed";
+const char* const kJournalOfAnother =
+    "casefile recover writes the file as it was before that append; remove the journal if the file is right as it is";
+
+void failJournal(const std::string& file, const std::string& what, std::error_code code) {
+  throw Error(ErrorKind::system, what, {file, "journal", code, {}, {}});
+}
+
+bool hasName(const std::string& name) { return statusOrNone(name).has_value(); }
+
+std::string distrustOf(const files::FileStatus& status, const std::optional<files::FileStatus>& data) {
+  constexpr std::uint32_t kWritableByOthers = 022;
+  if (status.names != 1) {
+    return "has another name too";
+  }
+  if (!status.tellsRights) {
+    return "";
+  }
+  const bool ours = status.owner == files::systemCalls().userId() || (data && status.owner == data->owner);
+  if (!ours) {
+    return "belongs to another user (" + std::to_string(status.owner) + ")";
+  }
+  return (status.mode & kWritableByOthers) != 0 ? "can be written by others" : "";
+}
+
+std::string journalName(const std::string& file) {
+  try {
+    return files::withoutLinks(file) + kSuffix;
+  } catch (const std::system_error&) {
+    return file + kSuffix;
+  }
+}
+
+FoundJournal findJournal(const std::string& file) { return look(file, journalName(file)); }
+
+void refuseJournalOfAnotherName(const files::FileStatus& data, const std::string& file) {
+  if (data.names < 2) {
+    return;
+  }
+  const std::string own = journalName(file);
+  const std::string beginning = own.substr(0, own.find_last_of(files::nameSeparators) + 1);
+  for (const std::string& entry : namesBeside(own)) {
+    const std::string name = beginning + entry;
+    if (name.ends_with(kSuffix) && name != own && isUnfinishedOf(file, name, data.identity)) {
+      throw Error(ErrorKind::busy,
+                  "an append to it under another name has not finished (" + name +
+                      " is there): the next append to that name takes it back",
+                  {file, "roll back", {}, {}, {}});
+    }
+  }
+}
+
+// The handle goes first: a system may remove no open file.
+void removeFound(FoundJournal& found) {
+  found.handle.reset();
+  files::removeFile(found.name);
+  files::syncFolderOf(found.name);
+}
+
+bool isOfAnother(const FoundJournal& found, const std::string& file) {
+  const auto status = files::statusOf(file);
+  return status && !found.facts.isOf(status->identity);
+}
+
+bool nothingToTakeBack(FoundJournal& found, FileBytes& data) {
+  SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+  return isAsBefore(data, journal, found.facts);
+}
+
+}  // namespace casefile

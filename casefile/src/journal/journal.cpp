@@ -1,0 +1,110 @@
+#include "journal.h"
+
+#include <system_error>
+
+#include "foundJournal.h"
+#include "rollBack.h"
+#include "sourceReader.h"
+
+namespace casefile {
+namespace {
+
+constexpr char kOperation[] = "journal";
+
+std::string freeWorkingName(const std::string& file) {
+  std::string working = workingJournalName(file);
+  if (hasName(working)) {
+    throw Error(ErrorKind::system, working + ", where its journal would be written, is there and not casefile's",
+                {file, kOperation, {}, {}, {}});
+  }
+  return working;
+}
+
+// Whoever may append to a file may take back what another append of its owner's has left.
+void giveTo(const files::FileStatus& data, files::SystemFile& journal) {
+  if (data.owner != journal.status().owner && files::systemCalls().userId() == 0) {
+    journal.setOwner(data.owner, data.group);
+  }
+}
+
+SourceReader bytesOf(const files::SystemFile& file, const std::string& name) {
+  return SourceReader(fileFromDescriptor(file.descriptor(), name));
+}
+
+}  // namespace
+
+Journal::Journal(FileLock& data, const std::string& file, const AppendPlace& place,
+                 const std::function<void()>& eachPiece) try
+    : data_(data), file_(file), kept_(freeWorkingName(file)) {
+  SourceReader source = bytesOf(data.contents(), file);
+  facts_ = factsOf(source, place, data.identity());
+  giveTo(data.status(), kept_.contents());
+  if (!writeJournal(kept_.contents(), source, facts_, eachPiece)) {
+    throw Error(ErrorKind::damaged, "has been cut meanwhile", {file, kOperation, {}, {}, {}});
+  }
+  kept_.contents().sync();
+  kept_.rename(journalName(file));
+  files::syncFolderOf(kept_.name());
+} catch (const std::system_error& error) {
+  failJournal(file, "its journal " + journalName(file) + " cannot be written", error.code());
+}
+
+Journal::~Journal() { rollBack(); }
+
+std::optional<Error> Journal::rollBack() noexcept {
+  if (ended_) {
+    return std::nullopt;
+  }
+  ended_ = true;
+  std::string reason;
+  try {
+    SourceReader journal = bytesOf(kept_.contents(), kept_.name());
+    restore(data_.writing(), journal, facts_, kept_.name());
+    kept_.remove();
+    files::syncFolderOf(kept_.name());
+    return std::nullopt;
+  } catch (const std::system_error& error) {
+    reason = error.code().message();
+  } catch (const std::exception& error) {
+    reason = error.what();
+  }
+  kept_.leave();
+  return Error(ErrorKind::system,
+               "the append could not be taken back (" + reason + "); " + kept_.name() + " keeps the old bytes",
+               {file_, "roll back", {}, {}, {}});
+}
+
+// A journal without a byte: a length is there or not, where bytes that are written over may be torn.
+bool Journal::markFinished() noexcept {
+  try {
+    kept_.contents().truncate(0);
+    kept_.contents().sync();
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+std::optional<Error> Journal::finish() {
+  ended_ = true;
+  const bool marked = markFinished();
+  try {
+    kept_.remove();
+  } catch (const std::system_error& error) {
+    kept_.leave();
+    if (!marked) {
+      failJournal(file_, "has the new data, but its journal " + kept_.name() + " cannot be removed and must be",
+                  error.code());
+    }
+    return Error(ErrorKind::system, kept_.name() + " cannot be removed; the next append does it",
+                 {file_, kOperation, {}, {}, {}});
+  }
+  try {
+    files::syncFolderOf(kept_.name());
+  } catch (const std::system_error&) {
+    // a journal that comes back is marked
+  }
+  return std::nullopt;
+}
+
+}  // namespace casefile

@@ -1,0 +1,173 @@
+#include "rollBack.h"
+
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "beforeAppend.h"
+#include "blockReader.h"
+#include "caseTable.h"
+#include "casefile/error.h"
+#include "foundJournal.h"
+#include "locate.h"
+#include "progressReport.h"
+#include "sourceReader.h"
+#include "streamInspector.h"
+
+namespace casefile {
+namespace {
+
+constexpr char kOperation[] = "roll back";
+
+[[noreturn]] void refuse(const std::string& file, const std::string& what, ErrorKind kind = ErrorKind::damaged) {
+  throw Error(kind, what, {file, kOperation, {}, {}, {}});
+}
+
+// A last block in front of the tail is not written back.
+bool lastBlockIsSound(SourceReader& source, const CaseTable& table) {
+  const auto last = table.last();
+  if (!last || last->orginalSize == static_cast<std::int32_t>(kBlockSize)) {
+    return true;
+  }
+  const auto facts = datasource::form::StreamInspector().inspect(source, last->translatePos, last->translateSize);
+  return stateOf(facts, *last) == datasource::form::BlockState::sound;
+}
+
+bool isSoundBefore(SourceReader& before, const JournalFacts& facts) {
+  try {
+    ProgressReport unheard({}, before.name(), kOperation);
+    const CaseTable table(before, locate(before, facts.row0, ByteOrder::find, unheard));
+    return isFactsOf(facts, before, {table.row0(), table.last()}) && lastBlockIsSound(before, table);
+  } catch (const Error& error) {
+    if (error.kind() == ErrorKind::system) {
+      throw;
+    }
+    return false;
+  }
+}
+
+// The check values of a journal are easily made: what would come out of taking back must be a sound file, and the
+// one that the journal speaks of.
+void requireSoundBefore(std::shared_ptr<const RandomAccessFile> current, const FoundJournal& found) {
+  const std::string file = current->name();
+  SourceReader before(std::make_shared<const BeforeAppend>(
+      std::move(current), fileFromDescriptor(found.handle->descriptor(), found.name), found.facts));
+  if (!isSoundBefore(before, found.facts)) {
+    refuse(file, "its journal " + found.name +
+                     " would make no sound file of it; nothing was changed: remove the journal if the file is right as "
+                     "it is");
+  }
+}
+
+// Whether it is the beginning of a journal of this file. Whoever has claimed the file finds only what a
+// killed append has left.
+bool isLeftWorkingFile(const std::string& working, const files::FileStatus& data) {
+  const auto handle = files::SystemFile::openRegular(working, files::kOpenRead);
+  if (!handle || !distrustOf(handle->status(), data).empty()) {
+    return false;
+  }
+  SourceReader source(fileFromDescriptor(handle->descriptor(), working));
+  JournalFacts facts;
+  return source.size() == 0 || isUnwrittenHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
+}
+
+void removeLeftWorkingFile(const std::string& file, const files::FileStatus& data) {
+  const std::string working = workingJournalName(file);
+  try {
+    if (isLeftWorkingFile(working, data)) {
+      files::removeFile(working);
+    }
+  } catch (const std::system_error& error) {
+    failJournal(file, "its journal " + working + " cannot be written", error.code());
+  }
+}
+
+// What has the journal's name and is none of this file's, or cannot be told.
+void requireJournal(const FoundJournal& found, const std::string& file) {
+  const std::string place = found.name + ", where its journal would be kept, ";
+  if (!found.distrust.empty()) {
+    refuse(file, place + found.distrust + " " + kDistrustedJournal + "; nothing was changed");
+  }
+  if (!found.isEmpty() && (!found.handle || found.state == JournalState::foreign)) {
+    refuse(file, place + "is there and no journal; nothing was changed");
+  }
+  if (!found.isEmpty() && found.isDamaged()) {
+    refuse(file, "its journal " + found.name + " is damaged; nothing was changed");
+  }
+}
+
+void removeOf(const std::string& file, FoundJournal& found) {
+  try {
+    removeFound(found);
+  } catch (const std::system_error& error) {
+    failJournal(file, "its journal " + found.name + " cannot be removed", error.code());
+  }
+}
+
+void takeBack(FileLock& data, const std::string& file, const FoundJournal& found) {
+  requireSoundBefore(fileFromDescriptor(data.contents().descriptor(), file), found);
+  try {
+    SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+    restore(data.writing(), journal, found.facts, found.name);
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "an append cannot be taken back", {file, kOperation, error.code(), {}, {}});
+  }
+}
+
+}  // namespace
+
+std::string workingJournalName(const std::string& file) { return journalName(file) + ".tmp"; }
+
+void restore(files::SystemFile& data, FileBytes& journal, const JournalFacts& facts, const std::string& journalName) {
+  const int64 tailEnd = kJournalTailAt + facts.oldLength - facts.tailStart;
+  if (!forEachPiece(journal, kJournalTailAt, tailEnd,
+                    [&](const unsigned char* bytes, std::size_t count, int64 position) {
+                      data.writeAt(bytes, count, facts.tailStart + position - kJournalTailAt);
+                      return true;
+                    })) {
+    refuse(journalName, "has been cut");
+  }
+  data.writeAt(facts.heading.data(), facts.heading.size(), facts.row0);
+  data.truncate(facts.oldLength);
+  data.sync();
+}
+
+bool rollBack(FileLock& data, const std::string& file) {
+  const files::FileStatus status = data.status();
+  removeLeftWorkingFile(file, status);
+  refuseJournalOfAnotherName(status, file);
+  FoundJournal found = findJournal(file);
+  if (!found.handle && !hasName(found.name)) {
+    return false;
+  }
+  requireJournal(found, file);
+  SourceReader current(fileFromDescriptor(data.contents().descriptor(), file));
+  const bool own = found.facts.isOf(status.identity);
+  if (found.isEmpty() || found.facts.finished || (!own && nothingToTakeBack(found, current))) {
+    removeOf(file, found);
+    return false;
+  }
+  if (!own || !anchorFits(current, found.facts)) {
+    refuse(file, "its journal " + found.name +
+                     " belongs to another file, or this one is a copy; nothing was changed: " + kJournalOfAnother);
+  }
+  takeBack(data, file, found);
+  removeOf(file, found);
+  return true;
+}
+
+ReplacedJournal dropJournalOfReplaced(const std::string& file) {
+  FoundJournal found = findJournal(file);
+  if (found.isDamaged()) {
+    return ReplacedJournal::damaged;
+  }
+  if (!found.handle || found.state != JournalState::sound || !isOfAnother(found, file)) {
+    return ReplacedJournal::none;
+  }
+  const bool unfinished = found.isUnfinished();
+  removeFound(found);
+  return unfinished ? ReplacedJournal::unfinished : ReplacedJournal::finished;
+}
+
+}  // namespace casefile

@@ -1,0 +1,29 @@
+#ifndef CASEFILE_OPENJOURNAL_H
+#define CASEFILE_OPENJOURNAL_H
+
+#include <memory>
+#include <string>
+
+#include "byteSource.h"
+
+namespace casefile::program {
+
+/// Says that an append to `file` has not finished, when that is so. Returns: whether it is.
+/// Raises: Error when there is a journal that cannot be read.
+bool mentionOpenJournal(const std::string& file);
+/// Raises: Failure when an append to `file` has not finished.
+void refuseOpenJournal(const std::string& file);
+
+/// Raises: Failure when a journal of an unfinished append lies beside the name.
+void requireNoJournalBeside(const std::string& file);
+/// Removes the journal of a file whose name another one was given, and says so when an append had not
+/// finished. What is no sound journal stays.
+void dropReplacedJournal(const std::string& file);
+
+/// Opens a file as it was before the append that has not finished.
+/// Raises: Failure or Error when file or journal is not what it should be.
+std::unique_ptr<ByteSource> sourceBeforeAppend(const std::string& file);
+
+}  // namespace casefile::program
+
+#endif
