@@ -120,6 +120,7 @@ class WorkingFileOfAJournal(AppendTest):
         os.chown(self.write("file.case.journal.tmp", b""), NOBODY, NOBODY)
         result = self.run_casefile("append", self.path("file.case"), input=b"more", expect=1)
         self.assert_says(result, "file.case.journal.tmp")
+        self.assert_says(result, f"belongs to another user ({NOBODY}): have it removed")
         self.assertEqual(self.read("file.case"), before)
 
 

@@ -1,5 +1,6 @@
 #include "journal.h"
 
+#include <string>
 #include <system_error>
 
 #include "foundJournal.h"
@@ -11,10 +12,14 @@ namespace {
 
 constexpr char kOperation[] = "journal";
 
-std::string freeWorkingName(const std::string& file) {
+std::string freeWorkingName(const std::string& file, const files::FileStatus& data) {
   std::string working = workingJournalName(file);
-  if (hasName(working)) {
-    throw Error(ErrorKind::system, working + ", where its journal would be written, is there and not casefile's",
+  if (const auto status = files::statusOfName(working)) {
+    const std::string distrust = distrustOf(*status, data);
+    throw Error(ErrorKind::system,
+                working + ", where its journal would be written, " +
+                    (distrust.empty() ? "is there and not casefile's: remove or rename it"
+                                      : distrust + ": have it removed if no append is at work"),
                 {file, kOperation, {}, {}, {}});
   }
   return working;
@@ -35,7 +40,7 @@ SourceReader bytesOf(const files::SystemFile& file, const std::string& name) {
 
 Journal::Journal(FileLock& data, const std::string& file, const AppendPlace& place,
                  const std::function<void()>& eachPiece) try
-    : data_(data), file_(file), kept_(freeWorkingName(file)) {
+    : data_(data), file_(file), kept_(freeWorkingName(file, data.status())) {
   SourceReader source = bytesOf(data.contents(), file);
   facts_ = factsOf(source, place, data.identity());
   giveTo(data.status(), kept_.contents());
