@@ -19,16 +19,18 @@ inline void copyEnds(unsigned char* dest, const unsigned char* source, std::size
 /// for a length that the compiler does not know costs more than the copy itself; so those of 8 to 64 bytes
 /// are copied in pieces of fixed size. Above that memcpy is faster.
 inline void copyRecord(unsigned char* dest, const unsigned char* source, std::size_t size) noexcept {
-  if (size < 8 || size > 64) {
-    std::memcpy(dest, source, size);
-  } else if (size == 8) {
+  if (size == 8) {
     std::memcpy(dest, source, 8);
+  } else if (size < 8 || size > 64) {
+    std::memcpy(dest, source, size);
   } else if (size <= 16) {
     copyEnds<8>(dest, source, size);
   } else if (size <= 32) {
     copyEnds<16>(dest, source, size);
   } else {
-    copyEnds<32>(dest, source, size);
+    // Two pieces of 32 bytes would go by way of the stack.
+    copyEnds<16>(dest, source, 32);
+    copyEnds<16>(dest + size - 32, source + size - 32, 32);
   }
 }
 
