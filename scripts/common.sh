@@ -20,8 +20,9 @@ files_of_the_tree() {
 leaves_nothing_behind() {
   local work status=0 left
   work=$(mktemp -d)
+  chmod 755 "$work"  # some tests act as another user
   files_of_the_tree >"$work/before"
-  mkdir "$work/temporary"
+  mkdir -m 1777 "$work/temporary"
   TMPDIR=$work/temporary "$@" || status=$?
   left=$(files_of_the_tree | comm -13 "$work/before" -; find "$work/temporary" -mindepth 1 -maxdepth 1)
   rm -rf "$work"
