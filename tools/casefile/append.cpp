@@ -19,7 +19,7 @@ void explain(const Error& error, const AppendOptions& options) {
   if (error.operation() != "open") {
     return;
   }
-  FileSource source(options.file);
+  FileReader source(options.file);
   if (error.kind() == ErrorKind::notADataFile || error.kind() == ErrorKind::damaged) {
     const Layout layout = readLayout(source, locate(source, options.hint));
     requireReadable(layout, options.file);
@@ -71,7 +71,7 @@ void writeAll(Appender& appender, PlainInput& input) {
 
 void tellFile(const Appender& appender, const AppendOptions& options) {
   if (isSaid(Talk::verbose)) {
-    FileSource source(options.file);
+    FileReader source(options.file);
     tellLayout(readLayout(source, locate(source, {appender.row0(), options.hint.swap})), options.file);
   }
 }

@@ -32,12 +32,12 @@ void addPlace(std::vector<Place>& places, const Place& place) {
 
 // Whether more zeros lie in front of a heading that was never written than it has: a hole, in which the true heading
 // and the blocks behind it may have been.
-bool liesBehindHole(ByteSource& source, int64 row0) {
+bool liesBehindHole(NamedReader& source, int64 row0) {
   unsigned char before = 1;
   return row0 > 0 && source.read(&before, 1, row0 - 1) == 1 && before == 0;
 }
 
-[[noreturn]] void refuseHole(const ByteSource& source, int64 row0) {
+[[noreturn]] void refuseHole(const NamedReader& source, int64 row0) {
   throw Failure(source.name(),
                 "more zeros than a heading has lie in front of the first sound block, at file position " +
                     std::to_string(row0 + kHead) +
@@ -47,7 +47,7 @@ bool liesBehindHole(ByteSource& source, int64 row0) {
 
 }  // namespace
 
-BlockChain followBlocks(ByteSource& source, int64 row0, bool showProgress) {
+BlockChain followBlocks(NamedReader& source, int64 row0, bool showProgress) {
   BlockChain chain;
   chain.row0 = row0;
   chain.logicalEnd = row0;
@@ -74,7 +74,7 @@ BlockChain followBlocks(ByteSource& source, int64 row0, bool showProgress) {
   return chain;
 }
 
-Remainder remainderBehind(ByteSource& source, const BlockChain& chain) {
+Remainder remainderBehind(NamedReader& source, const BlockChain& chain) {
   Remainder rest;
   rest.bytes = std::max<int64>(0, source.size() - chain.fileEnd);
   std::array<unsigned char, kRecordSize> found{};
@@ -92,7 +92,7 @@ Remainder remainderBehind(ByteSource& source, const BlockChain& chain) {
   return rest;
 }
 
-Place findBlocks(ByteSource& source) {
+Place findBlocks(NamedReader& source) {
   std::vector<Place> places = fittingPlaces(source, false);
   if (!places.empty()) {
     return theOnlyOf(places, source.name());

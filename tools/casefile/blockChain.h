@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "blockCheck.h"
-#include "byteSource.h"
 #include "compressedForm.h"
 #include "layout.h"
+#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -23,7 +23,7 @@ struct BlockChain {
 
 /// Follows the blocks from `row0` + 24 up to the first that is not sound.
 /// Raises: Interrupted.
-BlockChain followBlocks(ByteSource& source, int64 row0, bool showProgress);
+BlockChain followBlocks(NamedReader& source, int64 row0, bool showProgress);
 
 /// What lies where the blocks end.
 struct Remainder {
@@ -31,12 +31,12 @@ struct Remainder {
   bool isTable = false;  ///< a position table, or what is left of one
   bool swapped = false;  ///< in the other byte order
 };
-Remainder remainderBehind(ByteSource& source, const BlockChain& chain);
+Remainder remainderBehind(NamedReader& source, const BlockChain& chain);
 
 /// Finds the place of the case data in a file whose heading may be lost: by a heading that fits, by 24
 /// zero bytes in front of a sound block, or by a position table that names a place with a sound block.
 /// Raises: Failure (kRefused) when there is none or more than one.
-Place findBlocks(ByteSource& source);
+Place findBlocks(NamedReader& source);
 
 }  // namespace casefile::program
 

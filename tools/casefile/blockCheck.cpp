@@ -14,7 +14,7 @@ using datasource::form::Verdict;
 // A source that looks at signals before each piece.
 class InterruptibleReader : public datasource::form::RandomAccessReader {
  public:
-  explicit InterruptibleReader(ByteSource& source) : source_(source) {}
+  explicit InterruptibleReader(NamedReader& source) : source_(source) {}
   int64 size() const override { return source_.size(); }
   std::size_t read(void* buffer, std::size_t count, int64 position) override {
     throwIfInterrupted();
@@ -22,7 +22,7 @@ class InterruptibleReader : public datasource::form::RandomAccessReader {
   }
 
  private:
-  ByteSource& source_;
+  NamedReader& source_;
 };
 
 std::string wordsFor(const datasource::form::StreamFacts& facts) {
@@ -40,13 +40,13 @@ std::string wordsFor(const datasource::form::StreamFacts& facts) {
 
 }  // namespace
 
-StreamFacts BlockChecker::check(ByteSource& source, int64 position, int64 room) {
+StreamFacts BlockChecker::check(NamedReader& source, int64 position, int64 room) {
   InterruptibleReader reader(source);
   const auto facts = inspector_.inspect(reader, position, room);
   return {facts.sound() ? "" : wordsFor(facts), facts.compressedSize, facts.plainSize};
 }
 
-std::string BlockChecker::faultOf(ByteSource& source, const bInfo& record) {
+std::string BlockChecker::faultOf(NamedReader& source, const bInfo& record) {
   InterruptibleReader reader(source);
   const auto facts = inspector_.inspect(reader, record.translatePos, record.translateSize);
   const bool sound = stateOf(facts, record) == BlockState::sound;

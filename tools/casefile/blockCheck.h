@@ -4,8 +4,8 @@
 #include <string>
 
 #include "Datasource/platform/types.h"
-#include "byteSource.h"
 #include "compressedForm.h"
+#include "namedReader.h"
 #include "streamInspector.h"
 
 namespace casefile::program {
@@ -26,10 +26,10 @@ class BlockChecker {
   /// Inflates the stream at file position `position`, which has at most `room` bytes. More plain bytes
   /// than a block holds are a fault.
   /// Raises: Interrupted.
-  StreamFacts check(ByteSource& source, int64 position, int64 room);
+  StreamFacts check(NamedReader& source, int64 position, int64 room);
   /// Returns: what is wrong with the block of a record; empty when it is as recorded.
   /// Raises: Interrupted.
-  std::string faultOf(ByteSource& source, const bInfo& record);
+  std::string faultOf(NamedReader& source, const bInfo& record);
 
  private:
   datasource::form::StreamInspector inspector_;

@@ -21,7 +21,7 @@ int64 allowanceFor(int64 fileSize) {
 
 }  // namespace
 
-BlockProbe::BlockProbe(ByteSource& source) : source_(source), allowance_(allowanceFor(source.size())) {}
+BlockProbe::BlockProbe(NamedReader& source) : source_(source), allowance_(allowanceFor(source.size())) {}
 
 int64 BlockProbe::inflateAt(int64 position) {
   std::array<unsigned char, 2> bytes{};

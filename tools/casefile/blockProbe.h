@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "blockCheck.h"
-#include "byteSource.h"
+#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -15,7 +15,7 @@ namespace casefile::program {
 /// asked for lately is not inflated again. A file that makes it inflate many times its own size is given up.
 class BlockProbe {
  public:
-  explicit BlockProbe(ByteSource& source);
+  explicit BlockProbe(NamedReader& source);
 
   /// Returns: the uncompressed bytes of the sound block at a file position, 0 when there is none.
   /// Raises: Failure (kRefused) when the file holds too much that looks like blocks; Interrupted.
@@ -31,7 +31,7 @@ class BlockProbe {
   int64 inflateAt(int64 position);
 
   static constexpr std::size_t kAnswers = 4096;
-  ByteSource& source_;
+  NamedReader& source_;
   BlockChecker checker_;
   std::array<Answer, kAnswers> answers_{};  // of a position: at its remainder
   int64 allowance_;

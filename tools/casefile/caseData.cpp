@@ -54,7 +54,7 @@ void requireAllFitted(const zcmpsFilestr& finished, const std::string& file, int
   if (cut.empty()) {
     return;
   }
-  FileSource source(file);
+  FileReader source(file);
   const Layout layout = readLayout(source, {row0, false});
   throw Failure(file, blockName(layout, layout.blockAt(cut.front().begin)) +
                           " does not fit its compressed form: the data hardly compress");

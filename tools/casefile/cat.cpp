@@ -13,7 +13,7 @@ namespace casefile::program {
 
 int cat(const CatOptions& options) {
   refuseOpenJournal(options.file);
-  FileSource source(options.file);
+  FileReader source(options.file);
   const Layout layout = layoutForReading(source, options.hint);
   const int64 end = layout.logicalEnd();
   const int64 begin = options.dictionary ? 0 : layout.place.row0;

@@ -11,7 +11,6 @@
 namespace casefile::program {
 namespace {
 
-constexpr auto kHead = static_cast<int64>(kHeadingSize);
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
 using Sign = HeadingSearch::Sign;
 using Signs = HeadingSearch::Signs;
@@ -19,7 +18,7 @@ using Signs = HeadingSearch::Signs;
 std::string at(int64 row0) { return " at row-0 position " + std::to_string(row0); }
 
 // What a find tells about the place of case data that are not those at `own`.
-std::optional<std::string> placeTold(ByteSource& source, BlockProbe& probe, const HeadingSearch::Find& find,
+std::optional<std::string> placeTold(NamedReader& source, BlockProbe& probe, const HeadingSearch::Find& find,
                                      int64 own) {
   if (find.sign == Sign::ownPosition && headingAt(source, find.position)) {
     return "a heading" + at(find.position);
@@ -36,7 +35,7 @@ std::optional<std::string> placeTold(ByteSource& source, BlockProbe& probe, cons
 }
 
 // The first hint that names a place from `from` on, else the first whole block, when those are asked for.
-std::optional<std::string> search(ByteSource& source, int64 own, int64 from, bool wholeBlocks) {
+std::optional<std::string> search(NamedReader& source, int64 own, int64 from, bool wholeBlocks) {
   HeadingSearch search(source, wholeBlocks ? Signs::placesAndBlocks : Signs::places);
   BlockProbe probe(source);
   std::optional<std::string> block;
@@ -59,7 +58,7 @@ bool tellsItsEnd(const Layout& layout) {
 
 }  // namespace
 
-std::optional<std::string> hiddenData(ByteSource& source, const Layout& layout, int64 blocksEnd) {
+std::optional<std::string> hiddenData(NamedReader& source, const Layout& layout, int64 blocksEnd) {
   const bool endIsKnown = tellsItsEnd(layout);
   const auto found = search(source, layout.place.row0, endIsKnown ? layout.tableEnd() : blocksEnd, endIsKnown);
   if (!found) {
@@ -68,14 +67,14 @@ std::optional<std::string> hiddenData(ByteSource& source, const Layout& layout, 
   return "is not all: behind its " + std::string(endIsKnown ? "table" : "blocks") + " lies " + *found;
 }
 
-void refuseHiddenData(ByteSource& source, const Layout& layout) {
+void refuseHiddenData(NamedReader& source, const Layout& layout) {
   if (const auto hidden = hiddenData(source, layout, layout.blocksEnd())) {
     throw Failure(source.name(), "row-0 position " + std::to_string(layout.place.row0) + " " + *hidden +
                                      " (casefile recover --row0 writes either to a file of its own)");
   }
 }
 
-Layout layoutForReading(ByteSource& source, const PlaceHint& hint) {
+Layout layoutForReading(NamedReader& source, const PlaceHint& hint) {
   Layout layout = readLayout(source, locate(source, hint));
   tellLayout(layout, source.name());
   requireReadable(layout, source.name());

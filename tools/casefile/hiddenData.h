@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "byteSource.h"
 #include "layout.h"
 #include "locate.h"
+#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -18,14 +18,14 @@ namespace casefile::program {
 /// Returns: what was found, in words that follow "row-0 position N ...", or nothing.
 /// Raises: Failure (kRefused) when too much looks like blocks; Interrupted.
 /// Cost: one pass over the dead bytes.
-std::optional<std::string> hiddenData(ByteSource& source, const Layout& layout, int64 blocksEnd);
+std::optional<std::string> hiddenData(NamedReader& source, const Layout& layout, int64 blocksEnd);
 
 /// Raises: Failure when a file whose heading and table are sound has hidden data behind its table.
-void refuseHiddenData(ByteSource& source, const Layout& layout);
+void refuseHiddenData(NamedReader& source, const Layout& layout);
 
 /// Returns: the layout of a file whose case data are to be read. Raises: Failure when a fault hinders that, or
 ///   when nobody said which row-0 position is meant and there is hidden data.
-Layout layoutForReading(ByteSource& source, const PlaceHint& hint);
+Layout layoutForReading(NamedReader& source, const PlaceHint& hint);
 
 }  // namespace casefile::program
 

@@ -123,7 +123,7 @@ void printText(const InfoOptions& options, const Facts& facts) {
 
 int info(const InfoOptions& options) {
   const bool openJournal = mentionOpenJournal(options.file);
-  FileSource source(options.file);
+  FileReader source(options.file);
   const Layout layout = readLayout(source, locate(source, options.hint));
   tellLayout(layout, options.file);
   const Facts facts{layout, openJournal};

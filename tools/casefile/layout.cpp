@@ -143,7 +143,7 @@ bool Layout::isDamaged() const noexcept {
   return std::any_of(faults.begin(), faults.end(), [](const Fault& fault) { return fault.isDamage; });
 }
 
-Layout readLayout(ByteSource& source, const Place& place) {
+Layout readLayout(NamedReader& source, const Place& place) {
   FormReading form(source, place.row0, place.swapped, FormReading::Leave::behindAThousandBreaks);
   Layout layout;
   layout.place = place;

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "byteSource.h"
 #include "compressedForm.h"
 #include "find/place.h"
+#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -52,7 +52,7 @@ struct Layout {
 ///
 /// Cost: one pass over the table, and 32 bytes of memory for each of its blocks; a table that breaks its own
 /// rules a thousand times is left there, whatever length it claims.
-Layout readLayout(ByteSource& source, const Place& place);
+Layout readLayout(NamedReader& source, const Place& place);
 
 /// Raises: Failure when a fault hinders reading.
 void requireReadable(const Layout& layout, const std::string& file);

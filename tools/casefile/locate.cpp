@@ -57,7 +57,7 @@ int statementsKept(const bInfo& header, const compressionHeading& heading, int64
 
 // How well a heading at `place` agrees with itself and its table: `whole` when at most one of six
 // statements fails, so that one damaged field does not hide a file.
-Fit fitOf(ByteSource& source, const HeadingBytes& bytes, const Place& place) {
+Fit fitOf(NamedReader& source, const HeadingBytes& bytes, const Place& place) {
   const auto heading = decode<compressionHeading>(bytes.data(), place.swapped);
   if (heading._caseStartPos != place.row0 || heading._infoPos < place.row0 + kHead || heading._size < kRecord ||
       heading._size % kRecord != 0) {
@@ -97,7 +97,7 @@ struct BestFit {
   int64 tableEnd = 0;  // as the heading tells it
 };
 
-BestFit bestFit(ByteSource& source, int64 row0, bool onlySwapped) {
+BestFit bestFit(NamedReader& source, int64 row0, bool onlySwapped) {
   BestFit best;
   HeadingBytes bytes{};
   if (source.read(bytes.data(), bytes.size(), row0) < kHeadingSize) {
@@ -114,7 +114,7 @@ BestFit bestFit(ByteSource& source, int64 row0, bool onlySwapped) {
   return best;
 }
 
-Place placeAt(ByteSource& source, int64 row0, bool onlySwapped) {
+Place placeAt(NamedReader& source, int64 row0, bool onlySwapped) {
   if (const BestFit best = bestFit(source, row0, onlySwapped); best.fit != Fit::none) {
     return best.place;
   }
@@ -132,7 +132,7 @@ Place placeAt(ByteSource& source, int64 row0, bool onlySwapped) {
 
 }  // namespace
 
-HeadingSearch::HeadingSearch(ByteSource& source, Signs signs) : source_(source), signs_(signs) {}
+HeadingSearch::HeadingSearch(NamedReader& source, Signs signs) : source_(source), signs_(signs) {}
 
 bool HeadingSearch::load(int64 from) {
   if (from >= pieceStart_ && from + static_cast<int64>(kLookAhead) <= pieceEnd_) {
@@ -199,12 +199,12 @@ Place theOnlyOf(const std::vector<Place>& places, const std::string& file) {
   return places.front();
 }
 
-std::optional<Place> headingAt(ByteSource& source, int64 row0) {
+std::optional<Place> headingAt(NamedReader& source, int64 row0) {
   const BestFit best = bestFit(source, row0, false);
   return best.fit == Fit::none ? std::nullopt : std::optional(best.place);
 }
 
-std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped) {
+std::vector<Place> fittingPlaces(NamedReader& source, bool onlySwapped) {
   std::vector<Place> whole;
   std::vector<Place> headingOnly;
   HeadingSearch search(source, HeadingSearch::Signs::headings);
@@ -221,7 +221,7 @@ std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped) {
   return whole.empty() ? headingOnly : whole;
 }
 
-Place locate(ByteSource& source, const PlaceHint& hint) {
+Place locate(NamedReader& source, const PlaceHint& hint) {
   return hint.row0 ? placeAt(source, *hint.row0, hint.swap)
                    : theOnlyOf(fittingPlaces(source, hint.swap), source.name());
 }

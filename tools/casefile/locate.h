@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "byteSource.h"
 #include "layout.h"
+#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -34,14 +34,14 @@ class HeadingSearch {
     Sign sign;
   };
 
-  HeadingSearch(ByteSource& source, Signs signs);
+  HeadingSearch(NamedReader& source, Signs signs);
   /// Returns: the first find at `from` or behind it. Requires: `from` does not go back.
   std::optional<Find> next(int64 from);
 
  private:
   bool load(int64 from);
 
-  ByteSource& source_;
+  NamedReader& source_;
   Signs signs_;
   std::vector<unsigned char> piece_;  // file bytes from pieceStart_, then zeros
   int64 pieceStart_ = 0;
@@ -50,10 +50,10 @@ class HeadingSearch {
 
 /// Returns: the places whose heading and table fit each other; when there is none, those whose heading fits
 ///   although its table is damaged; sixteen at most. With `onlySwapped`, those in the other byte order.
-std::vector<Place> fittingPlaces(ByteSource& source, bool onlySwapped);
+std::vector<Place> fittingPlaces(NamedReader& source, bool onlySwapped);
 
 /// Returns: the place whose heading lies at a file position, when one fits, its table damaged or not.
-std::optional<Place> headingAt(ByteSource& source, int64 row0);
+std::optional<Place> headingAt(NamedReader& source, int64 row0);
 
 /// Raises: Failure (kRefused) unless there is exactly one place. Returns: that one.
 Place theOnlyOf(const std::vector<Place>& places, const std::string& file);
@@ -61,7 +61,7 @@ Place theOnlyOf(const std::vector<Place>& places, const std::string& file);
 /// Finds the one place whose heading and table fit each other; when there is none, the one whose heading
 /// fits although its table is damaged.
 /// Raises: Failure (kRefused) when there is none or more than one, or none at the position told.
-Place locate(ByteSource& source, const PlaceHint& hint);
+Place locate(NamedReader& source, const PlaceHint& hint);
 
 }  // namespace casefile::program
 

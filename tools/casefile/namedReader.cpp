@@ -1,4 +1,4 @@
-#include "byteSource.h"
+#include "namedReader.h"
 
 #include <system_error>
 #include <utility>
@@ -22,9 +22,9 @@ files::SystemFile openRegular(const std::string& name) {
 
 }  // namespace
 
-FileSource::FileSource(std::string name) : name_(std::move(name)), file_(openRegular(name_)), size_(file_.size()) {}
+FileReader::FileReader(std::string name) : name_(std::move(name)), file_(openRegular(name_)), size_(file_.size()) {}
 
-std::size_t FileSource::read(void* buffer, std::size_t count, int64 position) {
+std::size_t FileReader::read(void* buffer, std::size_t count, int64 position) {
   if (position >= size_) {
     return 0;
   }

@@ -1,5 +1,5 @@
-#ifndef CASEFILE_BYTESOURCE_H
-#define CASEFILE_BYTESOURCE_H
+#ifndef CASEFILE_NAMEDREADER_H
+#define CASEFILE_NAMEDREADER_H
 
 #include <cstddef>
 #include <string>
@@ -10,10 +10,10 @@
 
 namespace casefile::program {
 
-/// Bytes that can be read at any file position, and the name to call them by.
+/// A random-access reader of bytes, and the name to call them by.
 ///
 /// Threads: one at a time.
-class ByteSource : public datasource::form::RandomAccessReader {
+class NamedReader : public datasource::form::RandomAccessReader {
  public:
   virtual const std::string& name() const noexcept = 0;
   /// Returns: what the system knows of the file; of no file, nothing.
@@ -21,10 +21,10 @@ class ByteSource : public datasource::form::RandomAccessReader {
 };
 
 /// A file as it lies on the disk.
-class FileSource : public ByteSource {
+class FileReader : public NamedReader {
  public:
   /// Raises: Failure (kRefused) when the file cannot be opened or is no regular file.
-  explicit FileSource(std::string name);
+  explicit FileReader(std::string name);
   files::FileStatus status() const override { return file_.status(); }
   const std::string& name() const noexcept override { return name_; }
   int64 size() const override { return size_; }

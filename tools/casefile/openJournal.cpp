@@ -17,7 +17,7 @@ void mentionDistrusted(const std::string& file, const FoundJournal& found) {
 }
 
 // What the library opens, as the program reads it.
-class OpenedSource : public ByteSource {
+class OpenedSource : public NamedReader {
  public:
   OpenedSource(const std::string& file, std::shared_ptr<const RandomAccessFile> bytes)
       : current_(file), bytes_(std::move(bytes)) {}
@@ -29,7 +29,7 @@ class OpenedSource : public ByteSource {
   }
 
  private:
-  FileSource current_;
+  FileReader current_;
   SourceReader bytes_;
 };
 
@@ -42,7 +42,7 @@ bool mentionOpenJournal(const std::string& file) {
     return false;
   }
   if (found.isUnfinished() && isOfAnother(found, file)) {
-    FileSource data(file);
+    FileReader data(file);
     if (nothingToTakeBack(found, data)) {
       return false;
     }
@@ -93,7 +93,7 @@ void dropReplacedJournal(const std::string& file) try {
   say(file, "the journal of the file that had this name stays, remove it: " + std::string(error.what()));
 }
 
-std::unique_ptr<ByteSource> sourceBeforeAppend(const std::string& file) {
+std::unique_ptr<NamedReader> sourceBeforeAppend(const std::string& file) {
   return std::make_unique<OpenedSource>(file, openBeforeAppend(file));
 }
 

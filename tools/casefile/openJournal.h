@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "byteSource.h"
+#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -22,7 +22,7 @@ void dropReplacedJournal(const std::string& file);
 
 /// Opens a file as it was before the append that has not finished.
 /// Raises: Failure or Error when file or journal is not what it should be.
-std::unique_ptr<ByteSource> sourceBeforeAppend(const std::string& file);
+std::unique_ptr<NamedReader> sourceBeforeAppend(const std::string& file);
 
 }  // namespace casefile::program
 

@@ -16,7 +16,7 @@ std::size_t pieceOf(int64 rest) { return static_cast<std::size_t>(std::min<int64
 
 }  // namespace
 
-void copyLogical(ByteSource& source, const Layout& layout, LogicalRange range, bool ahead, PlainOutput& output,
+void copyLogical(NamedReader& source, const Layout& layout, LogicalRange range, bool ahead, PlainOutput& output,
                  Progress& progress) {
   std::vector<unsigned char> piece(kPiece);
   const auto pass = [&](std::size_t count) {

@@ -1,8 +1,8 @@
 #ifndef CASEFILE_PLAINCOPY_H
 #define CASEFILE_PLAINCOPY_H
 
-#include "byteSource.h"
 #include "layout.h"
+#include "namedReader.h"
 #include "plainOutput.h"
 #include "progress.h"
 
@@ -17,7 +17,7 @@ struct LogicalRange {
 /// Writes a range of the uncompressed file: what lies in the dictionary part as it is, case data through
 /// the library; `ahead` as for CaseReader.
 /// Requires: the range ends at the logical end or before.
-void copyLogical(ByteSource& source, const Layout& layout, LogicalRange range, bool ahead, PlainOutput& output,
+void copyLogical(NamedReader& source, const Layout& layout, LogicalRange range, bool ahead, PlainOutput& output,
                  Progress& progress);
 
 }  // namespace casefile::program

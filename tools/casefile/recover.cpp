@@ -21,15 +21,15 @@ namespace {
 
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
 
-std::unique_ptr<ByteSource> open(const std::string& file) {
+std::unique_ptr<NamedReader> open(const std::string& file) {
   if (mentionOpenJournal(file)) {
     return sourceBeforeAppend(file);
   }
-  return std::make_unique<FileSource>(file);
+  return std::make_unique<FileReader>(file);
 }
 
 // The place at a position that the user told, where the heading may say anything.
-Place placeTold(ByteSource& source, int64 row0) {
+Place placeTold(NamedReader& source, int64 row0) {
   std::array<unsigned char, kHeadingSize> bytes{};
   if (row0 > source.size()) {
     throw Failure(source.name(), "ends before row-0 position " + std::to_string(row0), kRefused);
@@ -40,7 +40,7 @@ Place placeTold(ByteSource& source, int64 row0) {
 }
 
 // Whether heading or table tell that there was more than the chain holds; says what.
-bool sayLosses(ByteSource& source, const Place& place, const BlockChain& chain, const Remainder& rest) {
+bool sayLosses(NamedReader& source, const Place& place, const BlockChain& chain, const Remainder& rest) {
   if (source.size() < place.row0 + kHead) {
     say(source.name(), "lost: whatever case data there was: the file ends inside its heading, at file position " +
                            std::to_string(source.size()));
@@ -69,7 +69,7 @@ bool sayLosses(ByteSource& source, const Place& place, const BlockChain& chain, 
 
 class Rebuilder {
  public:
-  Rebuilder(ByteSource& source, const BlockChain& chain, bool swapped, PlainOutput& output)
+  Rebuilder(NamedReader& source, const BlockChain& chain, bool swapped, PlainOutput& output)
       : source_(source), chain_(chain), swapped_(swapped), output_(output), progress_(chain.fileEnd) {}
 
   void run() {
@@ -105,7 +105,7 @@ class Rebuilder {
     }
   }
 
-  ByteSource& source_;
+  NamedReader& source_;
   const BlockChain& chain_;
   bool swapped_;
   PlainOutput& output_;
@@ -124,7 +124,7 @@ void refuseSameFile(const files::FileStatus& input, const RecoverOptions& option
 }
 
 // A place that was found and not told is the right one only if nothing else lies behind it.
-void refuseAnotherPlace(ByteSource& source, const Place& place, const BlockChain& chain) {
+void refuseAnotherPlace(NamedReader& source, const Place& place, const BlockChain& chain) {
   if (const auto hidden = hiddenData(source, readLayout(source, place), chain.fileEnd)) {
     throw Failure(source.name(),
                   "row-0 position " + std::to_string(place.row0) + " " + *hidden + ": say which with --row0", kRefused);
@@ -134,7 +134,7 @@ void refuseAnotherPlace(ByteSource& source, const Place& place, const BlockChain
 }  // namespace
 
 int recover(const RecoverOptions& options) {
-  const std::unique_ptr<ByteSource> source = open(options.input);
+  const std::unique_ptr<NamedReader> source = open(options.input);
   refuseSameFile(source->status(), options);
   const Place place = options.row0 ? placeTold(*source, *options.row0) : findBlocks(*source);
   sayDetail(options.input, "row-0 position " + std::to_string(place.row0));

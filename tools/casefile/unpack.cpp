@@ -14,7 +14,7 @@ namespace casefile::program {
 
 int unpack(const UnpackOptions& options) {
   refuseOpenJournal(options.input);
-  FileSource source(options.input);
+  FileReader source(options.input);
   const Layout layout = layoutForReading(source, options.hint);
   PlainOutput output(options.output, {options.force, options.sync});
   output.limitRightsTo(source.status());

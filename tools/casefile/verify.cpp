@@ -59,7 +59,7 @@ class BlockSweep {
   BlockSweep(const std::string& file, const Layout& layout)
       : file_(file), layout_(layout), progress_(layout.fileSize), damages_(layout.records.size()) {}
 
-  Damages run(ByteSource& source, unsigned jobs) {
+  Damages run(NamedReader& source, unsigned jobs) {
     std::vector<std::thread> helpers;
     try {
       for (unsigned i = 1; i < jobs; ++i) {
@@ -81,7 +81,7 @@ class BlockSweep {
  private:
   // A helper reads through a handle of its own. When the system gives no more of them, the others do its work.
   void help() noexcept {
-    std::optional<FileSource> source;
+    std::optional<FileReader> source;
     try {
       source.emplace(file_);
     } catch (...) {
@@ -90,7 +90,7 @@ class BlockSweep {
     work(*source);
   }
 
-  void work(ByteSource& source) noexcept {
+  void work(NamedReader& source) noexcept {
     try {
       BlockChecker checker;
       for (std::size_t block = next_++; block < layout_.records.size(); block = next_++) {
@@ -103,7 +103,7 @@ class BlockSweep {
     }
   }
 
-  void checkBlock(ByteSource& source, BlockChecker& checker, std::size_t block) {
+  void checkBlock(NamedReader& source, BlockChecker& checker, std::size_t block) {
     const bInfo& record = layout_.records[block];
     if (!isUsable(record)) {
       return;  // the layout's faults name it
@@ -175,7 +175,7 @@ void sayDamages(const std::string& file, const Layout& layout, const Damages& da
 }  // namespace
 
 int verify(const VerifyOptions& options) {
-  FileSource source(options.file);
+  FileReader source(options.file);
   const bool openJournal = mentionOpenJournal(options.file);
   const Layout layout = readLayout(source, locate(source, options.hint));
   tellLayout(layout, options.file);
