@@ -66,6 +66,7 @@ void PreIOThread_W_C::writeBlock() {
   if (block.size == 0) {
     failed = true;
     reportNothingMade();
+    madeNothing = true;  // behind a report that raises there is an error to tell of it
     return;
   }
   const bInfo record{fpOrgPos, fpCompPos, low32Signed(stInSize), low32Signed(block.size)};

@@ -50,8 +50,11 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   void raiseError();
 
   /// Returns: whether a block was not written, be it that no error tells so because an assertion's report
-  ///   returned. Threads: any.
+  ///   returned.
+  /// Requires: the thread has ended.
   bool hasFailed() const noexcept { return failed; }
+  /// Returns: whether the codec made nothing of a block, which no error tells of. Threads: any.
+  bool hasMadeNothing() const noexcept { return madeNothing; }
 
   /// Returns: how many blocks lost data because they did not fit their compressed form. Threads: any.
   std::size_t truncatedBlocks() const noexcept { return truncated; }
@@ -76,8 +79,9 @@ class PreIOThread_W_C final : public PreIOThreadBase {
   std::unique_ptr<unsigned char[]> pInBuf;
   std::size_t stBlockSize;
   std::size_t stInSize = 0;
-  std::atomic<bool> failed = false;  // a block was not written: what comes is dropped
-  std::exception_ptr error;          // the error, until it was raised
+  bool failed = false;                    // a block was not written: what comes is dropped
+  std::atomic<bool> madeNothing = false;  // the same, and there is no error
+  std::exception_ptr error;               // the error, until it was raised
   std::vector<bInfo> cut;
   std::atomic<std::size_t> truncated = 0;
 };

@@ -149,7 +149,8 @@ void zcmpsFilestr::Data::Flush() {
       Fail();
       throw;
     }
-    if (Writer() != nullptr && Writer()->hasFailed()) {
+    // An error that the worker meets meanwhile stays with it until the next request, which raises it.
+    if (Writer() != nullptr && Writer()->hasMadeNothing()) {
       Fail();
     }
   } else {

@@ -124,7 +124,7 @@ TEST(ReaderPlace, IsFoundWithoutBeingToldInEitherByteOrder) {
       const Reader reader = open(image.bytes(), {});
       EXPECT_EQ(reader.row0(), row0);
       EXPECT_EQ(reader.swapped(), swapped);
-      EXPECT_EQ(readAt(reader, 0, row0 + 10000), plainFile(row0, 5300));
+      EXPECT_EQ(readAt(reader, 0, static_cast<std::size_t>(row0) + 10000), plainFile(row0, 5300));
     }
   }
 }
