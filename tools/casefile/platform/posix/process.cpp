@@ -3,13 +3,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 
 namespace casefile::program::platform {
 namespace {
 
-volatile std::sig_atomic_t endingSignal = 0;
+// Set by a signal's handler in one thread, read by all.
+std::atomic<int> endingSignal = 0;
+static_assert(std::atomic<int>::is_always_lock_free, "a handler must not wait for what it interrupted");
 
 // Comes back every second, so that a call which began to wait just after the flag was looked at ends too.
 void noteSignal(int signal) {
