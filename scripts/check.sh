@@ -48,19 +48,19 @@ run_label() {
 }
 
 format() {
-  find Datasource casefile tools examples tests bench '(' -name '*.h' -o -name '*.cpp' ')' \
+  find Datasource casefile examples tests bench '(' -name '*.h' -o -name '*.cpp' ')' \
     -exec clang-format --dry-run --Werror {} +
 }
 
 # Needs no build: clang-tidy compiles for itself.
 tidy() {
   configure clang
-  run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|casefile|tools|examples|bench)/"
+  run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|casefile|examples|bench)/"
 }
 
 tidy_change() {
   local list sources
-  list=$(scripts/changedSources.py Datasource casefile tools examples bench)
+  list=$(scripts/changedSources.py Datasource casefile examples bench)
   if [ -z "$list" ]; then
     echo "no source is touched"
     return

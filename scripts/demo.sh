@@ -24,7 +24,7 @@ if ! {
   cat "$log" >&2
   exit 1
 fi
-casefile=$PWD/build/demo/tools/casefile/casefile
+casefile=$PWD/build/demo/casefile/tool/casefile
 
 work=$(mktemp -d)
 trap 'rm -rf "$log" "$work"' EXIT

@@ -43,10 +43,10 @@ class Sources(Rule):
 
     def test_a_header_of_the_system_outside_the_seam_is_named(self):
         self.keeps("CasefileLeavesTheSystemToTheSeam",
-                   {"tools/casefile/a.cpp": "#include <zlib.h>\n#include <string>\n",
-                    "tools/casefile/platform/posix/b.cpp": "#include <unistd.h>\n"})
+                   {"casefile/tool/a.cpp": "#include <zlib.h>\n#include <string>\n",
+                    "casefile/tool/platform/posix/b.cpp": "#include <unistd.h>\n"})
         for header in ["unistd.h", "sys/stat.h", "windows.h", "filesystem"]:
-            self.breaks("CasefileLeavesTheSystemToTheSeam", {"tools/casefile/a.cpp": f"#include <{header}>\n"}, "a.cpp:1")
+            self.breaks("CasefileLeavesTheSystemToTheSeam", {"casefile/tool/a.cpp": f"#include <{header}>\n"}, "a.cpp:1")
 
     def test_what_loses_wake_ups_is_named(self):
         self.keeps("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <mutex>\n"})
@@ -112,7 +112,7 @@ class Documents(Rule):
     def test_a_source_that_no_table_names_is_named(self):
         tree = {"Datasource/src/file.h": "", "Datasource/src/file.cpp": "", "docs/architecture.md": "| `file` | owns |\n"}
         self.keeps("EverySourceIsInADocument", tree)
-        self.breaks("EverySourceIsInADocument", {**tree, "tools/casefile/layout.cpp": ""}, "tools/casefile/layout.cpp")
+        self.breaks("EverySourceIsInADocument", {**tree, "casefile/tool/layout.cpp": ""}, "casefile/tool/layout.cpp")
         self.breaks("EverySourceIsInADocument", {**tree, "Datasource/src/newFile.cpp": ""}, "newFile.cpp")
         self.breaks("EverySourceIsInADocument", {**tree, "docs/architecture.md": "| `file.h` | `*` |\n"}, "file.cpp")
 

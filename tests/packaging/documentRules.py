@@ -6,7 +6,7 @@ import re
 
 from treeFiles import CODE, files, lines, text
 
-SOURCE_FOLDERS = ("Datasource", "tools/casefile", "casefile")
+SOURCE_FOLDERS = ("Datasource", "casefile")
 SOURCE_DOCUMENTS = ("docs/architecture.md", "docs/headers.md")
 
 

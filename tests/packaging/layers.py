@@ -18,7 +18,7 @@ LAYER_OF = {
     "Datasource/include": "public headers",
     "Datasource/src": "streams",
     "casefile": "casefile library",
-    "tools/casefile": "casefile",
+    "casefile/tool": "casefile",
     "bench": "programs",
     "examples": "programs",
 }

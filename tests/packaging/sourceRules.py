@@ -43,7 +43,7 @@ SYSTEM_HEADERS = re.compile(r"#\s*include\s*<(?!zlib\.h>)(\w+\.h|sys/[^>]+|linux
 def casefile_leaves_the_system_to_the_seam(top, _):
     """The program includes no header of the operating system but where it is a process, and takes no file by another
     road than the seam: the standard library's converts names by rules of its own."""
-    names = [name for name in files(top, "tools/casefile") if name.endswith((".h", ".cpp"))]
+    names = [name for name in files(top, "casefile/tool") if name.endswith((".h", ".cpp"))]
     yield from offending_lines(top, [name for name in names if "/platform/" not in name], SYSTEM_HEADERS)
 
 
@@ -85,7 +85,7 @@ def headers_include_nothing_foreign(top, _):
 KNOWN_AT_THE_TOP = {
     ".ci", ".clang-format", ".clang-tidy", ".gitattributes", ".github", ".gitignore", "CHANGELOG.md", "CMakeLists.txt",
     "CMakePresets.json", "CONTRIBUTING.md", "Datasource", "LICENSE", "README.md", "bench", "bindings", "casefile", "cmake",
-    "debian", "docs", "examples", "packaging", "proof", "scripts", "tests", "tools",
+    "debian", "docs", "examples", "packaging", "proof", "scripts", "tests",
 }
 LOCAL_AT_THE_TOP = re.compile(r"^(build.*|\.git|\.cache|\.vscode|\.idea|CMakeUserPresets\.json|compile_commands\.json)$")
 
