@@ -7,6 +7,7 @@
 #include "blockSource.h"
 #include "blockWriting.h"
 #include "caseTable.h"
+#include "encoderChoice.h"
 #include "formRules.h"
 #include "hiddenData.h"
 #include "journal.h"
@@ -66,7 +67,7 @@ class Appender::Impl {
  public:
   Impl(const std::string& name, const AppenderOptions& options)
       : name_(name),
-        threads_(threadCount(options.threads)),
+        compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
         report_(options.progress, name, "append"),
         file_(std::in_place, name),
         tookBack_(casefile::rollBack(file_->lock(), name)),
@@ -152,7 +153,7 @@ class Appender::Impl {
     }
     report_.begin(Phase::writing, 0);
     journal_.emplace(file_->lock(), name_, AppendPlace{row0(), table_.last()}, [this] { report_.advance(0); });
-    blocks_.emplace(*file_, std::move(start), threads_, report_);
+    blocks_.emplace(*file_, std::move(start), compressing_, report_);
     blocks_->write({last.bytes.data(), last.size});
   }
 
@@ -180,7 +181,7 @@ class Appender::Impl {
   }
 
   std::string name_;
-  std::size_t threads_;
+  Compressing compressing_;
   ProgressReport report_;
   std::optional<LockedFile> file_;  // as long as the append goes on
   bool tookBack_;

@@ -1,6 +1,7 @@
 #include "blockWriting.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -19,7 +20,7 @@ unsigned char* bytesOf(pipeline::PooledBuffer& buffer) { return reinterpret_cast
 
 }  // namespace
 
-BlockWriting::BlockWriting(BlockTarget& file, WritingStart start, std::size_t threads, ProgressReport& report)
+BlockWriting::BlockWriting(BlockTarget& file, WritingStart start, const Compressing& how, ProgressReport& report)
     : file_(file),
       row0_(start.row0),
       logicalStart_(start.logicalPos),
@@ -27,14 +28,15 @@ BlockWriting::BlockWriting(BlockTarget& file, WritingStart start, std::size_t th
       blocksBefore_(start.records.size()),
       report_(report),
       pool_(std::make_shared<pipeline::BufferPool>(kBlockSize, 0)),
-      slots_(threads > 1 ? threads + 1 : 1),
-      compressed_(threads),
+      slots_(how.threads > 1 ? how.threads + 1 : 1),
+      encoder_(how.encoder),
+      workers_(how.threads),
       records_(std::move(start.records)),
       fileEnd_(start.filePos),
-      line_(*this, threads) {
+      line_(*this, how.threads) {
   report_.begin(Phase::writing, 0);
-  if (threads > 1) {
-    threads_.emplace(threads, 0, [this](std::size_t worker) { line_.workUntilClosed(worker); });
+  if (how.threads > 1) {
+    threads_.emplace(how.threads, 0, [this](std::size_t worker) { line_.workUntilClosed(worker); });
     if (threads_->size() == 0) {
       threads_.reset();
     }
@@ -82,32 +84,44 @@ void BlockWriting::handOver() {
 }
 
 void BlockWriting::make(std::size_t item, std::size_t worker) {
-  Slot& slot = slotOf(item);
-  Compressed& compressed = compressed_[worker];
-  if (!compressed.bytes) {
-    compressed.bytes.emplace(pool_);
+  Worker& own = workers_[worker];
+  if (!own.encoder) {
+    own.encoder = datasource::form::makeEncoder(encoder_);
   }
-  const CodecResult result = datasource::form::compressBlock(bytesOf(*slot.bytes), slot.size,
-                                                             bytesOf(*compressed.bytes), compressed.bytes->capacity());
-  if (result.verdict == Verdict::outputFull) {
-    const LogicalRange range = rangeOf(item);
-    throw Error(ErrorKind::doesNotFit,
-                blockName(blocksBefore_ + item, range) + " does not fit its compressed form: the data hardly compress",
-                {file_.name(), "write", {}, {}, range});
+  if (!own.compressed) {
+    own.compressed.emplace(pool_);
   }
-  if (result.verdict != Verdict::complete) {
+  compress(item, own);
+}
+
+// As the streams do, a stream that is cut inside its check value is written, since all data come out of it.
+void BlockWriting::compress(std::size_t block, Worker& worker) {
+  Slot& slot = slotOf(block);
+  unsigned char* const dest = bytesOf(*worker.compressed);
+  const CodecResult result = datasource::form::encodeBlock(*worker.encoder, bytesOf(*slot.bytes), slot.size, dest,
+                                                           worker.compressed->capacity());
+  worker.size = result.produced;
+  if (result.verdict == Verdict::complete) {
+    return;
+  }
+  if (result.verdict != Verdict::outputFull) {
     throw std::bad_alloc();
   }
-  compressed.size = result.produced;
+  if (!datasource::form::yieldsAll(dest, result.produced, slot.size)) {
+    const LogicalRange range = rangeOf(block);
+    throw Error(ErrorKind::doesNotFit,
+                blockName(blocksBefore_ + block, range) + " does not fit its compressed form: the data hardly compress",
+                {file_.name(), "write", {}, {}, range});
+  }
 }
 
 void BlockWriting::deliver(std::size_t item, std::size_t worker) {
-  Compressed& compressed = compressed_[worker];
+  const Worker& own = workers_[worker];
   const LogicalRange range = rangeOf(item);
-  file_.writeAt(compressed.bytes->data(), compressed.size, fileEnd_);
+  file_.writeAt(own.compressed->data(), own.size, fileEnd_);
   records_.push_back(
-      {range.start, fileEnd_, static_cast<std::int32_t>(range.size), static_cast<std::int32_t>(compressed.size)});
-  fileEnd_ += static_cast<int64>(compressed.size);
+      {range.start, fileEnd_, static_cast<std::int32_t>(range.size), static_cast<std::int32_t>(own.size)});
+  fileEnd_ += static_cast<int64>(own.size);
   report_.advance(item == 0 ? range.size - known_ : range.size);
 }
 

@@ -11,6 +11,7 @@
 #include "bufferPool.h"
 #include "casefile/range.h"
 #include "compressedForm.h"
+#include "encoder/blockEncoder.h"
 #include "orderedLine.h"
 #include "progressReport.h"
 #include "threadGroup.h"
@@ -29,6 +30,12 @@ struct WritingStart {
   static WritingStart ofNewFile(int64 row0) { return {row0, row0 + static_cast<int64>(kHeadingSize), row0, {}, 0}; }
 };
 
+/// By what, and on how many threads, blocks are compressed.
+struct Compressing {
+  datasource::form::EncoderChoice encoder;  ///< one that is built in
+  std::size_t threads;                      ///< at least one
+};
+
 /// Compresses blocks on several threads and writes them in order behind those that a file has, if any.
 ///
 /// The caller fills one buffer while the threads compress those before it. Block n lies in slot n modulo their
@@ -44,7 +51,7 @@ struct WritingStart {
 class BlockWriting : public pipeline::OrderedWork {
  public:
   /// Requires: file and report outlive the object. The bytes that the first block had are written first.
-  BlockWriting(BlockTarget& file, WritingStart start, std::size_t threads, ProgressReport& report);
+  BlockWriting(BlockTarget& file, WritingStart start, const Compressing& how, ProgressReport& report);
   ~BlockWriting() override;
 
   /// Raises: the first error in the order of the file, of this call or an earlier one's block.
@@ -60,14 +67,17 @@ class BlockWriting : public pipeline::OrderedWork {
     std::optional<pipeline::PooledBuffer> bytes;
     std::size_t size = 0;
   };
-  struct Compressed {
-    std::optional<pipeline::PooledBuffer> bytes;
+  // What a thread compresses with, made by itself with its first block, and the block that it made.
+  struct Worker {
+    std::unique_ptr<datasource::form::BlockEncoder> encoder;
+    std::optional<pipeline::PooledBuffer> compressed;
     std::size_t size = 0;
   };
 
   Slot& slotOf(std::size_t block) { return slots_[block % slots_.size()]; }
   LogicalRange rangeOf(std::size_t block);
   void handOver();
+  void compress(std::size_t block, Worker& worker);
   void writeTable();
 
   BlockTarget& file_;
@@ -78,11 +88,12 @@ class BlockWriting : public pipeline::OrderedWork {
   ProgressReport& report_;
   std::shared_ptr<pipeline::BufferPool> pool_;
   std::vector<Slot> slots_;
-  std::vector<Compressed> compressed_;  // by worker
-  std::size_t handedOver_ = 0;          // blocks; the next one is being filled
-  std::size_t filled_ = 0;              // bytes of that one
-  std::vector<bInfo> records_;          // of the blocks that the file has
-  int64 fileEnd_;                       // where the next one goes
+  const datasource::form::EncoderChoice encoder_;
+  std::vector<Worker> workers_;
+  std::size_t handedOver_ = 0;  // blocks; the next one is being filled
+  std::size_t filled_ = 0;      // bytes of that one
+  std::vector<bInfo> records_;  // of the blocks that the file has
+  int64 fileEnd_;               // where the next one goes
   pipeline::OrderedLine line_;
   std::optional<pipeline::ThreadGroup> threads_;  // none: the caller's compresses
 };

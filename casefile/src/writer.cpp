@@ -9,6 +9,7 @@
 #include "atomicFile.h"
 #include "blockWriting.h"
 #include "casefile/error.h"
+#include "encoderChoice.h"
 #include "progressReport.h"
 #include "threadCount.h"
 
@@ -27,9 +28,9 @@ constexpr std::size_t kPiece = std::size_t{64} << 10;
 class Writer::Impl {
  public:
   Impl(const std::string& name, const WriterOptions& options)
-      : file_(name, AtomicFile::Rules{options.replace, options.sync}),
+      : compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
+        file_(name, AtomicFile::Rules{options.replace, options.sync}),
         name_(name),
-        threads_(threadCount(options.threads)),
         report_(options.progress, name, "write") {}
 
   void writeDictionary(std::span<const std::byte> bytes) {
@@ -133,14 +134,14 @@ class Writer::Impl {
   void beginCaseData() {
     if (state_ == State::dictionary) {
       writePiece();
-      blocks_.emplace(file_, WritingStart::ofNewFile(row0()), threads_, report_);
+      blocks_.emplace(file_, WritingStart::ofNewFile(row0()), compressing_, report_);
       state_ = State::caseData;
     }
   }
 
+  Compressing compressing_;
   AtomicFile file_;
   std::string name_;
-  std::size_t threads_;
   ProgressReport report_;
   std::vector<std::byte> piece_;  // of the dictionary part, not yet written
   int64 dictionaryWritten_ = 0;

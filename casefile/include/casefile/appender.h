@@ -8,11 +8,11 @@
 #include <span>
 #include <string>
 
+#include "casefile/encoder.h"
 #include "casefile/error.h"
 #include "casefile/export.h"
 #include "casefile/progress.h"
 #include "casefile/reader.h"
-#include "casefile/writer.h"
 
 namespace casefile {
 

@@ -7,16 +7,11 @@
 #include <span>
 #include <string>
 
+#include "casefile/encoder.h"
 #include "casefile/export.h"
 #include "casefile/progress.h"
 
 namespace casefile {
-
-/// By which codec blocks are compressed. A file's reader cannot tell and need not care.
-enum class Encoder {
-  automatic,  ///< the fastest that is built in
-  zlib        ///< the same bytes as the streams write
-};
 
 /// How a file is written.
 struct WriterOptions {

@@ -14,6 +14,9 @@ TEST(Version, OfHeaderAndLibraryAreTheSame) {
             CASEFILE_VERSION_STRING);
 }
 
-TEST(Version, ZlibIsAlwaysAmongTheCodecs) { EXPECT_THAT(casefile::codecs(), testing::Contains("zlib")); }
+TEST(Version, ZlibAndLibdeflateAreAlwaysAmongTheCodecs) {
+  EXPECT_THAT(casefile::codecs(), testing::IsSupersetOf({"zlib", "libdeflate"}));
+  EXPECT_THAT(casefile::codecs(), testing::IsSubsetOf({"zlib", "libdeflate", "isal"}));
+}
 
 }  // namespace
