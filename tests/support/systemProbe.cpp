@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <tuple>
 #include <utility>
 
 #include "Datasource/platform/cRuntime.h"
@@ -28,6 +29,8 @@ struct SystemProbe::State {
   std::string failingName;
   int failingNameNumber = 0;  // 0: every one
   int seenOfName = 0;
+  int interrupting = 0;  // which of the transfers to come; 0: none
+  int shortening = 0;
   std::map<std::string, std::function<void()>> actions;
 };
 
@@ -69,6 +72,24 @@ struct SystemProbeTables {
     return state->failingNameNumber == 0 || ++state->seenOfName == state->failingNameNumber;
   }
 
+  // Whether it is this one's turn, of those that are counted down.
+  static bool itsTurn(int& number) {
+    const bool now = number == 1;
+    number -= number > 0 ? 1 : 0;
+    state->failuresMade += now ? 1 : 0;
+    return now;
+  }
+
+  static bool interrupts() {
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    return itsTurn(state->interrupting);
+  }
+
+  static unsigned shortened(unsigned count) {
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    return count > 1 && itsTurn(state->shortening) ? count / 2 : count;
+  }
+
   static void note(const char* name, long long result) {
     const std::lock_guard<std::mutex> lock(state->mutex);
     if ((std::strstr(name, "open") != nullptr) && result >= 0) {
@@ -95,6 +116,12 @@ struct Name {
   char text[32] = {};
 };
 
+// Transfers take a descriptor, a pointer to bytes, and how many of them.
+template <typename... Arguments>
+constexpr bool movesBytes = false;
+template <typename Bytes, typename... More>
+constexpr bool movesBytes<int, Bytes*, unsigned, More...> = true;
+
 template <Name Called, auto Member>
 struct Wrapped;
 
@@ -102,12 +129,17 @@ template <Name Called, typename Table, typename Result, typename... Arguments, R
 struct Wrapped<Called, Member> {
   static Result call(Arguments... arguments) {
     const char* const name = Called.text;
-    const int error = SystemProbeTables::meet(name);
+    int error = SystemProbeTables::meet(name);
+    std::tuple<Arguments...> given(arguments...);
+    if constexpr (movesBytes<Arguments...>) {
+      error = SystemProbeTables::interrupts() ? EINTR : error;
+      std::get<2>(given) = SystemProbeTables::shortened(std::get<2>(given));
+    }
     if (error != 0 && !SystemProbeTables::frees(name)) {
       errno = error;
       return static_cast<Result>(-1);
     }
-    const Result result = (under(static_cast<const Table*>(nullptr)).*Member)(arguments...);
+    const Result result = std::apply(under(static_cast<const Table*>(nullptr)).*Member, given);
     const int kept = errno;
     SystemProbeTables::note(name, static_cast<long long>(result));
     errno = error != 0 ? error : kept;
@@ -218,9 +250,25 @@ void SystemProbe::failNth(const std::string& call, int number, int error) {
   state_->failuresMade = 0;
 }
 
+void SystemProbe::interruptTransfer(int number) {
+  failNone();
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->interrupting = number;
+  state_->failuresMade = 0;
+}
+
+void SystemProbe::shortenTransfer(int number) {
+  failNone();
+  const std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->shortening = number;
+  state_->failuresMade = 0;
+}
+
 void SystemProbe::failNone() {
   const std::lock_guard<std::mutex> lock(state_->mutex);
   state_->failing = 0;
+  state_->interrupting = 0;
+  state_->shortening = 0;
   state_->forGood = false;
   state_->failingName.clear();
   state_->actions.clear();

@@ -37,6 +37,10 @@ class SystemProbe {
   void failEvery(const std::string& call, int error);
   /// The `number`th call of that name fails.
   void failNth(const std::string& call, int number, int error);
+  /// The `number`th transfer of bytes is interrupted by a signal before it has begun: -1, EINTR.
+  void interruptTransfer(int number);
+  /// The `number`th transfer of bytes that could do so moves half of what it was asked to; counts as a failure.
+  void shortenTransfer(int number);
   /// Nothing fails any more, nothing is done.
   void failNone();
   /// Does something in front of the next call of that name, whose calls are not counted.

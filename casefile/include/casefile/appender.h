@@ -44,8 +44,8 @@ struct AppenderOptions {
 ///   failed     its error    its error    -> cancelled
 ///   cancelled  usage        usage        stays
 ///
-/// "usage" is an Error of that kind, which changes nothing; any other error takes the append back and makes the state
-/// `failed`. An append of no bytes leaves the file as it is.
+/// "usage" is an Error of that kind, which changes nothing; any other error makes the state `failed` and takes the
+/// append back (finish() names one that does not). An append of no bytes leaves the file as it is.
 /// Threads: one at a time; appenders of different files are independent of each other.
 class CASEFILE_API Appender {
  public:
@@ -78,7 +78,8 @@ class CASEFILE_API Appender {
 
   /// Writes what is left, table and heading, and returns when all is on the disk and the journal has gone.
   ///
-  /// Raises: as write.
+  /// Raises: as write; Error (`system`), which says that the file has the new data, when the journal can be neither
+  ///   removed nor marked as finished: unless somebody removes it, the next append may take the new data back.
   void finish();
 
   /// Gives up: the file is as it was.
