@@ -6,12 +6,8 @@
 #include <system_error>
 #include <utility>
 
-#include "casefile/error.h"
-
 namespace casefile {
 namespace {
-
-namespace files = datasource::platform;
 
 [[noreturn]] void fail(const std::string& name, const char* operation, const std::string& what, std::error_code code) {
   throw Error(ErrorKind::system, what, {name, operation, code, {}, {}});
@@ -96,16 +92,27 @@ bool AtomicFile::isNamed(const std::string& name) const {
   return status && status->identity == identity_;
 }
 
-// The new file gets the rights of the one that it replaces, else those of any new file: one that somebody gave the
-// name meanwhile says nothing of who may read it.
-void AtomicFile::giveRights() {
-  constexpr std::uint32_t kWithoutSetId = 0777;
-  if (!file_->status().tellsRights) {
+void AtomicFile::takeTimesOf(const files::FileStatus& source) noexcept {
+  if (source.kind == files::FileKind::regular) {
+    timesLike_ = source;
+  }
+}
+
+// One that somebody gave the name meanwhile says nothing of who may read the new file.
+std::optional<files::FileStatus> AtomicFile::replacedFile() const {
+  const auto now = replaced_ ? files::statusOf(target_) : std::nullopt;
+  return now && now->identity == replaced_->identity ? now : std::nullopt;
+}
+
+void AtomicFile::giveTimes() {
+  if (!timesLike_) {
     return;
   }
-  const auto now = replaced_ ? files::statusOf(target_) : std::nullopt;
-  const bool isReplaced = now && now->identity == replaced_->identity;
-  file_->setMode(isReplaced ? now->mode & kWithoutSetId : files::systemCalls().defaultMode());
+  try {
+    file_->setTimes(timesLike_->accessed, timesLike_->modified);
+  } catch (const std::system_error&) {
+    // On a file system that keeps no times the file is as good.
+  }
 }
 
 // The working name, which somebody else may have given to another file, is used for this step alone.
@@ -132,7 +139,8 @@ void AtomicFile::giveName() {
 
 void AtomicFile::commit() {
   try {
-    giveRights();
+    giveTimes();
+    rights_.give(*file_, replacedFile());
     if (rules_.sync) {
       file_->sync();
     }
@@ -148,17 +156,28 @@ void AtomicFile::commit() {
   }
 }
 
+// Its own, as far as is known.
+bool AtomicFile::mayBeNamed(const std::string& name) const noexcept {
+  try {
+    return isNamed(name);
+  } catch (...) {
+    return true;
+  }
+}
+
 void AtomicFile::discard() noexcept {
   if (working_.empty()) {
     return;
   }
-  try {
-    file_.reset();  // a system may keep the name of an open file
-    if (isNamed(working_)) {
-      files::systemCalls().unlink(working_.c_str());
+  file_.reset();  // a system may keep the name of an open file
+  if (mayBeNamed(working_) && files::systemCalls().unlink(working_.c_str()) != 0) {
+    const int error = errno;
+    try {
+      leftBehind_.emplace(ErrorKind::system, "its working file " + working_ + " cannot be removed and must be",
+                          Error::Place{name_, "unlink", posixCode(error), {}, {}});
+    } catch (...) {
+      // No memory for words.
     }
-  } catch (...) {
-    // It is left behind where the system lets nobody remove it; a destructor has nobody to tell.
   }
   working_.clear();
 }

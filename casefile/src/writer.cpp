@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "blockWriting.h"
 #include "casefile/error.h"
 #include "encoderChoice.h"
+#include "files.h"
 #include "progressReport.h"
 #include "threadCount.h"
 
@@ -31,7 +33,9 @@ class Writer::Impl {
       : compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
         file_(name, AtomicFile::Rules{options.replace, options.sync}),
         name_(name),
-        report_(options.progress, name, "write") {}
+        report_(options.progress, name, "write") {
+    appearAs(options.sources);
+  }
 
   void writeDictionary(std::span<const std::byte> bytes) {
     requireUsable(bytes);
@@ -76,10 +80,26 @@ class Writer::Impl {
     }
   }
 
+  const std::optional<Error>& leftBehind() const noexcept { return file_.leftBehind(); }
   int64 position() const noexcept { return row0() + caseBytes_; }
 
  private:
   enum class State { dictionary, caseData, finished, failed, cancelled };
+
+  void appearAs(const std::vector<int>& sources) {
+    try {
+      for (std::size_t i = 0; i < sources.size(); ++i) {
+        const auto status = files::SystemFile::borrowed(sources[i]).status();
+        file_.limitRightsTo(status);
+        if (i == 0) {
+          file_.takeTimesOf(status);
+        }
+      }
+    } catch (const std::system_error& error) {
+      throw Error(ErrorKind::system, "cannot be made after a source that tells nothing of itself",
+                  {name_, "create", error.code(), {}, {}});
+    }
+  }
 
   int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
 
@@ -169,6 +189,7 @@ Writer::Impl& Writer::impl() const {
 void Writer::writeDictionary(std::span<const std::byte> bytes) { impl().writeDictionary(bytes); }
 void Writer::write(std::span<const std::byte> bytes) { impl().write(bytes); }
 void Writer::finish() { impl().finish(); }
+std::optional<Error> Writer::leftBehind() const { return impl().leftBehind(); }
 std::int64_t Writer::position() const { return impl().position(); }
 
 void Writer::cancel() noexcept {

@@ -4,10 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "casefile/encoder.h"
+#include "casefile/error.h"
 #include "casefile/export.h"
 #include "casefile/progress.h"
 
@@ -20,6 +23,10 @@ struct WriterOptions {
   Encoder encoder = Encoder::automatic;
   bool replace = true;  ///< false: a file that has the name by then is an error
   bool sync = false;    ///< the file is on the disk before it gets its name, and the name is when finish() returns
+  /// Descriptors of the open files that the contents come from, which say how the new file appears: with no wider
+  /// access rights than all of them give together, and with the times of the first one. What is no regular file
+  /// says nothing, and a file that is replaced hands on its own rights. None: as any new file.
+  std::vector<int> sources;
   /// Is told the uncompressed bytes whose blocks are written; how many there will be is not known.
   ProgressCallback progress;
 };
@@ -27,7 +34,8 @@ struct WriterOptions {
 /// Writes a new compressed data file: the dictionary part first, then the case data, both in pieces of any size.
 ///
 /// The file is written beside its name and gets it in finish(), complete; until then, and after cancel(), the
-/// destructor or any error, what had the name before has it still, and nothing else is left behind.
+/// destructor or any error, what had the name before has it still, and nothing else is left behind. Nobody but this
+/// user may read it meanwhile.
 ///
 /// What a writer is doing, and what that makes of each call:
 ///
@@ -74,6 +82,9 @@ class CASEFILE_API Writer {
 
   /// Gives up: the file never appears.
   void cancel() noexcept;
+
+  /// Returns: why the file that was being written could not be removed when it was given up, if that is so.
+  std::optional<Error> leftBehind() const;
 
   /// Returns: the logical position behind all bytes given so far.
   std::int64_t position() const;

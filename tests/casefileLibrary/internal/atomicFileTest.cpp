@@ -81,4 +81,33 @@ TEST_F(AtomicFileTest, RightsAreThoseOfTheFileThatItReplaces) {
   EXPECT_EQ(rights("out"), before);
 }
 
+TEST_F(AtomicFileTest, SaysWhatItCannotRemove) {
+  AtomicFile file(folder_.path("out"), {});
+  support::SystemProbe probe;
+  probe.failEvery("unlink", EPERM);
+  file.discard();
+  ASSERT_TRUE(file.leftBehind());
+  EXPECT_NE(std::string(file.leftBehind()->what()).find(workingName()), std::string::npos);
+  EXPECT_EQ(file.leftBehind()->code().value(), EPERM);
+}
+
+TEST_F(AtomicFileTest, RemovesItsWorkingFileAlthoughNobodyTellsWhoseItIs) {
+  AtomicFile file(folder_.path("out"), {});
+  support::SystemProbe probe;
+  probe.failEvery("statusOf", EIO);
+  file.discard();
+  EXPECT_FALSE(file.leftBehind());
+  EXPECT_EQ(workingName(), "");
+}
+
+TEST_F(AtomicFileTest, AFileSystemThatKeepsNoTimesIsNoError) {
+  folder_.writePlain("source", "contents");
+  AtomicFile file(folder_.path("out"), {});
+  file.takeTimesOf(*casefile::files::statusOf(folder_.path("source")));
+  support::SystemProbe probe;
+  probe.failEvery("setTimes", ENOSYS);
+  EXPECT_EQ(commit(file), "");
+  EXPECT_GT(probe.failuresMade(), 0);
+}
+
 }  // namespace
