@@ -15,37 +15,37 @@ constexpr auto kBlock = static_cast<std::int32_t>(kBlockSize);
 constexpr int64 kLargestTable = INT32_MAX;
 
 struct Entry {
-  Rule rule;
   const char* name;
+  Rule rule;
   Effect effect;
 };
 
 constexpr Entry kRules[] = {
-    {Rule::headingIsWhole, "headingIsWhole", Effect::hindersReading},
-    {Rule::headingNamesItsPlace, "headingNamesItsPlace", Effect::hindersReading},
-    {Rule::tableHasHeader, "tableHasHeader", Effect::hindersReading},
-    {Rule::tableLiesInFile, "tableLiesInFile", Effect::hindersReading},
-    {Rule::tableFitsOneTransfer, "tableFitsOneTransfer", Effect::hindersReading},
-    {Rule::tableIsReadable, "tableIsReadable", Effect::hindersReading},
-    {Rule::headerHasMark, "headerHasMark", Effect::hindersReading},
-    {Rule::headerBlockSizeIsSize, "headerBlockSizeIsSize", Effect::hindersReading},
-    {Rule::headerCountIsCount, "headerCountIsCount", Effect::hindersReading},
-    {Rule::tableIsWholeRecords, "tableIsWholeRecords", Effect::hindersReading},
-    {Rule::tableHoldsItsRecords, "tableHoldsItsRecords", Effect::hindersReading},
-    {Rule::blocksHaveRoom, "blocksHaveRoom", Effect::hindersReading},
-    {Rule::headerBlockSizeIsUsual, "headerBlockSizeIsUsual", Effect::deservesAWord},
-    {Rule::headerFilePosIsNought, "headerFilePosIsNought", Effect::deservesAWord},
-    {Rule::recordIsPossible, "recordIsPossible", Effect::hindersReading},
-    {Rule::blockReachesNext, "blockReachesNext", Effect::hindersReading},
-    {Rule::blockStartsAtPrevious, "blockStartsAtPrevious", Effect::hindersReading},
-    {Rule::blockReachesNextInFile, "blockReachesNextInFile", Effect::hindersReading},
-    {Rule::blockStartsAtPreviousInFile, "blockStartsAtPreviousInFile", Effect::hindersReading},
-    {Rule::onlyLastBlockIsShort, "onlyLastBlockIsShort", Effect::skipsBytes},
-    {Rule::tableLiesBehindBlocks, "tableLiesBehindBlocks", Effect::hindersReading},
-    {Rule::tableFollowsBlocks, "tableFollowsBlocks", Effect::deservesAWord},
-    {Rule::tableHidesNoBlock, "tableHidesNoBlock", Effect::hindersReading},
-    {Rule::breaksAreFew, "breaksAreFew", Effect::hindersReading},
-    {Rule::lastBlockFillsItsRecord, "lastBlockFillsItsRecord", Effect::hindersAppending},
+    {"headingIsWhole", Rule::headingIsWhole, Effect::hindersReading},
+    {"headingNamesItsPlace", Rule::headingNamesItsPlace, Effect::hindersReading},
+    {"tableHasHeader", Rule::tableHasHeader, Effect::hindersReading},
+    {"tableLiesInFile", Rule::tableLiesInFile, Effect::hindersReading},
+    {"tableFitsOneTransfer", Rule::tableFitsOneTransfer, Effect::hindersReading},
+    {"tableIsReadable", Rule::tableIsReadable, Effect::hindersReading},
+    {"headerHasMark", Rule::headerHasMark, Effect::hindersReading},
+    {"headerBlockSizeIsSize", Rule::headerBlockSizeIsSize, Effect::hindersReading},
+    {"headerCountIsCount", Rule::headerCountIsCount, Effect::hindersReading},
+    {"tableIsWholeRecords", Rule::tableIsWholeRecords, Effect::hindersReading},
+    {"tableHoldsItsRecords", Rule::tableHoldsItsRecords, Effect::hindersReading},
+    {"blocksHaveRoom", Rule::blocksHaveRoom, Effect::hindersReading},
+    {"headerBlockSizeIsUsual", Rule::headerBlockSizeIsUsual, Effect::deservesAWord},
+    {"headerFilePosIsNought", Rule::headerFilePosIsNought, Effect::deservesAWord},
+    {"recordIsPossible", Rule::recordIsPossible, Effect::hindersReading},
+    {"blockReachesNext", Rule::blockReachesNext, Effect::hindersReading},
+    {"blockStartsAtPrevious", Rule::blockStartsAtPrevious, Effect::hindersReading},
+    {"blockReachesNextInFile", Rule::blockReachesNextInFile, Effect::hindersReading},
+    {"blockStartsAtPreviousInFile", Rule::blockStartsAtPreviousInFile, Effect::hindersReading},
+    {"onlyLastBlockIsShort", Rule::onlyLastBlockIsShort, Effect::skipsBytes},
+    {"tableLiesBehindBlocks", Rule::tableLiesBehindBlocks, Effect::hindersReading},
+    {"tableFollowsBlocks", Rule::tableFollowsBlocks, Effect::deservesAWord},
+    {"tableHidesNoBlock", Rule::tableHidesNoBlock, Effect::hindersReading},
+    {"breaksAreFew", Rule::breaksAreFew, Effect::hindersReading},
+    {"lastBlockFillsItsRecord", Rule::lastBlockFillsItsRecord, Effect::hindersAppending},
 };
 
 constexpr bool eachStandsAtItsPlace() {
