@@ -19,12 +19,12 @@ void readDictionary(SourceReader& source, std::span<std::byte> buffer, int64 pos
 }
 
 RangeReading::RangeReading(SourceReader& source, const CaseTable& table, BlockSource& blocks, LogicalRange range,
-                           const Sink& sink, ProgressReport& progress)
+                           Destination destination, ProgressReport& progress)
     : source_(source),
       table_(table),
       blocks_(blocks),
       range_(range),
-      sink_(sink),
+      destination_(destination),
       progress_(progress),
       pool_(std::make_shared<pipeline::BufferPool>(kBlockSize, 0)) {
   const int64 plain = std::max<int64>(0, std::min(range.end(), table.row0()) - range.start);
@@ -53,6 +53,13 @@ LogicalRange RangeReading::rangeOf(std::size_t item) const {
   return {start, std::min(block.end(), range_.end()) - start};
 }
 
+void RangeReading::give(std::size_t item, std::size_t worker) const {
+  const LogicalRange range = rangeOf(item);
+  const int64 first = item < pieces_ ? range.start : table_.range(firstBlock_ + item - pieces_).start;
+  destination_.sink({made_[worker]->bytes.data() + (range.start - first), static_cast<std::size_t>(range.size)},
+                    range.start);
+}
+
 void RangeReading::make(std::size_t item, std::size_t worker) {
   auto& made = made_[worker];
   if (!made) {
@@ -64,13 +71,16 @@ void RangeReading::make(std::size_t item, std::size_t worker) {
   } else {
     blocks_.decode(firstBlock_ + item - pieces_, *made);
   }
+  if (destination_.delivery == Delivery::unordered) {
+    give(item, worker);
+  }
 }
 
 void RangeReading::deliver(std::size_t item, std::size_t worker) {
-  const LogicalRange range = rangeOf(item);
-  const int64 first = item < pieces_ ? range.start : table_.range(firstBlock_ + item - pieces_).start;
-  sink_({made_[worker]->bytes.data() + (range.start - first), static_cast<std::size_t>(range.size)}, range.start);
-  progress_.advance(range.size);
+  if (destination_.delivery == Delivery::inOrder) {
+    give(item, worker);
+  }
+  progress_.advance(rangeOf(item).size);
 }
 
 }  // namespace casefile

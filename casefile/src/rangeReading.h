@@ -17,9 +17,19 @@ namespace casefile {
 /// Gives the bytes of one range to a sink: pieces of the dictionary part, then blocks.
 class RangeReading : public pipeline::OrderedWork {
  public:
+  enum class Delivery {
+    inOrder,   ///< one thread at a time calls the sink
+    unordered  ///< each when it has something
+  };
+  /// Where the bytes go, and how.
+  struct Destination {
+    const Sink& sink;
+    Delivery delivery;
+  };
+
   /// Requires: the range is not empty and ends with the data at the latest; all of it outlives the object.
-  RangeReading(SourceReader& source, const CaseTable& table, BlockSource& blocks, LogicalRange range, const Sink& sink,
-               ProgressReport& progress);
+  RangeReading(SourceReader& source, const CaseTable& table, BlockSource& blocks, LogicalRange range,
+               Destination destination, ProgressReport& progress);
 
   void run(std::size_t threads);
   void make(std::size_t item, std::size_t worker) override;
@@ -27,12 +37,13 @@ class RangeReading : public pipeline::OrderedWork {
 
  private:
   LogicalRange rangeOf(std::size_t item) const;
+  void give(std::size_t item, std::size_t worker) const;
 
   SourceReader& source_;
   const CaseTable& table_;
   BlockSource& blocks_;
   const LogicalRange range_;
-  const Sink& sink_;
+  const Destination destination_;
   ProgressReport& progress_;
   std::shared_ptr<pipeline::BufferPool> pool_;
   std::size_t pieces_ = 0;      // of the dictionary part

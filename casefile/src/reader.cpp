@@ -68,11 +68,12 @@ class Reader::Impl {
     return position < table_.row0() ? viewOfDictionary(position) : viewOfBlock(table_.blockAt(position));
   }
 
-  void read(LogicalRange range, const Sink& sink, const ProgressCallback& progress) const {
+  void read(LogicalRange range, const Sink& sink, const ProgressCallback& progress,
+            RangeReading::Delivery delivery) const {
     range.size = std::min(range.size, table_.logicalEnd() - range.start);
     if (range.size > 0) {
       ProgressReport report(progress, name(), "read");
-      RangeReading(source_, table_, blocks_, range, sink, report).run(threads_);
+      RangeReading(source_, table_, blocks_, range, {sink, delivery}, report).run(threads_);
     }
   }
 
@@ -173,7 +174,7 @@ View Reader::view(std::int64_t position) const {
   return own.view(position);
 }
 
-void Reader::read(LogicalRange range, const Sink& sink, const ProgressCallback& progress) const {
+const Reader::Impl& Reader::requireReadable(const LogicalRange& range, const Sink& sink) const {
   const Impl& own = impl();
   if (range.start < 0 || range.size < 0) {
     refuseUse(own.name(), "a range cannot be negative");
@@ -181,7 +182,15 @@ void Reader::read(LogicalRange range, const Sink& sink, const ProgressCallback& 
   if (!sink) {
     refuseUse(own.name(), "there is no sink to read into");
   }
-  own.read(range, sink, progress);
+  return own;
+}
+
+void Reader::read(LogicalRange range, const Sink& sink, const ProgressCallback& progress) const {
+  requireReadable(range, sink).read(range, sink, progress, RangeReading::Delivery::inOrder);
+}
+
+void Reader::readUnordered(LogicalRange range, const Sink& sink, const ProgressCallback& progress) const {
+  requireReadable(range, sink).read(range, sink, progress, RangeReading::Delivery::unordered);
 }
 
 std::vector<LogicalRange> Reader::partitions(std::size_t count, std::int64_t recordSize) const {

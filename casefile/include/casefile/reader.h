@@ -116,6 +116,16 @@ class CASEFILE_API Reader {
   /// Cost: each block is decoded once and not put into the cache; 8 MiB of memory for each thread.
   void read(LogicalRange range, const Sink& sink, const ProgressCallback& progress = {}) const;
 
+  /// Gives a range's bytes to a sink, each block when it is decoded: for bytes that are put or counted wherever they
+  /// belong. What lies beyond the end is left out.
+  ///
+  /// Requires: `sink` may be called by several threads at once; no two of them get the same bytes.
+  /// Raises: Error: as read. The error of the first block in order that has one is raised; some that lie behind it
+  ///   may have been delivered.
+  /// Threads: `progress` is called by one thread at a time, not always the same one.
+  /// Cost: as read, and no thread waits for another's sink.
+  void readUnordered(LogicalRange range, const Sink& sink, const ProgressCallback& progress = {}) const;
+
   /// Divides the case data for as many workers: ranges one behind the other that begin at records, as near
   /// to the beginnings of blocks as records allow, so that no two workers decode the same blocks.
   ///
@@ -128,6 +138,7 @@ class CASEFILE_API Reader {
   class CASEFILE_LOCAL Impl;
   CASEFILE_LOCAL explicit Reader(std::unique_ptr<Impl> impl);
   CASEFILE_LOCAL const Impl& impl() const;
+  CASEFILE_LOCAL const Impl& requireReadable(const LogicalRange& range, const Sink& sink) const;
 
   std::unique_ptr<Impl> impl_;
 };

@@ -1,8 +1,11 @@
 #include "bufferPool.h"
 
+#include <new>
+#include <utility>
+
 namespace casefile::pipeline {
 
-std::unique_ptr<std::byte[]> BufferPool::take() {
+PageBuffer BufferPool::take() {
   {
     const Lock lock(mutex_);
     if (!free_.empty()) {
@@ -12,10 +15,10 @@ std::unique_ptr<std::byte[]> BufferPool::take() {
     }
   }
   // Not filled: whoever takes it writes it first.
-  return std::unique_ptr<std::byte[]>(new std::byte[bufferSize_]);
+  return PageBuffer(new (PageAligned::kPage) std::byte[bufferSize_]);
 }
 
-void BufferPool::giveBack(std::unique_ptr<std::byte[]> buffer) noexcept {
+void BufferPool::giveBack(PageBuffer buffer) noexcept {
   const Lock lock(mutex_);
   if (free_.size() < spares_) {
     free_.push_back(std::move(buffer));

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -184,6 +185,76 @@ TEST_F(ReaderThreads, WhatSinkAndCallbackThrowPassesThrough) {
   EXPECT_THROW(reader.read(
                    {kRow0, 8000}, [](auto, int64) {}, [](const Progress&) -> Next { throw 7; }),
                int);
+}
+
+TEST_F(ReaderThreads, UnorderedReadingGivesEachByteOfTheRangeOnceAtItsPosition) {
+  for (const std::size_t threads : {1U, 2U, 8U}) {
+    const Reader reader = Reader::open(source_, options(threads));
+    for (const casefile::LogicalRange range : {casefile::LogicalRange{0, 8100}, {90, 1500}, {kRow0 + 999, 2}}) {
+      std::string bytes(static_cast<std::size_t>(range.size), '?');
+      std::atomic<int64> delivered = 0;
+      int64 told = 0;
+      reader.readUnordered(
+          range,
+          [&](std::span<const std::byte> piece, int64 position) {
+            std::memcpy(bytes.data() + (position - range.start), piece.data(), piece.size());
+            delivered += static_cast<int64>(piece.size());
+          },
+          [&](const Progress& progress) {
+            told = progress.bytesDone;
+            return Next::proceed;
+          });
+      std::string expected(bytes.size(), '!');
+      EXPECT_EQ(reader.readAt(support::writable(expected), range.start), expected.size());
+      EXPECT_EQ(bytes, expected);
+      EXPECT_EQ(delivered, range.size);
+      EXPECT_EQ(told, range.size);
+    }
+  }
+}
+
+TEST_F(ReaderThreads, UnorderedReadingLetsNoSinkWaitForAnother) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int inSink = 0;
+  const Reader reader = Reader::open(source_, options(4));
+  reader.readUnordered({kRow0, 4000}, [&](auto, int64) {
+    std::unique_lock lock(mutex);
+    ++inSink;
+    changed.notify_all();
+    changed.wait(lock, [&] { return inSink == 4; });
+  });
+  EXPECT_EQ(inSink, 4);
+}
+
+TEST_F(ReaderThreads, UnorderedReadingRaisesTheErrorOfTheFirstBlockInOrder) {
+  const Reader reader = Reader::open(source_, options(4));
+  for (int round = 0; round < 20; ++round) {
+    try {
+      reader.readUnordered({kRow0, 8000}, [](auto, int64 position) {
+        if (position >= kRow0 + 2000) {
+          throw position;
+        }
+      });
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (int64 position) {
+      EXPECT_EQ(position, kRow0 + 2000);
+    }
+  }
+}
+
+TEST_F(ReaderThreads, UnorderedReadingStopsWhenTheCallbackSaysSo) {
+  for (const std::size_t threads : {1U, 8U}) {
+    const Reader reader = Reader::open(source_, options(threads));
+    const auto stop = [](const Progress&) { return Next::stop; };
+    EXPECT_EQ(errorOf([&] {
+                reader.readUnordered(
+                    {kRow0, 8000}, [](auto, int64) {}, stop);
+              }).kind(),
+              ErrorKind::cancelled);
+    EXPECT_EQ(errorOf([&] { reader.readUnordered({-1, 1}, [](auto, int64) {}); }).kind(), ErrorKind::usage);
+    EXPECT_EQ(errorOf([&] { reader.readUnordered({0, 1}, {}); }).kind(), ErrorKind::usage);
+  }
 }
 
 TEST_F(ReaderThreads, ASinkMayReadFromTheSameReader) {
