@@ -5,27 +5,14 @@
 
 #include "casefile/appender.h"
 #include "failure.h"
-#include "hiddenData.h"
 #include "notes.h"
+#include "openReader.h"
 #include "options.h"
 #include "plainInput.h"
 #include "progress.h"
 
 namespace casefile::program {
 namespace {
-
-// A file that cannot be read, or is not what it should be, is told as every command tells it.
-void explain(const Error& error, const AppendOptions& options) {
-  if (error.operation() != "open") {
-    return;
-  }
-  FileReader source(options.file);
-  if (error.kind() == ErrorKind::notADataFile || error.kind() == ErrorKind::damaged) {
-    const Layout layout = readLayout(source, locate(source, options.hint));
-    requireReadable(layout, options.file);
-    refuseHiddenData(source, layout);
-  }
-}
 
 AppenderOptions optionsFor(const AppendOptions& options, std::optional<Progress>& progress) {
   AppenderOptions result;
@@ -47,8 +34,9 @@ Appender open(const AppendOptions& options, std::optional<Progress>& progress) {
   try {
     return Appender::open(options.file, optionsFor(options, progress));
   } catch (const Error& error) {
-    if (error.kind() != ErrorKind::busy) {
-      explain(error, options);
+    if (error.kind() != ErrorKind::busy && error.operation() == "open") {
+      FileReader source(options.file);
+      explainRefusal(error, source, options.hint);
     }
     throw;
   }

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
@@ -194,6 +195,17 @@ class CommandLine {
         ->transform(within(least, kMostThreads));
   }
 
+  // `threads` is 0 unless a number was said, of which 0 stands for one thread.
+  static void addThreads(CLI::App* command, std::size_t& threads) {
+    constexpr int kMostThreads = 1024;
+    command
+        ->add_option_function<std::size_t>(
+            "-j,--threads,--jobs", [&threads](std::size_t said) { threads = std::max<std::size_t>(1, said); },
+            "Threads to work on (as many as the process may use when nothing is said)")
+        ->type_name("N")
+        ->transform(within(0, kMostThreads));
+  }
+
   template <typename Options>
   static void addOutputRules(CLI::App* command, Options& options) {
     command->add_flag("-f,--force", options.force, "Replace OUTPUT if it is there");
@@ -248,8 +260,7 @@ class CommandLine {
     CLI::App* const command =
         addCommand("unpack", "Make the uncompressed file again, byte for byte", "casefile unpack rows.case rows.csv");
     addPlace(command, unpack_.hint, true);
-    addThreads(command, unpack_.threads, 0, "0: decompress on the thread that writes; else ahead, on one of its own")
-        ->capture_default_str();
+    addThreads(command, unpack_.threads);
     addOutputRules(command, unpack_);
     addName(command, "INPUT", unpack_.input, "Compressed file");
     addOutput(command, unpack_.output, "Uncompressed file to make, - for standard output");
@@ -269,6 +280,7 @@ class CommandLine {
     command->add_option("--bytes", cat_.bytes, "How many bytes (to the end when nothing is said)")
         ->type_name("N")
         ->transform(notNegative());
+    addThreads(command, cat_.threads);
     addName(command, "FILE", cat_.file, "Compressed file");
     onParsed(command, cat, cat_, cat_.file);
   }

@@ -26,6 +26,7 @@ class FileReader : public NamedReader {
   /// Raises: Failure (kRefused) when the file cannot be opened or is no regular file.
   explicit FileReader(std::string name);
   files::FileStatus status() const override { return file_.status(); }
+  int descriptor() const noexcept { return file_.descriptor(); }
   const std::string& name() const noexcept override { return name_; }
   int64 size() const override { return size_; }
   /// Raises: Failure (kRefused) when the file cannot be read.

@@ -1,6 +1,7 @@
 #ifndef CASEFILE_OPTIONS_H
 #define CASEFILE_OPTIONS_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -28,7 +29,7 @@ struct AppendOptions {
 
 struct UnpackOptions {
   PlaceHint hint;
-  int threads = 1;
+  std::size_t threads = 0;  ///< 0: as many as the process may keep busy
   bool force = false;
   bool sync = true;
   std::string input;
@@ -39,6 +40,7 @@ struct CatOptions {
   PlaceHint hint;
   std::optional<int64> from;  ///< none: all case data
   bool dictionary = false;    ///< the dictionary part in front of them
+  std::size_t threads = 0;    ///< 0: as many as the process may keep busy
   std::optional<int64> bytes;
   std::string file;
 };

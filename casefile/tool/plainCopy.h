@@ -1,24 +1,17 @@
 #ifndef CASEFILE_PLAINCOPY_H
 #define CASEFILE_PLAINCOPY_H
 
-#include "layout.h"
-#include "namedReader.h"
+#include "casefile/reader.h"
 #include "plainOutput.h"
-#include "progress.h"
 
 namespace casefile::program {
 
-/// Logical positions from `from` up to, without, `to`.
-struct LogicalRange {
-  int64 from;
-  int64 to;
-};
-
-/// Writes a range of the uncompressed file: what lies in the dictionary part as it is, case data through
-/// the library; `ahead` as for CaseReader.
+/// Writes a range of the uncompressed file and shows how far it is: a file gets each block at its place, what has no
+/// places gets them in order, up to the first that is damaged.
+///
 /// Requires: the range ends at the logical end or before.
-void copyLogical(NamedReader& source, const Layout& layout, LogicalRange range, bool ahead, PlainOutput& output,
-                 Progress& progress);
+/// Raises: Failure; Error; Interrupted.
+void copyPlain(const Reader& reader, LogicalRange range, PlainOutput& output);
 
 }  // namespace casefile::program
 

@@ -60,8 +60,17 @@ void PlainOutput::fail(int error) const {
 }
 
 void PlainOutput::write(const void* bytes, std::size_t count) {
+  const platform::InterruptibleCalls toWaitIn;
   try {
     file_->write(bytes, count);
+  } catch (const std::system_error& error) {
+    fail(error.code().value());
+  }
+}
+
+void PlainOutput::writeAt(const void* bytes, std::size_t count, int64 position) {
+  try {
+    file_->writeAt(bytes, count, position);
   } catch (const std::system_error& error) {
     fail(error.code().value());
   }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "Datasource/platform/types.h"
 #include "atomicOutput.h"
 #include "fileNames.h"
 
@@ -19,8 +20,12 @@ class PlainOutput {
   /// As of AtomicOutput; no matter to what has a name already.
   void limitRightsTo(const files::FileStatus& input);
 
-  /// Raises: Failure; Interrupted when the reader of a pipe has gone.
+  /// Raises: Failure; Interrupted when the reader of a pipe has gone. Threads: one at a time.
   void write(const void* bytes, std::size_t count);
+  /// Returns: whether it is a new file, which can be written in any order.
+  bool hasPlaces() const noexcept { return made_.has_value(); }
+  /// Requires: it has places. Raises: as write. Threads: any number at once.
+  void writeAt(const void* bytes, std::size_t count, int64 position);
   /// All was written: the file gets its name.
   void commit();
 

@@ -244,12 +244,15 @@ class Interrupt(CasefileTest):
         self.assertEqual(self.read("out"), b"precious")
 
     def test_of_a_writer_that_waits_for_its_reader(self):
-        self.pack(positions(BLOCK))
-        process = self.start_casefile("unpack", self.path("file.case"), "-", stdout=subprocess.PIPE)
-        process.stdout.read(10)
-        process.send_signal(signal.SIGINT)
-        self.assertEqual(process.wait(DEADLINE), -signal.SIGINT)
-        process.stdout.close()
+        """Whichever thread it is."""
+        self.pack(positions(6 * BLOCK))
+        for threads, read in [(1, 10), (2, 10), (2, BLOCK), (2, 2 * BLOCK), (2, 3 * BLOCK), (8, 10), (8, 2 * BLOCK)]:
+            process = self.start_casefile("unpack", "-j", str(threads), self.path("file.case"), "-",
+                                          stdout=subprocess.PIPE)
+            process.stdout.read(read)
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(DEADLINE), -signal.SIGINT)
+            process.stdout.close()
 
     def test_reader_that_goes_ends_the_program_quietly(self):
         self.pack(positions(BLOCK))

@@ -1,15 +1,19 @@
 import io
 import os
 
-from support import BLOCK, EMULATED, HEADER, P, CasefileTest, Form, hardly_compressible, positions, text_rows
+from support import BLOCK, HEADER, P, CasefileTest, Form, build, hardly_compressible, positions, text_rows
 
 
 class RoundTrip(CasefileTest):
     def check(self, case_data):
         for pack_threads in "01":
             self.pack(case_data, "file.case", HEADER, "--threads", pack_threads)
-            for unpack_threads in "01":
-                self.assertEqual(self.unpacked("file.case", "--threads", unpack_threads), HEADER + case_data)
+            for threads in ["0", "1", "2", "8"]:
+                self.assertEqual(self.unpacked("file.case", "--threads", threads), HEADER + case_data)
+                self.run_casefile("unpack", "-f", "-j", threads, self.path("file.case"), self.path("plain"))
+                self.assertEqual(self.read("plain"), HEADER + case_data)
+                result = self.run_casefile("cat", "-j", threads, self.path("file.case"))
+                self.assertEqual(result.stdout, case_data)
         form = Form(self.read("file.case"))
         self.assertEqual(sum(record[2] for record in form.records), len(case_data))
         self.run_casefile("verify", self.path("file.case"))
@@ -128,6 +132,38 @@ class Cat(CasefileTest):
     def test_count_beyond_the_end_is_cut(self):
         result = self.run_casefile("cat", "--from", len(self.plain) - 4, "--bytes", 2**63 - 1, self.path("file.case"))
         self.assertEqual(result.stdout, self.plain[-4:])
+
+
+class DamagedBlock(CasefileTest):
+    """Of five blocks the fourth does not inflate, and nor does the last."""
+
+    def setUp(self):
+        super().setUp()
+        blocks = [positions(BLOCK, number * BLOCK) for number in range(5)]
+        data = bytearray(build(blocks))
+        form = Form(data)
+        for number in [3, 4]:
+            data[form.records[number][1] + 5000] ^= 0xff
+        self.write("file.case", data)
+        self.before = HEADER + b"".join(blocks[:3])
+        self.message = f"casefile: file.case: block 3 (logical bytes {P + 3 * BLOCK} to {P + 4 * BLOCK - 1}) is damaged"
+
+    def test_what_lies_before_it_is_written_in_order(self):
+        for threads in ["1", "2", "8"]:
+            for arguments in [("cat", "--dictionary"), ("unpack", "-o", "-")]:
+                result = self.run_casefile(*arguments, "-j", threads, "file.case", cwd=self.folder, expect=1)
+                self.assertEqual(result.stdout, self.before)
+                self.assert_says(result, self.message)
+
+    def test_no_file_is_left(self):
+        for threads in ["1", "2", "8"]:
+            result = self.run_casefile("unpack", "-j", threads, "file.case", "out", cwd=self.folder, expect=1)
+            self.assert_says(result, self.message)
+            self.assertEqual(self.names(), ["file.case"])
+
+    def test_a_range_that_leaves_it_out_is_read(self):
+        result = self.run_casefile("cat", "--from", P + 2 * BLOCK, "--bytes", BLOCK, self.path("file.case"))
+        self.assertEqual(result.stdout, self.before[-BLOCK:])
 
 
 class StandardStreams(CasefileTest):

@@ -59,6 +59,7 @@ class Habits(CasefileTest):
                 self.run_casefile("pack", "-f", name, count, self.data, self.path("out"))
                 self.assertEqual(self.read("out"), self.read("file.case"))
                 self.assertEqual(self.unpacked("out", name, count), self.read("in"))
+                self.run_casefile("cat", name, count, self.path("out"))
             self.run_casefile("verify", name, "2", self.path("out"))
 
     def test_quiet_says_only_what_is_wrong(self):

@@ -23,7 +23,7 @@ _casefile() {
     pack) options+=' --header-lines --dictionary -j --threads --jobs -f --force --no-sync -o --output' ;;
     append) ;;
     unpack) options+=' --swap -j --threads --jobs -f --force --no-sync -o --output' ;;
-    cat) options+=' --swap --from --bytes --dictionary' ;;
+    cat) options+=' --swap --from --bytes --dictionary -j --threads --jobs' ;;
     info) options+=' --swap --blocks --json' ;;
     verify) options+=' --swap -j --threads --jobs' ;;
     recover) options+=' -f --force --no-sync -o --output' ;;

@@ -13,6 +13,17 @@ int endRequested() noexcept;
 /// Makes the standard streams binary and lets the signals that ask the program to end be noticed by
 /// `endRequested` instead of ending it.
 void prepareProcess();
+/// As long as it lives, a signal that asks the program to end interrupts the calls of the thread that made it, too,
+/// although the system tells the main thread.
+///
+/// Threads: there is one at a time.
+class InterruptibleCalls {
+ public:
+  InterruptibleCalls() noexcept;
+  ~InterruptibleCalls();
+  InterruptibleCalls(const InterruptibleCalls&) = delete;
+  InterruptibleCalls& operator=(const InterruptibleCalls&) = delete;
+};
 /// Ends the process as that signal would have.
 [[noreturn]] void endBySignal(int signal);
 /// Returns: what a write to a pipe whose reader has gone asks the program to end with, or 0 when the

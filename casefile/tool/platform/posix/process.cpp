@@ -1,5 +1,7 @@
 #include "platform/process.h"
 
+#include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,31 +16,65 @@ namespace {
 std::atomic<int> endingSignal = 0;
 static_assert(std::atomic<int>::is_always_lock_free, "a handler must not wait for what it interrupted");
 
+// The thread whose calls are to end, while `someoneCalls`; a handler that reads it is counted, and so the thread
+// does not go away under it.
+pthread_t callingThread;
+std::atomic<bool> someoneCalls = false;
+std::atomic<int> handlersAtWork = 0;
+
+void interruptCalls() {
+  ++handlersAtWork;
+  if (someoneCalls && ::pthread_equal(callingThread, ::pthread_self()) == 0) {
+    ::pthread_kill(callingThread, SIGUSR1);
+  }
+  --handlersAtWork;
+}
+
 // Comes back every second, so that a call which began to wait just after the flag was looked at ends too.
 void noteSignal(int signal) {
   if (signal != SIGALRM) {
     endingSignal = signal;
   }
   ::alarm(1);
+  interruptCalls();
+}
+
+void onlyInterrupt(int /*signal*/) {}
+
+void handle(int signal, void (*handler)(int)) {
+  struct sigaction note {};
+  note.sa_handler = handler;  // without SA_RESTART: a waiting call ends
+  sigemptyset(&note.sa_mask);
+  ::sigaction(signal, &note, nullptr);
 }
 
 }  // namespace
 
 void prepareProcess() {
-  struct sigaction note {};
-  note.sa_handler = noteSignal;  // without SA_RESTART: a waiting read ends
-  sigemptyset(&note.sa_mask);
-  ::sigaction(SIGALRM, &note, nullptr);
+  handle(SIGALRM, noteSignal);
+  handle(SIGUSR1, onlyInterrupt);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before {};
     ::sigaction(signal, nullptr, &before);
     if (before.sa_handler != SIG_IGN) {  // stays ignored, as nohup wants it
-      ::sigaction(signal, &note, nullptr);
+      handle(signal, noteSignal);
     }
   }
   // Writes then fail with EPIPE and EFBIG, and what was begun is cleaned up.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+}
+
+InterruptibleCalls::InterruptibleCalls() noexcept {
+  callingThread = ::pthread_self();
+  someoneCalls = true;
+}
+
+InterruptibleCalls::~InterruptibleCalls() {
+  someoneCalls = false;
+  while (handlersAtWork != 0) {
+    ::sched_yield();
+  }
 }
 
 int endRequested() noexcept { return endingSignal; }

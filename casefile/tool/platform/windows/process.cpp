@@ -42,6 +42,10 @@ void prepareProcess() {
   SetConsoleCtrlHandler(noteConsoleEvent, TRUE);
 }
 
+// No call of this system is interrupted by a console's event.
+InterruptibleCalls::InterruptibleCalls() noexcept = default;
+InterruptibleCalls::~InterruptibleCalls() = default;
+
 int endRequested() noexcept { return endingSignal; }
 
 void endBySignal(int signal) { std::exit(128 + signal); }
