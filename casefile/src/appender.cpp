@@ -79,8 +79,14 @@ class Appender::Impl {
 
   bool tookBack() const noexcept { return tookBack_; }
   int64 row0() const noexcept { return table_.row0(); }
-  int64 position() const noexcept { return table_.logicalEnd() + appended_; }
-  const std::optional<Error>& leftBehind() const noexcept { return leftBehind_; }
+  int64 position() const {
+    requireOutside();
+    return table_.logicalEnd() + appended_;
+  }
+  const std::optional<Error>& leftBehind() const {
+    requireOutside();
+    return leftBehind_;
+  }
 
   void write(std::span<const std::byte> bytes) {
     requireUsable(bytes);
@@ -106,7 +112,7 @@ class Appender::Impl {
   }
 
   void cancel() noexcept {
-    if (state_ != State::finished) {
+    if (!report_.isTelling() && state_ != State::finished) {
       takeBack();
       state_ = State::cancelled;
     }
@@ -115,7 +121,15 @@ class Appender::Impl {
  private:
   enum class State { open, finished, failed, cancelled };
 
+  // A callback's call would wait for the call that waits for the callback.
+  void requireOutside() const {
+    if (report_.isTelling()) {
+      refuseUse(name_, "its own progress callback may not call it");
+    }
+  }
+
   void requireUsable(std::span<const std::byte> bytes) const {
+    requireOutside();
     if (state_ == State::failed) {
       std::rethrow_exception(error_);
     }

@@ -11,9 +11,22 @@ ProgressReport::ProgressReport(ProgressCallback callback, std::string file, std:
 
 void ProgressReport::begin(Phase phase, std::int64_t bytesInAll) { progress_ = {0, bytesInAll, phase}; }
 
+Next ProgressReport::tell() {
+  // Also when the callback throws.
+  struct Telling {
+    explicit Telling(std::atomic<pipeline::ThreadId>& thread) : told(thread) { told = pipeline::thisThread(); }
+    ~Telling() { told = pipeline::ThreadId(); }
+    Telling(const Telling&) = delete;
+    Telling& operator=(const Telling&) = delete;
+    std::atomic<pipeline::ThreadId>& told;
+  };
+  const Telling telling(telling_);
+  return callback_(progress_);
+}
+
 void ProgressReport::advance(std::int64_t bytes) {
   progress_.bytesDone += bytes;
-  if (callback_ && callback_(progress_) == Next::stop) {
+  if (callback_ && tell() == Next::stop) {
     throw Error(ErrorKind::cancelled, "the program stopped it", {file_, operation_, {}, {}, {}});
   }
 }

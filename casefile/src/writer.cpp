@@ -74,14 +74,20 @@ class Writer::Impl {
   }
 
   void cancel() noexcept {
-    if (state_ != State::finished) {
+    if (!report_.isTelling() && state_ != State::finished) {
       discard();
       state_ = State::cancelled;
     }
   }
 
-  const std::optional<Error>& leftBehind() const noexcept { return file_.leftBehind(); }
-  int64 position() const noexcept { return row0() + caseBytes_; }
+  const std::optional<Error>& leftBehind() const {
+    requireOutside();
+    return file_.leftBehind();
+  }
+  int64 position() const {
+    requireOutside();
+    return row0() + caseBytes_;
+  }
 
  private:
   enum class State { dictionary, caseData, finished, failed, cancelled };
@@ -103,7 +109,15 @@ class Writer::Impl {
 
   int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
 
+  // A callback's call would wait for the call that waits for the callback.
+  void requireOutside() const {
+    if (report_.isTelling()) {
+      refuseUse(name_, "its own progress callback may not call it");
+    }
+  }
+
   void requireUsable(std::span<const std::byte> bytes) const {
+    requireOutside();
     if (state_ == State::failed) {
       std::rethrow_exception(error_);
     }

@@ -29,7 +29,8 @@ enum class Next {
 
 /// Is told how far a call has come, at least once a block. What it throws ends the call and passes through.
 ///
-/// Requires: it calls nothing of the Writer that calls it, whose own call has not returned; a Reader may be called.
+/// Requires: it does not destroy the object that calls it. What it asks of the Writer or Appender that calls it, whose
+///   own call has not returned, is an Error (`usage`); their cancel() does nothing then. A Reader may be called.
 /// Threads: one at a time, not always the same one.
 using ProgressCallback = std::function<Next(const Progress&)>;
 

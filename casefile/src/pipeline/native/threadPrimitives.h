@@ -14,6 +14,9 @@ using Mutex = std::mutex;
 using Lock = std::unique_lock<std::mutex>;
 using Condition = std::condition_variable;
 using Thread = std::thread;
+using ThreadId = std::thread::id;
+
+inline ThreadId thisThread() noexcept { return std::this_thread::get_id(); }
 
 }  // namespace casefile::pipeline
 
