@@ -72,9 +72,12 @@ void AtomicFile::makeWorkingFile() {
   }
   try {
     identity_ = file_->identity();
-  } catch (...) {
+  } catch (const std::system_error& error) {
     file_.reset();  // a system may keep the name of an open file
-    files::systemCalls().unlink(working_.c_str());
+    if (files::systemCalls().unlink(working_.c_str()) != 0) {
+      fail(name_, "create", "cannot be made, and its working file " + working_ + " cannot be removed and must be",
+           error.code());
+    }
     throw;
   }
 }

@@ -25,16 +25,35 @@ constexpr std::size_t kPiece = std::size_t{64} << 10;
   throw Error(ErrorKind::usage, what, {file, "write", {}, {}, {}});
 }
 
+std::vector<files::FileStatus> statusesOf(const std::vector<int>& sources, const std::string& file) {
+  std::vector<files::FileStatus> found;
+  for (const int source : sources) {
+    try {
+      found.push_back(files::SystemFile::borrowed(source).status());
+    } catch (const std::system_error& error) {
+      throw Error(ErrorKind::system, "is not made: one of its sources tells nothing of itself",
+                  {file, "create", error.code(), {}, {}});
+    }
+  }
+  return found;
+}
+
 }  // namespace
 
 class Writer::Impl {
  public:
   Impl(const std::string& name, const WriterOptions& options)
       : compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
+        sources_(statusesOf(options.sources, name)),
         file_(name, AtomicFile::Rules{options.replace, options.sync}),
         name_(name),
         report_(options.progress, name, "write") {
-    appearAs(options.sources);
+    for (const auto& source : sources_) {
+      file_.limitRightsTo(source);
+    }
+    if (!sources_.empty()) {
+      file_.takeTimesOf(sources_.front());
+    }
   }
 
   void writeDictionary(std::span<const std::byte> bytes) {
@@ -91,21 +110,6 @@ class Writer::Impl {
 
  private:
   enum class State { dictionary, caseData, finished, failed, cancelled };
-
-  void appearAs(const std::vector<int>& sources) {
-    try {
-      for (std::size_t i = 0; i < sources.size(); ++i) {
-        const auto status = files::SystemFile::borrowed(sources[i]).status();
-        file_.limitRightsTo(status);
-        if (i == 0) {
-          file_.takeTimesOf(status);
-        }
-      }
-    } catch (const std::system_error& error) {
-      throw Error(ErrorKind::system, "cannot be made after a source that tells nothing of itself",
-                  {name_, "create", error.code(), {}, {}});
-    }
-  }
 
   int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
 
@@ -174,6 +178,7 @@ class Writer::Impl {
   }
 
   Compressing compressing_;
+  std::vector<files::FileStatus> sources_;
   AtomicFile file_;
   std::string name_;
   ProgressReport report_;

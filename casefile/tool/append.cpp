@@ -1,6 +1,5 @@
 #include <cstddef>
 #include <optional>
-#include <span>
 #include <string>
 
 #include "casefile/appender.h"
@@ -10,6 +9,7 @@
 #include "options.h"
 #include "plainInput.h"
 #include "progress.h"
+#include "writtenBytes.h"
 
 namespace casefile::program {
 namespace {
@@ -18,15 +18,13 @@ AppenderOptions optionsFor(const AppendOptions& options, std::optional<Progress>
   AppenderOptions result;
   result.row0 = options.hint.row0;
   result.byteOrder = options.hint.swap ? ByteOrder::other : ByteOrder::find;
-  result.encoder = Encoder::zlib;
-  result.progress = [&progress, done = int64{0}](const casefile::Progress& now) mutable {
-    throwIfInterrupted();
-    if (progress && now.phase == Phase::writing) {
-      progress->advance(now.bytesDone - done);
-      done = now.bytesDone;
+  result.threads = options.threads;
+  result.encoder = options.encoder;
+  result.progress = WrittenBytes([&progress](int64 bytes) {
+    if (progress) {
+      progress->advance(bytes);
     }
-    return Next::proceed;
-  };
+  });
   return result;
 }
 
@@ -51,7 +49,7 @@ void requireOther(const PlainInput& input, const std::string& file) {
 
 void writeAll(Appender& appender, PlainInput& input) {
   while (input.fill()) {
-    appender.write(std::as_bytes(std::span(input.data(), input.available())));
+    appender.write(input.bytes());
     input.take(input.available());
   }
   appender.finish();

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -41,6 +42,12 @@ CLI::Validator within(int64 least, int64 most) {
 CLI::Validator notEmpty() {
   return CLI::Validator([](const std::string& text) { return std::string(text.empty() ? "names no file" : ""); }, "");
 }
+
+// The names of the encoders.
+const std::map<std::string, Encoder> kEncoders = {{"auto", Encoder::automatic},
+                                                  {"zlib", Encoder::zlib},
+                                                  {"libdeflate", Encoder::libdeflate},
+                                                  {"isal", Encoder::isal}};
 
 CLI::Validator notNegative() { return within(0, INT64_MAX); }
 
@@ -206,6 +213,28 @@ class CommandLine {
         ->transform(within(0, kMostThreads));
   }
 
+  static void addWriting(CLI::App* command, std::size_t& threads, Encoder& encoder) {
+    addThreads(command, threads);
+    command
+        ->add_option_function<std::string>(
+            "--encoder", [&encoder](const std::string& name) { encoder = kEncoders.at(name); },
+            "What compresses: zlib, libdeflate, isal, or auto for the fastest that is built in (auto)")
+        ->type_name("NAME")
+        ->check(CLI::Validator(
+            [](const std::string& name) {
+              return kEncoders.count(name) == 0 ? name + " is no encoder: auto, zlib, libdeflate or isal"
+                                                : std::string();
+            },
+            ""));
+  }
+
+  template <typename Options>
+  static void addPreserve(CLI::App* command, Options& options) {
+    command->add_flag_callback(
+        "--no-preserve", [&options] { options.preserve = false; },
+        "Do not give OUTPUT the access rights and times of INPUT");
+  }
+
   template <typename Options>
   static void addOutputRules(CLI::App* command, Options& options) {
     command->add_flag("-f,--force", options.force, "Replace OUTPUT if it is there");
@@ -238,9 +267,9 @@ class CommandLine {
         ->check(notEmpty())
         ->excludes(row0)
         ->excludes(lines);
-    addThreads(command, pack_.threads, 0, "0: compress on the thread that reads; else on one of its own")
-        ->capture_default_str();
+    addWriting(command, pack_.threads, pack_.encoder);
     addOutputRules(command, pack_);
+    addPreserve(command, pack_);
     addName(command, "INPUT", pack_.input, "Uncompressed file, - for standard input");
     addOutput(command, pack_.output, "Compressed file to make");
     outputs_.push_back(&pack_.output);
@@ -251,6 +280,7 @@ class CommandLine {
     CLI::App* const command =
         addCommand("append", "Put more case data behind what is there", "casefile append rows.case more.bin");
     addPlace(command, append_.hint, false);
+    addWriting(command, append_.threads, append_.encoder);
     addName(command, "FILE", append_.file, "Compressed file to extend");
     command->add_option("INPUT", append_.input, "Case data; without it, or with -, standard input")->type_name("");
     onParsed(command, append, append_, append_.file);
@@ -262,6 +292,7 @@ class CommandLine {
     addPlace(command, unpack_.hint, true);
     addThreads(command, unpack_.threads);
     addOutputRules(command, unpack_);
+    addPreserve(command, unpack_);
     addName(command, "INPUT", unpack_.input, "Compressed file");
     addOutput(command, unpack_.output, "Uncompressed file to make, - for standard output");
     onParsed(command, unpack, unpack_, unpack_.input);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Datasource/platform/types.h"
+#include "casefile/encoder.h"
 #include "locate.h"
 
 namespace casefile::program {
@@ -14,15 +15,19 @@ struct PackOptions {
   std::optional<int64> row0;
   std::optional<int64> headerLines;
   std::string dictionary;
-  int threads = 1;
+  std::size_t threads = 0;  ///< 0: as many as the process may keep busy
+  Encoder encoder = Encoder::automatic;
   bool force = false;
   bool sync = true;
+  bool preserve = true;
   std::string input;
   std::string output;
 };
 
 struct AppendOptions {
   PlaceHint hint;
+  std::size_t threads = 0;  ///< 0: as many as the process may keep busy
+  Encoder encoder = Encoder::automatic;
   std::string file;
   std::string input = "-";
 };
@@ -32,6 +37,7 @@ struct UnpackOptions {
   std::size_t threads = 0;  ///< 0: as many as the process may keep busy
   bool force = false;
   bool sync = true;
+  bool preserve = true;
   std::string input;
   std::string output;
 };

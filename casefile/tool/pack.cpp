@@ -1,29 +1,49 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <optional>
+#include <span>
 #include <string>
 
-#include "atomicOutput.h"
-#include "caseData.h"
+#include "casefile/error.h"
+#include "casefile/writer.h"
 #include "failure.h"
 #include "notes.h"
 #include "options.h"
+#include "outputRules.h"
 #include "plainInput.h"
 #include "progress.h"
+#include "writtenBytes.h"
 
 namespace casefile::program {
 namespace {
 
-// Writes the dictionary part from the input and counts what it wrote.
+// What a file is made of.
+struct Inputs {
+  explicit Inputs(const PackOptions& options) : plain(options.input) {
+    if (!options.dictionary.empty()) {
+      dictionary.emplace(options.dictionary);
+    }
+  }
+
+  int64 size() const {
+    const int64 before = dictionary ? dictionary->size() : 0;
+    return plain.size() < 0 || before < 0 ? -1 : before + plain.size();
+  }
+
+  PlainInput plain;
+  std::optional<PlainInput> dictionary;  // in front of the other one
+};
+
+// Writes the dictionary part from an input.
 class DictionaryWriter {
  public:
-  DictionaryWriter(VORN_FileStream& out, Progress& progress) : out_(out), progress_(progress) {}
-  int64 written() const noexcept { return written_; }
+  DictionaryWriter(Writer& out, Progress& progress) : out_(out), progress_(progress) {}
 
   void put(PlainInput& input, std::size_t count) {
-    out_.Write(input.data(), count);
+    out_.writeDictionary(input.bytes().first(count));
     input.take(count);
-    written_ += static_cast<int64>(count);
     progress_.advance(static_cast<int64>(count));
   }
 
@@ -35,10 +55,11 @@ class DictionaryWriter {
 
   // Returns: false when the input ends before.
   bool putBytes(PlainInput& input, int64 count) {
-    while (written_ < count && input.fill()) {
-      put(input, static_cast<std::size_t>(std::min<int64>(count - written_, static_cast<int64>(input.available()))));
+    while (out_.position() < count && input.fill()) {
+      put(input,
+          static_cast<std::size_t>(std::min<int64>(count - out_.position(), static_cast<int64>(input.available()))));
     }
-    return written_ == count;
+    return out_.position() == count;
   }
 
   void putLines(PlainInput& input, int64 count) {
@@ -54,72 +75,73 @@ class DictionaryWriter {
   }
 
  private:
-  VORN_FileStream& out_;
+  Writer& out_;
   Progress& progress_;
-  int64 written_ = 0;
 };
 
-int64 writeDictionary(const PackOptions& options, PlainInput& input, VORN_FileStream& out, Progress& progress,
-                      AtomicOutput& output) {
+void writeDictionary(const PackOptions& options, Inputs& inputs, Writer& out, Progress& progress) {
   DictionaryWriter writer(out, progress);
-  if (!options.dictionary.empty()) {
-    PlainInput dictionary(options.dictionary);
-    output.limitRightsTo(dictionary.status());
-    writer.putAll(dictionary);
+  if (inputs.dictionary) {
+    writer.putAll(*inputs.dictionary);
   } else if (options.row0) {
-    if (!writer.putBytes(input, *options.row0)) {
-      throw Failure(options.input, "ends after " + std::to_string(writer.written()) +
+    if (!writer.putBytes(inputs.plain, *options.row0)) {
+      throw Failure(options.input, "ends after " + std::to_string(out.position()) +
                                        " bytes, before the row-0 position " + std::to_string(*options.row0));
     }
   } else {
-    writer.putLines(input, options.headerLines.value_or(1));
+    writer.putLines(inputs.plain, options.headerLines.value_or(1));
   }
-  return writer.written();
-}
-
-// Returns: how many bytes they were.
-int64 writeCaseData(zcmpsFilestr& stream, PlainInput& input, Progress& progress) {
-  int64 written = 0;
-  while (input.fill()) {
-    const std::size_t count = input.available();
-    stream.Write(input.data(), count);
-    input.take(count);
-    progress.advance(static_cast<int64>(count));
-    written += static_cast<int64>(count);
-  }
-  return written;
-}
-
-void writeFile(const PackOptions& options, AtomicOutput& output) {
-  const std::string& file = output.nameToOpen();
-  PlainInput input(options.input);
-  output.limitRightsTo(input.status());
-  Progress progress(input.size());
-  OpenStream plain(file, "wb");
-  const int64 row0 = writeDictionary(options, input, plain.get(), progress, output);
-  if (row0 == 0 && input.fill()) {
+  if (out.position() == 0 && inputs.plain.fill()) {
     throw Failure(options.input, "the dictionary part must hold at least one byte", kRefused);
   }
-  zcmpsFilestr stream(plain.get());
-  stream.setMultiThread(options.threads);
-  stream.setRow0Pos(row0);
-  stream.Seek(row0, VORN_StrBaseIO::SeekFromStart);
-  const int64 taken = writeCaseData(stream, input, progress);
-  if (stream.Close() == 0) {
-    throw Failure(file, "could not be finished");
+}
+
+void writeFile(const PackOptions& options, Inputs& inputs, Writer& out, Progress& progress) {
+  writeDictionary(options, inputs, out, progress);
+  const int64 row0 = out.position();
+  while (inputs.plain.fill()) {
+    out.write(inputs.plain.bytes());
+    inputs.plain.take(inputs.plain.available());
   }
-  requireAllFitted(stream, file, row0);
-  sayDetail(options.output,
-            "row-0 position " + std::to_string(row0) + ", from " + std::to_string(taken) + " bytes of case data");
+  out.finish();
+  sayDetail(options.output, "row-0 position " + std::to_string(row0) + ", from " +
+                                std::to_string(out.position() - row0) + " bytes of case data");
+}
+
+WriterOptions optionsFor(const PackOptions& options, const Inputs& inputs, Progress& progress) {
+  WriterOptions result;
+  result.threads = options.threads;
+  result.encoder = options.encoder;
+  result.replace = options.force;
+  result.sync = options.sync;
+  if (options.preserve) {
+    result.sources.push_back(inputs.plain.descriptor());
+    if (inputs.dictionary) {
+      result.sources.push_back(inputs.dictionary->descriptor());
+    }
+  }
+  result.progress = WrittenBytes([&progress](int64 bytes) { progress.advance(bytes); });
+  return result;
 }
 
 }  // namespace
 
 int pack(const PackOptions& options) {
-  AtomicOutput output(options.output, {options.force, options.sync});
-  writeFile(options, output);
-  raiseLostError(output.nameToOpen());
-  output.commit();
+  const OutputRules rules{options.force, options.sync, options.preserve};
+  requireFree(options.output, rules);
+  Inputs inputs(options);
+  Progress progress(inputs.size());
+  Writer out = Writer::create(options.output, optionsFor(options, inputs, progress));
+  try {
+    writeFile(options, inputs, out, progress);
+  } catch (...) {
+    out.cancel();
+    if (const auto left = out.leftBehind()) {
+      say(options.output, textOf(*left));
+    }
+    throw;
+  }
+  dropJournalOfReplaced(options.output, rules);
   return kDone;
 }
 

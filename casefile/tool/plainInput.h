@@ -2,6 +2,7 @@
 #define CASEFILE_PLAININPUT_H
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -21,12 +22,14 @@ class PlainInput {
   /// Returns: how many bytes there are in all, or -1 when that is not known.
   int64 size() const { return file_.size(); }
   files::FileStatus status() const { return file_.status(); }
+  int descriptor() const noexcept { return file_.descriptor(); }
 
   /// Makes sure that there is a present piece. Returns: false at the end of the data.
   /// Raises: Failure (kRefused) when reading fails; Interrupted.
   bool fill();
   const unsigned char* data() const noexcept { return buffer_.data() + next_; }
   std::size_t available() const noexcept { return end_ - next_; }
+  std::span<const std::byte> bytes() const noexcept { return std::as_bytes(std::span(data(), available())); }
   /// Leaves `count` bytes of the present piece behind.
   void take(std::size_t count) noexcept { next_ += count; }
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "casefile/error.h"
 #include "failure.h"
 #include "platform/process.h"
 
@@ -29,25 +30,42 @@ files::SystemFile openDevice(const std::string& name) {
 }  // namespace
 
 PlainOutput::PlainOutput(const std::string& name, OutputRules rules)
-    : name_(name == kStandardStream ? "standard output" : name) {
+    : name_(name == kStandardStream ? "standard output" : name), rules_(rules) {
   try {
     if (name == kStandardStream) {
-      file_.emplace(files::SystemFile::standardOutput());
+      stream_.emplace(files::SystemFile::standardOutput());
     } else if (isDevice(name)) {
-      file_.emplace(openDevice(name));
+      stream_.emplace(openDevice(name));
     } else {
-      made_.emplace(name, rules);
-      file_.emplace(made_->openForWriting());
+      requireFree(name, rules);
+      made_.emplace(name, AtomicFile::Rules{rules.replace, rules.sync});
+      return;
     }
-    file_->giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
+    stream_->giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
   } catch (const std::system_error& error) {
     fail(error.code().value());
+  }
+}
+
+PlainOutput::~PlainOutput() {
+  if (made_) {
+    made_->discard();
+    if (const auto& left = made_->leftBehind()) {
+      say(name_, textOf(*left));
+    }
   }
 }
 
 void PlainOutput::limitRightsTo(const files::FileStatus& input) {
   if (made_) {
     made_->limitRightsTo(input);
+  }
+}
+
+void PlainOutput::appearAs(const files::FileStatus& input) {
+  if (made_ && rules_.preserve) {
+    made_->limitRightsTo(input);
+    made_->takeTimesOf(input);
   }
 }
 
@@ -60,30 +78,30 @@ void PlainOutput::fail(int error) const {
 }
 
 void PlainOutput::write(const void* bytes, std::size_t count) {
+  if (made_) {
+    made_->writeAt(bytes, count, written_);
+    written_ += static_cast<int64>(count);
+    return;
+  }
   const platform::InterruptibleCalls toWaitIn;
   try {
-    file_->write(bytes, count);
-  } catch (const std::system_error& error) {
-    fail(error.code().value());
-  }
-}
-
-void PlainOutput::writeAt(const void* bytes, std::size_t count, int64 position) {
-  try {
-    file_->writeAt(bytes, count, position);
+    stream_->write(bytes, count);
   } catch (const std::system_error& error) {
     fail(error.code().value());
   }
 }
 
 void PlainOutput::commit() {
+  if (made_) {
+    throwIfInterrupted();
+    made_->commit();
+    dropJournalOfReplaced(name_, rules_);
+    return;
+  }
   try {
-    file_->close();
+    stream_->close();
   } catch (const std::system_error& error) {
     fail(error.code().value());
-  }
-  if (made_) {
-    made_->commit();
   }
 }
 

@@ -11,8 +11,8 @@ int unpack(const UnpackOptions& options) {
   refuseOpenJournal(options.input);
   FileReader source(options.input);
   const Reader reader = openReader(source, options.hint, options.threads);
-  PlainOutput output(options.output, {options.force, options.sync});
-  output.limitRightsTo(source.status());
+  PlainOutput output(options.output, {options.force, options.sync, options.preserve});
+  output.appearAs(source.status());
   copyPlain(reader, {0, reader.size()}, output);
   output.commit();
   return kDone;

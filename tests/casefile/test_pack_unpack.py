@@ -40,9 +40,38 @@ class RoundTrip(CasefileTest):
     def test_three_blocks_and_a_rest(self):
         self.check(positions(3 * BLOCK + 12345))
 
-    def test_both_ways_of_compressing_give_the_same_file(self):
-        data = positions(2 * BLOCK + 5)
-        self.assertEqual(self.pack(data, "a", HEADER, "--threads", "0"), self.pack(data, "b", HEADER, "--threads", "1"))
+    def test_any_number_of_threads_gives_the_same_file(self):
+        data = positions(5 * BLOCK + 5)
+        for encoder in ["zlib", "libdeflate", "auto"]:
+            alone = self.pack(data, "a", HEADER, "--threads", "0", "--encoder", encoder)
+            for threads in [("-j", "1"), ("-j", "2"), ("-j", "8"), ()]:
+                self.assertEqual(self.pack(data, "b", HEADER, *threads, "--encoder", encoder), alone)
+
+
+class Encoders(CasefileTest):
+    def test_each_is_read_back_and_appended_to_by_any_other(self):
+        data = positions(BLOCK + 1000)
+        for first in ["zlib", "libdeflate", "auto"]:
+            for second in ["zlib", "libdeflate", "auto"]:
+                self.pack(data, "file.case", HEADER, "--encoder", first)
+                self.run_casefile("append", "--encoder", second, "-j", "2", self.path("file.case"), input=data)
+                self.run_casefile("verify", self.path("file.case"))
+                self.assertEqual(self.unpacked(), HEADER + data + data)
+
+    def test_append_by_zlib_gives_the_file_that_packing_all_gives(self):
+        data = positions(3 * BLOCK + 1000)
+        whole = self.pack(data, "whole", HEADER, "--encoder", "zlib")
+        for threads in "128":
+            self.pack(data[:1000], "file.case", HEADER, "--encoder", "zlib")
+            self.run_casefile("append", "--encoder", "zlib", "-j", threads, self.path("file.case"), input=data[1000:])
+            self.assertEqual(self.read("file.case"), whole)
+
+    def test_a_name_that_is_none_is_refused(self):
+        self.write("in", HEADER)
+        for arguments in [("pack", "in", "out"), ("append", "in")]:
+            result = self.run_casefile(*arguments, "--encoder", "lzma", cwd=self.folder, expect=2)
+            self.assert_says(result, "lzma is no encoder")
+        self.assertEqual(self.names(), ["in"])
 
 
 class DictionaryPart(CasefileTest):

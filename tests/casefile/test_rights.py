@@ -107,6 +107,49 @@ class RightsOfOutputs(CasefileTest):
             os.unlink(self.path("out"))
 
 
+class Times(CasefileTest):
+    """A new file is as old as the one that it was made of."""
+
+    LONG_AGO = 1234567890 * 10**9
+
+    def setUp(self):
+        super().setUp()
+        self.pack(positions(1000))
+        self.write("in", HEADER + positions(1000))
+        self.write("dictionary", HEADER)
+        for name in ["in", "file.case"]:
+            os.utime(self.path(name), ns=(self.LONG_AGO, self.LONG_AGO))
+
+    def time(self, name):
+        return os.stat(self.path(name)).st_mtime_ns
+
+    def test_are_those_of_the_input(self):
+        for command in [("pack", "in", "out"), ("unpack", "file.case", "out"),
+                        ("pack", "--dictionary", "dictionary", "in", "out")]:
+            for force in [(), ("--force",)]:
+                self.run_casefile(*command, *force, cwd=self.folder)
+                self.assertEqual(self.time("out"), self.LONG_AGO)
+            os.unlink(self.path("out"))
+
+    def test_are_new_where_the_input_is_a_pipe(self):
+        self.run_casefile("pack", "-", self.path("out"), input=HEADER)
+        self.assertGreater(self.time("out"), self.LONG_AGO)
+
+    def test_are_new_when_nothing_is_to_be_preserved(self):
+        for command in [("pack", "in", "out"), ("unpack", "file.case", "out")]:
+            self.run_casefile(*command, "--no-preserve", cwd=self.folder)
+            self.assertGreater(self.time("out"), self.LONG_AGO)
+            os.unlink(self.path("out"))
+
+    @posix_only
+    def test_rights_follow_the_mask_when_nothing_is_to_be_preserved(self):
+        for command in [("pack", "in", "out"), ("unpack", "file.case", "out")]:
+            os.chmod(self.path(command[1]), 0o600)
+            self.run_casefile(*command, "--no-preserve", cwd=self.folder, umask=0o027)
+            self.assertEqual(stat.S_IMODE(os.stat(self.path("out")).st_mode), 0o640)
+            os.unlink(self.path("out"))
+
+
 class NoSync(CasefileTest):
     def test_gives_the_same_files(self):
         self.write("in", HEADER + positions(1000))

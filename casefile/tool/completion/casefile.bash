@@ -9,6 +9,10 @@ _casefile() {
   case $previous in
     --row0 | --header-lines | --from | --bytes | -j | --threads | --jobs) return ;;
   esac
+  if [ "$previous" = --encoder ]; then
+    mapfile -t COMPREPLY < <(compgen -W 'auto zlib libdeflate isal' -- "$word")
+    return
+  fi
   if [ "$command" = help ]; then
     mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help' -- "$word")
     return
@@ -20,9 +24,9 @@ _casefile() {
   fi
   local options='--help -q --quiet -v --verbose --progress --no-progress --row0'
   case $command in
-    pack) options+=' --header-lines --dictionary -j --threads --jobs -f --force --no-sync -o --output' ;;
-    append) ;;
-    unpack) options+=' --swap -j --threads --jobs -f --force --no-sync -o --output' ;;
+    pack) options+=' --header-lines --dictionary --encoder -j --threads --jobs -f --force --no-sync --no-preserve -o --output' ;;
+    append) options+=' --encoder -j --threads --jobs' ;;
+    unpack) options+=' --swap -j --threads --jobs -f --force --no-sync --no-preserve -o --output' ;;
     cat) options+=' --swap --from --bytes --dictionary -j --threads --jobs' ;;
     info) options+=' --swap --blocks --json' ;;
     verify) options+=' --swap -j --threads --jobs' ;;

@@ -6,13 +6,13 @@
 
 namespace {
 
-using AtomicOutputName = casefiletest::ProgramTest;
+using OutputName = casefiletest::ProgramTest;
 
-TEST_F(AtomicOutputName, GivenToAnotherFileMeanwhileMakesNoOutput) {
+TEST_F(OutputName, GivenToAnotherFileMeanwhileMakesNoOutput) {
   folder.writePlain("in", "head\nrow\n");
   support::SystemProbe probe;
   folder.writePlain("precious", "precious");
-  probe.before("_sopen",
+  probe.before("writeAt",
                [&] { std::filesystem::rename(folder.folder() / "precious", folder.folder() / workingName()); });
   EXPECT_EQ(pack("in", "out"), casefile::program::kFailed);
   EXPECT_FALSE(folder.exists("out"));

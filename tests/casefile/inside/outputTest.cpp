@@ -1,7 +1,6 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "atomicOutput.h"
 #include "inside/programTest.h"
 
 // What becomes of an output when a call fails, or when somebody else acts between two calls.
@@ -12,13 +11,13 @@ using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class AtomicOutputTest : public casefiletest::ProgramTest {
+class OutputTest : public casefiletest::ProgramTest {
  protected:
-  AtomicOutputTest() { folder.writePlain("in", "head\nrow\n"); }
+  OutputTest() { folder.writePlain("in", "head\nrow\n"); }
   support::SystemProbe probe;
 };
 
-TEST_F(AtomicOutputTest, IsOnTheDiskBeforeItHasItsNameAndTheNameBehindIt) {
+TEST_F(OutputTest, IsOnTheDiskBeforeItHasItsNameAndTheNameBehindIt) {
   for (const bool force : {false, true}) {
     probe.clear();
     ASSERT_EQ(pack("in", "out", force), casefile::program::kDone) << said;
@@ -31,14 +30,14 @@ TEST_F(AtomicOutputTest, IsOnTheDiskBeforeItHasItsNameAndTheNameBehindIt) {
   }
 }
 
-TEST_F(AtomicOutputTest, ThatCannotBeSyncedIsNotMade) {
+TEST_F(OutputTest, ThatCannotBeSyncedIsNotMade) {
   probe.failEvery("sync", EIO);
   EXPECT_EQ(pack("in", "out"), casefile::program::kFailed);
   EXPECT_THAT(said, AllOf(HasSubstr("out: cannot be given its name"), HasSubstr("Input/output error")));
   EXPECT_THAT(names(), ElementsAre("in"));
 }
 
-TEST_F(AtomicOutputTest, WhoseWorkingNameStaysIsAnError) {
+TEST_F(OutputTest, WhoseWorkingNameStaysIsAnError) {
   probe.failEvery("renameToFree", ENOTSUP);
   probe.before("link", [&] { probe.failEvery("unlink", EPERM); });
   EXPECT_EQ(pack("in", "out"), casefile::program::kFailed);
@@ -47,7 +46,7 @@ TEST_F(AtomicOutputTest, WhoseWorkingNameStaysIsAnError) {
 }
 
 // Once each call fails, once it and all later ones: the old file or the new one, and nothing besides.
-TEST_F(AtomicOutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
+TEST_F(OutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
   ASSERT_EQ(pack("in", "new"), casefile::program::kDone);
   const std::string whole = folder.readWhole("new");
   std::filesystem::remove(folder.folder() / "new");
