@@ -1,6 +1,5 @@
 #include "blockProbe.h"
 
-#include <array>
 #include <cstdint>
 
 #include "blockCodec.h"
@@ -24,7 +23,7 @@ int64 allowanceFor(int64 fileSize) {
 BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report)
     : source_(source), report_(report), allowance_(allowanceFor(source.size())) {}
 
-int64 BlockProbe::plainSizeAt(int64 position) {
+int64 BlockProbe::inflateAt(int64 position) {
   std::array<unsigned char, 2> bytes{};
   if (source_.read(bytes.data(), bytes.size(), position) != bytes.size() ||
       !datasource::form::beginsZlibStream(bytes.data())) {
@@ -40,5 +39,15 @@ int64 BlockProbe::plainSizeAt(int64 position) {
   allowance_ -= facts.plainSize;
   return facts.sound() ? facts.plainSize : 0;
 }
+
+int64 BlockProbe::plainSizeAt(int64 position) {
+  Answer& answer = answers_[static_cast<std::size_t>(position) % kAnswers];
+  if (answer.position != position) {
+    answer = {position, inflateAt(position)};
+  }
+  return answer.plainSize;
+}
+
+bool BlockProbe::hasBlockBehind(int64 row0) { return plainSizeAt(row0 + static_cast<int64>(kHeadingSize)) > 0; }
 
 }  // namespace casefile

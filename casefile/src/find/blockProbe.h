@@ -1,6 +1,9 @@
 #ifndef CASEFILE_FIND_BLOCKPROBE_H
 #define CASEFILE_FIND_BLOCKPROBE_H
 
+#include <array>
+#include <cstddef>
+
 #include "progressReport.h"
 #include "sourceReader.h"
 #include "streamInspector.h"
@@ -9,8 +12,8 @@ namespace casefile {
 
 /// Tells whether there are sound blocks at positions that something in a file hints at.
 ///
-/// Threads: one at a time. Cost: bytes that cannot begin a block are not inflated. A file that makes it inflate
-/// many times its own size is given up.
+/// Threads: one at a time. Cost: bytes that cannot begin a block are not inflated, and a position that was
+/// asked for lately is not inflated again. A file that makes it inflate many times its own size is given up.
 class BlockProbe {
  public:
   /// Requires: source and report outlive the object.
@@ -20,12 +23,22 @@ class BlockProbe {
   /// Raises: Error: `notADataFile` when the file holds too much that looks like blocks; `cancelled`; what the
   ///   source raises.
   int64 plainSizeAt(int64 position);
+  /// Returns: whether a sound block lies behind a heading at `row0`. Raises: as plainSizeAt.
+  bool hasBlockBehind(int64 row0);
 
  private:
+  struct Answer {
+    int64 position = -1;
+    int64 plainSize = 0;
+  };
+  int64 inflateAt(int64 position);
+
+  static constexpr std::size_t kAnswers = 4096;
   SourceReader& source_;
   ProgressReport& report_;
   datasource::form::StreamInspector inspector_;
-  int64 allowance_;  // uncompressed bytes that all probes of the file may still make
+  std::array<Answer, kAnswers> answers_{};  // of a position: at its remainder
+  int64 allowance_;                         // uncompressed bytes that all probes of the file may still make
 };
 
 }  // namespace casefile

@@ -1,11 +1,29 @@
 #ifndef CASEFILE_FIND_HIDDENDATA_H
 #define CASEFILE_FIND_HIDDENDATA_H
 
+#include <optional>
+#include <string>
+
 #include "caseTable.h"
+#include "check/layout.h"
 #include "progressReport.h"
 #include "sourceReader.h"
 
 namespace casefile {
+
+/// Other case data behind those of a file.
+struct HiddenData {
+  std::string words;   ///< follow "row-0 position N ..."
+  int64 position = 0;  ///< in the file
+};
+
+/// Looks behind the table of a file that may be damaged for what refuseHiddenData looks for. A heading or table that
+/// is damaged says less about where the file ends: then the search begins at `blocksEnd`, where its sound blocks end,
+/// and whole blocks mean nothing.
+///
+/// Raises: Error: `notADataFile` when too much looks like blocks; `cancelled`; what the source raises.
+std::optional<HiddenData> hiddenData(SourceReader& source, const Layout& layout, int64 blocksEnd,
+                                     ProgressReport& report);
 
 /// Looks behind a file's table for what no append to it leaves there: heading, table or whole blocks of case
 /// data at another row-0 position. A compressed file in the dictionary part of one whose own heading is lost

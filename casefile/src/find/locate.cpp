@@ -115,21 +115,21 @@ Place placeAt(SourceReader& source, int64 row0, ByteOrder order) {
   refuse(source, "has no heading at row-0 position " + std::to_string(row0), row0);
 }
 
+}  // namespace
+
 Place theOnlyOf(const std::vector<Place>& places, const SourceReader& source) {
   if (places.size() > 1) {
     std::string list;
     for (const Place& place : places) {
       list += (list.empty() ? "" : ", ") + std::to_string(place.row0);
     }
-    refuse(source, "more than one heading fits, at row-0 positions " + list);
+    refuse(source, "more than one heading fits (" + list + ")");
   }
   if (places.empty()) {
     refuse(source, "is no compressed data file, or its heading is lost: no heading fits");
   }
   return places.front();
 }
-
-}  // namespace
 
 std::vector<Place> fittingPlaces(SourceReader& source, ByteOrder order, ProgressReport& report) {
   std::vector<Place> whole;

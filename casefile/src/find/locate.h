@@ -15,6 +15,9 @@ namespace casefile {
 ///   although its table is damaged; sixteen at most.
 std::vector<Place> fittingPlaces(SourceReader& source, ByteOrder order, ProgressReport& report);
 
+/// Raises: Error (`notADataFile`) unless there is exactly one place. Returns: that one.
+Place theOnlyOf(const std::vector<Place>& places, const SourceReader& source);
+
 /// Returns: whether a heading at a row-0 position agrees with itself, in either byte order.
 bool hasHeadingAt(SourceReader& source, int64 row0);
 

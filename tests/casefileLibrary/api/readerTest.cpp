@@ -141,7 +141,7 @@ TEST(ReaderPlace, OfTwoFilesInOneIsNotGuessed) {
   const std::string both = first + Image::of(second, {400}).bytes().substr(first.size());
   const auto error = errorOf([&] { open(both, {}); });
   EXPECT_EQ(error.kind(), ErrorKind::notADataFile);
-  EXPECT_THAT(error.what(), HasSubstr("at row-0 positions 1000, " + std::to_string(second)));
+  EXPECT_THAT(error.what(), HasSubstr("more than one heading fits (1000, " + std::to_string(second) + ")"));
   EXPECT_EQ(open(both, at(second)).size(), second + 400);
 }
 

@@ -1,0 +1,42 @@
+#include "blockSweep.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace casefile {
+
+BlockSweep::BlockSweep(SourceReader& source, const Layout& layout, ProgressReport& report)
+    : source_(source), layout_(layout), report_(report) {}
+
+SweptBlocks BlockSweep::run(std::size_t threads) {
+  const std::size_t blocks = layout_.records.size();
+  workers_ = std::vector<Worker>(std::max<std::size_t>(1, std::min(threads, blocks)));
+  swept_ = {std::vector<bool>(blocks), {}};
+  report_.begin(Phase::reading, layout_.fileSize);
+  pipeline::runInOrder(*this, blocks, workers_.size());
+  return std::move(swept_);
+}
+
+void BlockSweep::make(std::size_t item, std::size_t worker) {
+  Worker& own = workers_[worker];
+  own.found.reset();
+  if (isUsable(layout_.records[item])) {
+    if (!own.check) {
+      own.check.emplace(source_);
+    }
+    own.found = own.check->faultOf(layout_.records[item]);
+  }
+}
+
+void BlockSweep::deliver(std::size_t item, std::size_t worker) {
+  const bInfo& record = layout_.records[item];
+  std::optional<StreamFault>& found = workers_[worker].found;
+  swept_.damaged[item] = found || !isUsable(record);
+  if (found && swept_.faults.size() < kMostListed) {
+    swept_.faults.push_back(
+        {found->kind, item, record.translatePos, layout_.believedRange(item), std::move(found->what), true, true});
+  }
+  report_.advance(isUsable(record) ? record.translateSize : 0);
+}
+
+}  // namespace casefile

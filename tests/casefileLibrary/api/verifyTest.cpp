@@ -1,0 +1,316 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "../support/damagedFiles.h"
+#include "../support/sources.h"
+#include "casefile/appender.h"
+#include "casefile/error.h"
+#include "casefile/verify.h"
+#include "support/compressedBytes.h"
+#include "support/compressedImage.h"
+#include "support/deadline.h"
+#include "support/testFolder.h"
+
+namespace {
+
+using casefile::Appender;
+using casefile::ErrorKind;
+using casefile::FaultKind;
+using casefile::JournalFound;
+using casefile::LogicalRange;
+using casefile::Next;
+using casefile::Phase;
+using casefile::Progress;
+using casefile::Verification;
+using casefile::verify;
+using casefile::VerifyOptions;
+using support::errorOf;
+using support::Image;
+using support::kBlock;
+using support::kBlockLength;
+using support::ScriptedSource;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr int64 kRow0 = 1000;
+
+VerifyOptions with(std::size_t threads) {
+  VerifyOptions options;
+  options.threads = threads;
+  return options;
+}
+
+Verification verifyBytes(const std::string& bytes, const VerifyOptions& options = {}) {
+  return verify(std::make_shared<ScriptedSource>(bytes), options);
+}
+
+LogicalRange blocks(std::size_t first, std::size_t count) {
+  return {kRow0 + static_cast<int64>(first) * kBlockLength, static_cast<int64>(count) * kBlockLength};
+}
+
+// Byte order, and how many threads.
+class VerifyTest : public testing::TestWithParam<std::tuple<bool, std::size_t>> {
+ protected:
+  Image image_ = Image::of(kRow0, {kBlock, kBlock, kBlock, kBlock, 300});
+  support::Deadline deadline_{"VerifyTest"};
+
+  VerifyTest() { image_.swapped = std::get<0>(GetParam()); }
+  VerifyOptions options() const { return with(std::get<1>(GetParam())); }
+  Verification verified() const { return verifyBytes(image_.bytes(), options()); }
+};
+
+TEST_P(VerifyTest, ASoundFileIsSound) {
+  const Verification told = verifyBytes(image_.bytes() + "dead", options());
+  EXPECT_TRUE(told.sound());
+  EXPECT_TRUE(told.faults.empty());
+  EXPECT_TRUE(told.lost.empty());
+  EXPECT_EQ(told.row0, kRow0);
+  EXPECT_EQ(told.swapped, image_.swapped);
+  EXPECT_EQ(told.blocks, 5U);
+  EXPECT_EQ(told.caseBytes, 4 * kBlockLength + 300);
+  EXPECT_EQ(told.deadBytes, 4);
+}
+
+TEST_P(VerifyTest, GoesOnBehindDamageAndJoinsNeighbours) {
+  support::breakBlock(image_, 0);
+  support::spoilCheckValue(image_, 1);
+  support::spoilCheckValue(image_, 3);
+  const Verification told = verified();
+  EXPECT_FALSE(told.sound());
+  ASSERT_EQ(told.faults.size(), 3U);
+  for (const std::size_t i : {0U, 1U, 2U}) {
+    const std::size_t block = i == 2 ? 3 : i;
+    EXPECT_EQ(told.faults[i].kind, FaultKind::streamDamaged);
+    EXPECT_EQ(told.faults[i].block, std::optional(block));
+    EXPECT_EQ(told.faults[i].filePosition, image_.records[block].translatePos);
+    EXPECT_EQ(told.faults[i].range, blocks(block, 1));
+    EXPECT_TRUE(told.faults[i].isDamage);
+  }
+  EXPECT_THAT(told.faults[1].what, HasSubstr("incorrect data check"));
+  EXPECT_EQ(told.damagedBlocks, 3U);
+  EXPECT_THAT(told.lost, ElementsAre(blocks(0, 2), blocks(3, 1)));
+  EXPECT_EQ(told.unlistedLost, 0U);
+}
+
+TEST_P(VerifyTest, ABlockMayHoldAnotherCountOfBytesThanRecorded) {
+  image_.records[4].orginalSize = 299;
+  const Verification told = verified();
+  ASSERT_EQ(told.faults.size(), 1U);
+  EXPECT_EQ(told.faults[0].kind, FaultKind::plainSize);
+  EXPECT_EQ(told.faults[0].what, "it holds 300 bytes, its record says 299");
+}
+
+TEST_P(VerifyTest, AStreamMayBeShorterThanRecorded) {
+  image_.blocks[4] += "spare";
+  image_.records[4].translateSize += 5;
+  image_.heading._infoPos += 5;
+  const Verification told = verified();
+  ASSERT_EQ(told.faults.size(), 1U);
+  EXPECT_EQ(told.faults[0].kind, FaultKind::streamSize);
+}
+
+TEST_P(VerifyTest, AStreamMayBeCut) {
+  image_.blocks[4].pop_back();
+  image_.records[4].translateSize -= 1;
+  image_.heading._infoPos -= 1;
+  const Verification told = verified();
+  ASSERT_EQ(told.faults.size(), 1U);
+  EXPECT_EQ(told.faults[0].kind, FaultKind::streamCut);
+}
+
+TEST_P(VerifyTest, AStreamMayHoldMoreThanABlock) {
+  image_.blocks[4] = support::zipped(support::caseBytes(0, kBlock + 1));
+  image_.records[4].translateSize = static_cast<std::int32_t>(image_.blocks[4].size());
+  image_.heading._infoPos = image_.records[4].translatePos + image_.records[4].translateSize;
+  const Verification told = verified();
+  ASSERT_EQ(told.faults.size(), 1U);
+  EXPECT_EQ(told.faults[0].kind, FaultKind::streamTooLong);
+}
+
+TEST_P(VerifyTest, ATableThatDoubtsABlockMakesItALostOne) {
+  image_.records[2].orginalPos += 7;
+  const Verification told = verified();
+  EXPECT_THAT(told.lost, ElementsAre(blocks(2, 1)));
+  ASSERT_FALSE(told.faults.empty());
+  EXPECT_EQ(told.faults[0].kind, FaultKind::logicalPosition);
+}
+
+TEST_P(VerifyTest, OtherCaseDataBehindTheTableAreAFault) {
+  const Image other = Image::of(kRow0 / 2, {300});
+  const Verification told = verifyBytes(image_.bytes() + other.bytes(), options());
+  EXPECT_FALSE(told.sound());
+  EXPECT_EQ(told.damagedBlocks, 0U);
+  ASSERT_EQ(told.faults.size(), 1U);
+  EXPECT_EQ(told.faults[0].kind, FaultKind::otherData);
+  EXPECT_GE(told.faults[0].filePosition.value_or(0), static_cast<int64>(image_.bytes().size()));
+}
+
+TEST_P(VerifyTest, StopsAtEveryBlockWhenTheProgramSaysSo) {
+  const std::string bytes = image_.bytes();
+  for (int stopAt = 1; stopAt <= 5; ++stopAt) {
+    VerifyOptions stopped = options();
+    int asked = 0;
+    stopped.progress = [&](const Progress& progress) {
+      asked += progress.phase == Phase::reading ? 1 : 0;
+      return asked == stopAt ? Next::stop : Next::proceed;
+    };
+    EXPECT_EQ(errorOf([&] { verifyBytes(bytes, stopped); }).kind(), ErrorKind::cancelled);
+    EXPECT_EQ(asked, stopAt);
+  }
+}
+
+TEST_P(VerifyTest, TellsHowFarItIs) {
+  VerifyOptions watched = options();
+  int64 last = 0;
+  watched.progress = [&](const Progress& progress) {
+    if (progress.phase == Phase::reading) {
+      EXPECT_GE(progress.bytesDone, last);
+      EXPECT_LE(progress.bytesDone, progress.bytesInAll);
+      last = progress.bytesDone;
+    }
+    return Next::proceed;
+  };
+  verifyBytes(image_.bytes(), watched);
+  EXPECT_EQ(last, image_.heading._infoPos - kRow0 - static_cast<int64>(kHeadingSize));
+}
+
+TEST_P(VerifyTest, TheFirstErrorOfTheSourceInTheOrderOfTheFileIsRaised) {
+  const auto source = std::make_shared<ScriptedSource>(image_.bytes());
+  const int64 first = image_.records[1].translatePos;
+  source->beforeRead = [&](std::int64_t position) {
+    for (const std::size_t block : {1U, 3U}) {
+      if (position == image_.records[block].translatePos) {
+        throw std::out_of_range(std::to_string(position));
+      }
+    }
+  };
+  VerifyOptions told = options();
+  told.row0 = kRow0;
+  try {
+    verify(source, told);
+    FAIL() << "nothing was raised";
+  } catch (const std::out_of_range& error) {
+    EXPECT_EQ(error.what(), std::to_string(first));
+  }
+}
+
+TEST_P(VerifyTest, WhatACallbackThrowsPassesThrough) {
+  VerifyOptions throwing = options();
+  throwing.progress = [](const Progress& progress) -> Next {
+    return progress.phase == Phase::reading ? throw std::domain_error("callback") : Next::proceed;
+  };
+  EXPECT_THROW(verifyBytes(image_.bytes(), throwing), std::domain_error);
+}
+
+TEST_P(VerifyTest, ShortReadsAreGoneOnWith) {
+  const auto source = std::make_shared<ScriptedSource>(image_.bytes());
+  source->mostAtOnce = 1000;
+  EXPECT_TRUE(verify(source, options()).sound());
+}
+
+INSTANTIATE_TEST_SUITE_P(OrdersAndThreads, VerifyTest,
+                         testing::Combine(testing::Bool(), testing::Values<std::size_t>(1, 2, 8)));
+
+TEST(Verify, AThousandDamagedBlocksAreListedAndTheOthersCounted) {
+  Image image = Image::of(kRow0, {kBlock});
+  const std::string sound = image.blocks[0];
+  std::string broken = sound;
+  broken.back() ^= 1;
+  const bInfo first = image.records[0];
+  image.blocks.clear();
+  image.records.clear();
+  constexpr int kBlocks = 2010;
+  for (int i = 0; i < kBlocks; ++i) {
+    image.blocks.push_back(i % 2 == 0 ? broken : sound);
+    image.records.push_back({kRow0 + i * kBlockLength, first.translatePos + i * static_cast<int64>(sound.size()),
+                             first.orginalSize, first.translateSize});
+  }
+  image.tableHead.translateSize = kBlocks;
+  image.heading._infoPos = first.translatePos + kBlocks * static_cast<int64>(sound.size());
+  image.heading._size = (kBlocks + 1) * static_cast<int64>(kRecordSize);
+  const Verification told = verifyBytes(image.bytes(), with(2));
+  EXPECT_EQ(told.faults.size(), 1000U);
+  EXPECT_EQ(told.faults.back().block, std::optional<std::size_t>(1998));
+  EXPECT_EQ(told.damagedBlocks, 1005U);
+  EXPECT_EQ(told.lost.size(), 1000U);
+  EXPECT_EQ(told.unlistedLost, 5U);
+}
+
+TEST(Verify, WhatIsNoDataFileIsAnError) {
+  EXPECT_EQ(errorOf([] { verifyBytes("nothing of the kind"); }).kind(), ErrorKind::notADataFile);
+  EXPECT_EQ(errorOf([] { verify(std::string()); }).kind(), ErrorKind::usage);
+  EXPECT_EQ(errorOf([] { verify(std::shared_ptr<const casefile::RandomAccessFile>()); }).kind(), ErrorKind::usage);
+}
+
+// A file, and beside it the journal of an append that was killed.
+class VerifyUnfinishedAppend : public testing::Test {
+ protected:
+  VerifyUnfinishedAppend() {
+    folder_.writePlain("file", Image::of(kRow0, {kBlock, 300}).bytes());
+    Appender killed = Appender::open(name_);
+    const std::string more = support::caseBytes(kRow0 + kBlockLength + 300, 2 * kBlock);
+    killed.write(std::as_bytes(std::span(more)));
+    folder_.copy("file.journal", "kept");
+  }
+
+  void leaveJournal() {
+    folder_.copy("kept", "file.journal");
+    std::filesystem::permissions(name_ + ".journal",
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  }
+
+  support::Deadline deadline_{"VerifyUnfinishedAppend"};
+  support::TestFolder folder_;
+  std::string name_ = folder_.path("file");
+};
+
+TEST_F(VerifyUnfinishedAppend, AFileIsJudgedAsItWasBefore) {
+  leaveJournal();
+  // What the append has overwritten and added by then is nothing to verify.
+  const std::string bytes = folder_.readWhole("file");
+  const int64 lastBlock = Image::of(kRow0, {kBlock, 300}).records[1].translatePos;
+  folder_.writePlain("file", bytes.substr(0, static_cast<std::size_t>(lastBlock)) + std::string(5000, 'x'));
+  leaveJournal();
+  const Verification told = verify(name_);
+  EXPECT_EQ(told.unfinishedAppend.found, JournalFound::unfinished);
+  EXPECT_TRUE(told.unfinishedAppend.isOpen());
+  EXPECT_TRUE(told.asBeforeAppend);
+  EXPECT_TRUE(told.sound()) << told.faults.front().what;
+  EXPECT_EQ(told.caseBytes, kBlockLength + 300);
+  EXPECT_EQ(told.deadBytes, 0);
+}
+
+TEST_F(VerifyUnfinishedAppend, ADamagedJournalIsTold) {
+  leaveJournal();
+  folder_.patchByte("file.journal", 40, 0x7F);
+  const Verification told = verify(name_);
+  EXPECT_EQ(told.unfinishedAppend.found, JournalFound::damaged);
+  EXPECT_FALSE(told.asBeforeAppend);
+}
+
+TEST_F(VerifyUnfinishedAppend, AJournalOfAnotherFileIsTold) {
+  folder_.writePlain("copy", Image::of(kRow0, {kBlock, 400}).bytes());
+  folder_.copy("kept", "copy.journal");
+  const Verification told = verify(folder_.path("copy"));
+  EXPECT_EQ(told.unfinishedAppend.found, JournalFound::ofAnother);
+  EXPECT_FALSE(told.asBeforeAppend);
+  EXPECT_TRUE(told.sound());
+}
+
+TEST_F(VerifyUnfinishedAppend, NothingIsToldWhenItWasTakenBack) {
+  EXPECT_EQ(verify(name_).unfinishedAppend.found, JournalFound::none);
+  EXPECT_FALSE(casefile::unfinishedAppendOf(name_).isOpen());
+}
+
+}  // namespace
