@@ -10,10 +10,12 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "failure.h"
+#include "fileNames.h"
 #include "notes.h"
 #include "options.h"
 #include "progress.h"
@@ -51,6 +53,16 @@ const std::map<std::string, Encoder> kEncoders = {{"auto", Encoder::automatic},
 
 CLI::Validator notNegative() { return within(0, INT64_MAX); }
 
+constexpr std::string_view kSuffix = ".case";
+
+// Returns: a file's name without the suffix of compressed files; empty when it has none, or is nothing else.
+std::string withoutSuffix(const std::string& name) {
+  const std::size_t length = name.size() - std::min(name.size(), kSuffix.size());
+  const bool isWholeName =
+      length == 0 || std::string_view(files::nameSeparators).find(name[length - 1]) != std::string_view::npos;
+  return isWholeName || name.substr(length) != kSuffix ? std::string() : name.substr(0, length);
+}
+
 // One command line: CLI11's description of it and the structures that it fills.
 class CommandLine {
  public:
@@ -86,6 +98,12 @@ class CommandLine {
     }
     if (help_->parsed()) {
       return printHelp();
+    }
+    if (app_.got_subcommand("unpack") && unpack_.output.empty()) {
+      unpack_.output = withoutSuffix(unpack_.input);
+      if (unpack_.output.empty()) {
+        return refuse(unpack_.input + " does not end in " + std::string(kSuffix) + ": say which OUTPUT to make");
+      }
     }
     for (const std::string* output : outputs_) {
       if (*output == "-") {
@@ -242,8 +260,8 @@ class CommandLine {
         "--no-sync", [&options] { options.sync = false; }, "Do not wait until OUTPUT is on the disk");
   }
 
-  static void addOutput(CLI::App* command, std::string& name, const char* help) {
-    command->add_option("-o,--output,OUTPUT", name, help)->required()->type_name("FILE");
+  static CLI::Option* addOutput(CLI::App* command, std::string& name, const char* help) {
+    return command->add_option("-o,--output,OUTPUT", name, help)->type_name("FILE");
   }
 
   static void addName(CLI::App* command, const char* what, std::string& name, const char* help) {
@@ -271,7 +289,7 @@ class CommandLine {
     addOutputRules(command, pack_);
     addPreserve(command, pack_);
     addName(command, "INPUT", pack_.input, "Uncompressed file, - for standard input");
-    addOutput(command, pack_.output, "Compressed file to make");
+    addOutput(command, pack_.output, "Compressed file to make")->required();
     outputs_.push_back(&pack_.output);
     onParsed(command, pack, pack_, pack_.output);
   }
@@ -294,7 +312,8 @@ class CommandLine {
     addOutputRules(command, unpack_);
     addPreserve(command, unpack_);
     addName(command, "INPUT", unpack_.input, "Compressed file");
-    addOutput(command, unpack_.output, "Uncompressed file to make, - for standard output");
+    addOutput(command, unpack_.output,
+              "Uncompressed file to make, - for standard output (INPUT without .case when nothing is said)");
     onParsed(command, unpack, unpack_, unpack_.input);
   }
 
@@ -341,7 +360,7 @@ class CommandLine {
     addRow0(command, recover_.row0);
     addOutputRules(command, recover_);
     addName(command, "INPUT", recover_.input, "Damaged file; it is not changed");
-    addOutput(command, recover_.output, "Compressed file to make");
+    addOutput(command, recover_.output, "Compressed file to make")->required();
     outputs_.push_back(&recover_.output);
     onParsed(command, recover, recover_, recover_.input);
   }

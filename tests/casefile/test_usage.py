@@ -42,6 +42,20 @@ class Habits(CasefileTest):
             self.run_casefile(command, file, "other", "-f", cwd=self.folder)
             self.assertEqual(self.read("out"), self.read("other"))
 
+    def test_unpack_without_output_drops_the_suffix(self):
+        (self.folder / "sub").mkdir()
+        os.rename(self.path("file.case"), self.path("sub/rows.csv.case"))
+        self.run_casefile("unpack", "sub/rows.csv.case", cwd=self.folder)
+        self.assertEqual(self.read("sub/rows.csv"), self.read("in"))
+        result = self.run_casefile("unpack", "sub/rows.csv.case", cwd=self.folder, expect=1)
+        self.assert_says(result, "casefile: sub/rows.csv: is there already (--force replaces it)")
+        self.run_casefile("unpack", "-f", "sub/rows.csv.case", cwd=self.folder)
+
+    def test_unpack_without_output_of_another_name_says_what_to_give(self):
+        for name in ["rows", "rows.CASE.gz", "case", ".case", "sub/.case", "rows.case/x"]:
+            result = self.run_casefile("unpack", name, cwd=self.folder, expect=2)
+            self.assert_says(result, f"casefile: {name} does not end in .case: say which OUTPUT to make\n")
+
     def test_cat_alone_writes_all_case_data(self):
         data = self.read("in")
         for options, expected in [([], data[len(HEADER):]), (["--dictionary"], data),
