@@ -9,6 +9,7 @@
 #include "blockProbe.h"
 #include "failure.h"
 #include "find/placeNamedByTable.h"
+#include "foreignFile.h"
 #include "hiddenData.h"
 #include "locate.h"
 #include "progress.h"
@@ -118,6 +119,7 @@ Place findBlocks(NamedReader& source) {
     }
   }
   if (places.empty()) {
+    refuseForeign(source);
     throw Failure(source.name(), "no heading and no sound block found (--row0 says where the dictionary part ends)",
                   kRefused);
   }

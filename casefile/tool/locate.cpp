@@ -10,6 +10,7 @@
 #include "blockCodec.h"
 #include "compressedForm.h"
 #include "failure.h"
+#include "foreignFile.h"
 #include "formRules.h"
 
 namespace casefile::program {
@@ -222,8 +223,14 @@ std::vector<Place> fittingPlaces(NamedReader& source, bool onlySwapped) {
 }
 
 Place locate(NamedReader& source, const PlaceHint& hint) {
-  return hint.row0 ? placeAt(source, *hint.row0, hint.swap)
-                   : theOnlyOf(fittingPlaces(source, hint.swap), source.name());
+  if (hint.row0) {
+    return placeAt(source, *hint.row0, hint.swap);
+  }
+  const std::vector<Place> places = fittingPlaces(source, hint.swap);
+  if (places.empty()) {
+    refuseForeign(source);
+  }
+  return theOnlyOf(places, source.name());
 }
 
 }  // namespace casefile::program

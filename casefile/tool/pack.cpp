@@ -9,6 +9,7 @@
 #include "casefile/error.h"
 #include "casefile/writer.h"
 #include "failure.h"
+#include "foreignFile.h"
 #include "notes.h"
 #include "options.h"
 #include "outputRules.h"
@@ -97,6 +98,7 @@ void writeDictionary(const PackOptions& options, Inputs& inputs, Writer& out, Pr
 }
 
 void writeFile(const PackOptions& options, Inputs& inputs, Writer& out, Progress& progress) {
+  warnOfForeign(inputs.plain, options.input);
   writeDictionary(options, inputs, out, progress);
   const int64 row0 = out.position();
   while (inputs.plain.fill()) {

@@ -1,3 +1,6 @@
+import bz2
+import gzip
+import lzma
 import os
 
 from support import HEADER, CasefileTest, positions, posix_only
@@ -197,6 +200,42 @@ class UnreadableInput(CasefileTest):
                     self.assert_says(result, f"casefile: {name}: ")
             self.assertNotIn("out", self.names())
             self.assertEqual(self.read(name), data)
+
+    FOREIGN = {
+        "a gzip file": gzip.compress(b"rows"), "an xz file": lzma.compress(b"rows"), "a bzip2 file": bz2.compress(b"rows"),
+        "a zstd file": bytes.fromhex("28b52ffd2004210000") + b"rows" + bytes(4),
+        "a zip file": b"PK\x03\x04" + bytes(200),
+    }
+
+    def test_file_of_another_program_is_called_by_its_form(self):
+        empty = {"a bzip2 file": bz2.compress(b""), "a zip file": b"PK\x05\x06" + bytes(18)}
+        for form, data in [*self.FOREIGN.items(), *empty.items()]:
+            self.write("in", data)
+            for arguments in [("unpack", "in", "out"), ("append", "in"), ("cat", "in"), ("info", "in"),
+                              ("verify", "in"), ("recover", "in", "out")]:
+                with self.subTest(form=form, arguments=arguments):
+                    result = self.run_casefile(*arguments, cwd=self.folder, expect=2)
+                    self.assert_says(result, f"casefile: in: is {form}, no compressed data file")
+                    self.assertEqual(self.names(), ["in"])
+
+    def test_packing_a_file_of_another_program_warns(self):
+        for form, data in self.FOREIGN.items():
+            result = self.run_casefile("pack", "--row0", "1", "-f", self.write("in", data), self.path("out"))
+            self.assert_says(result, f"casefile: {self.path('in')}: is {form}, which is compressed already")
+            self.assertEqual(self.unpacked("out"), data)
+            result = self.run_casefile("pack", "--row0", "1", "-f", "-q", self.path("in"), self.path("out"))
+            self.assertEqual(result.stderr, b"")
+        result = self.run_casefile("pack", "-f", "--row0", "1", "-", self.path("out"), input=self.FOREIGN["an xz file"])
+        self.assert_says(result, "casefile: standard input: is an xz file")
+
+    def test_what_only_begins_like_another_form_is_not_called_so(self):
+        for data in [b"", b"\x1f\x8b", b"BZh9 is how it begins", b"PK\x03", b"\xfd7zXZ", b"BZh9"]:
+            result = self.run_casefile("cat", self.write("in", data), expect=2)
+            self.assert_says(result, "is no compressed data file")
+
+    def test_dictionary_part_of_another_form_is_the_data_files_own(self):
+        self.pack(b"rows", header=gzip.compress(b"dictionary"))
+        self.assertEqual(self.unpacked(), gzip.compress(b"dictionary") + b"rows")
 
     def test_folder(self):
         (self.folder / "sub").mkdir()

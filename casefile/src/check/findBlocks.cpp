@@ -10,6 +10,7 @@
 #include "casefile/error.h"
 #include "compressedForm.h"
 #include "find/blockProbe.h"
+#include "find/foreignFormat.h"
 #include "find/headingSearch.h"
 #include "find/locate.h"
 #include "find/placeNamedByTable.h"
@@ -47,7 +48,7 @@ class PlaceSearch {
                                                                : lookAtHeading(find->position);
     }
     if (places_.empty()) {
-      refuse(source_, "no heading and no sound block found", 0);
+      refuse(source_, wordsForForeign(source_).value_or("no heading and no sound block found"), 0);
     }
     const Place place = theOnlyOf(places_, source_);
     if (std::find(behindHole_.begin(), behindHole_.end(), place.row0) != behindHole_.end()) {

@@ -8,6 +8,7 @@
 #include "blockCodec.h"
 #include "casefile/error.h"
 #include "compressedForm.h"
+#include "foreignFormat.h"
 #include "headingSearch.h"
 
 namespace casefile {
@@ -151,7 +152,14 @@ std::vector<Place> fittingPlaces(SourceReader& source, ByteOrder order, Progress
 bool hasHeadingAt(SourceReader& source, int64 row0) { return bestFit(source, row0, ByteOrder::find).fit != Fit::none; }
 
 Place locate(SourceReader& source, std::optional<int64> row0, ByteOrder order, ProgressReport& report) {
-  return row0 ? placeAt(source, *row0, order) : theOnlyOf(fittingPlaces(source, order, report), source);
+  if (row0) {
+    return placeAt(source, *row0, order);
+  }
+  const std::vector<Place> places = fittingPlaces(source, order, report);
+  if (const auto foreign = places.empty() ? wordsForForeign(source) : std::nullopt) {
+    refuse(source, *foreign, 0);
+  }
+  return theOnlyOf(places, source);
 }
 
 }  // namespace casefile

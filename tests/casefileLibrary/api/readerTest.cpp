@@ -135,6 +135,12 @@ TEST(ReaderPlace, ThatIsNotToBeFoundIsNoDataFile) {
   EXPECT_STREQ(error.what(), "scripted: is no compressed data file, or its heading is lost: no heading fits");
 }
 
+TEST(ReaderPlace, InAFileOfAnotherProgramIsNoneAndItsFormIsNamed) {
+  const auto error = errorOf([] { open("\x1f\x8b\x08 and so on", {}); });
+  EXPECT_EQ(error.kind(), ErrorKind::notADataFile);
+  EXPECT_STREQ(error.what(), "scripted: is a gzip file, no compressed data file");
+}
+
 TEST(ReaderPlace, OfTwoFilesInOneIsNotGuessed) {
   const std::string first = Image::of(kRow0, {300}).bytes();
   const auto second = static_cast<int64>(first.size());
