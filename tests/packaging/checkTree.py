@@ -20,6 +20,8 @@ RULES = {
     "KeptOdditiesAreDocumentedAndTested": documentRules.kept_oddities_are_documented_and_tested,
     "ReadmeListsTheOptions": documentRules.readme_lists_the_options,
     "ReadmeShowsTheExample": documentRules.readme_shows_the_example,
+    "RecipesShowTheExamples": documentRules.recipes_show_the_examples,
+    "RecipesListTheRecordSizes": documentRules.recipes_list_the_record_sizes,
     "DocumentsLinkToWhatIsThere": documentRules.documents_link_to_what_is_there,
     "DocumentsNamePathsThatExist": documentRules.documents_name_paths_that_exist,
     "DocumentsNameMembersThatExist": documentRules.documents_name_members_that_exist,

@@ -74,6 +74,21 @@ class Documents(Rule):
         self.keeps("ReadmeShowsTheExample", {"README.md": "```cpp\nint a;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
         self.breaks("ReadmeShowsTheExample", {"README.md": "```cpp\nint b;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
 
+    def test_the_recipes_are_the_examples_to_the_letter_with_what_they_print(self):
+        program, shown = "int a;\n", "```cpp\nint a;\n```\n\n```text\n1\n```\n"
+        tree = {"examples/casefile/a.cpp": program}
+        self.keeps("RecipesShowTheExamples", {**tree, "docs/recipes.md": shown})
+        self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": ""}, "a.cpp")
+        self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": shown.replace("text", "sh")}, "a.cpp")
+        self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": shown + "```cpp\nint b;\n```\n"}, "int b;")
+
+    def test_the_record_sizes_are_the_divisors_of_a_block(self):
+        tree = {"Datasource/form/compressedForm.h": "constexpr std::size_t kBlockSize = 0x3F0;\n"}
+        sizes = [f"{size:,}" for size in range(1, 0x3F0 + 1) if 0x3F0 % size == 0]
+        self.keeps("RecipesListTheRecordSizes", {**tree, "docs/recipes.md": f"| 1 | {', '.join(sizes)} |\n"})
+        self.breaks("RecipesListTheRecordSizes", {**tree, "docs/recipes.md": f"| 1 | {', '.join(sizes[1:])} |\n"}, "1008")
+        self.breaks("RecipesListTheRecordSizes", {**tree, "docs/recipes.md": f"| 1 | {', '.join(sizes)}, 5 |\n"}, "1008")
+
     def test_an_option_that_the_readme_lacks_is_named(self):
         tree = {"CMakeLists.txt": 'option(A_TESTS "tests" ON)\noption(A_TOOLS "tools" ON)\nset(DIR "" CACHE PATH "where")\n'
                                   'set(OTHER OFF CACHE BOOL "" FORCE)\n'}
@@ -86,6 +101,8 @@ class Documents(Rule):
         self.keeps("DocumentsLinkToWhatIsThere", {"docs/a.md": "[b](b.md)", "docs/b.md": ""})
         self.breaks("DocumentsLinkToWhatIsThere", {"docs/a.md": "[b](b.md)"}, "b.md")
         self.breaks("DocumentsLinkToWhatIsThere", {"docs/a.md": "run scripts/none.sh"}, "scripts/none.sh")
+        self.keeps("DocumentsLinkToWhatIsThere", {"docs/a.md": "```cpp\n[&](int a) {}\n```\n"})
+        self.breaks("DocumentsLinkToWhatIsThere", {"docs/a.md": "```cpp\n[&](int a) {}\n```\n[b](b.md)"}, "b.md")
 
     def test_kept_oddities_and_their_tests_name_each_other(self):
         row, test = "| what | where | why | `Suite.Rule_KeptAsIs` |\n", "TEST(Suite, Rule_KeptAsIs) {}\n"

@@ -4,6 +4,7 @@ import fnmatch
 import os
 import re
 
+from recipes import recipes
 from treeFiles import CODE, files, lines, text
 
 SOURCE_FOLDERS = ("Datasource", "casefile")
@@ -15,6 +16,29 @@ def readme_shows_the_example(top, _):
     shown = re.findall(r"```cpp\n(.*?)```", text(top, "README.md"), re.DOTALL)
     if text(top, "examples/roundTrip.cpp") not in shown:
         yield "README.md: no C++ block is identical to examples/roundTrip.cpp"
+
+
+RECIPES = "docs/recipes.md"
+
+
+def recipes_show_the_examples(top, _):
+    """The programs of the page of recipes are those of examples/casefile to the letter, each with what it prints."""
+    shown = dict(recipes(text(top, RECIPES)))
+    programs = {text(top, name): name for name in files(top, "examples/casefile") if name.endswith(".cpp")}
+    for code, name in programs.items():
+        if not shown.get(code):
+            yield f"{RECIPES}: no C++ block with a text block behind it is identical to {name}"
+    for code in shown.keys() - programs.keys():
+        yield f"{RECIPES}: shows a program that is none of examples/casefile: {code.splitlines()[0]}"
+
+
+def recipes_list_the_record_sizes(top, _):
+    """The sizes that the page says straddle no block are the divisors of a block's size."""
+    block = int(re.search(r"\bkBlockSize = (0x[0-9A-F]+|[\d']+);", text(top, "Datasource/form/compressedForm.h"))[1].replace("'", ""), 0)
+    rows = re.findall(r"^\| [\d,]+ \| ([\d, ]+) \|$", text(top, RECIPES), re.MULTILINE)
+    listed = sorted(int(size.replace(",", "")) for row in rows for size in row.split(", "))
+    if listed != [size for size in range(1, block + 1) if block % size == 0]:
+        yield f"{RECIPES}: the sizes listed are not the divisors of {block}"
 
 
 def readme_lists_the_options(top, _):
@@ -41,8 +65,10 @@ def documents_link_to_what_is_there(top, _):
     for name in files(top):
         if not name.endswith(".md"):
             continue
+        program = False  # a lambda looks like a link there
         for number, line in enumerate(lines(top, name), 1):
-            for target in re.findall(r"\]\((?!https?:|#)([^)#\s]+)", line):
+            program = line.startswith("```cpp") or (program and not line.startswith("```"))
+            for target in [] if program else re.findall(r"\]\((?!https?:|#)([^)#\s]+)", line):
                 if not os.path.exists(os.path.join(top, os.path.dirname(name), target)):
                     yield f"{name}:{number}: links to {target}, which is not there"
             for target in re.findall(r"\b(scripts/[\w-]+\.(?:sh|py))\b", line):

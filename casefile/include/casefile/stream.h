@@ -39,7 +39,8 @@ class InputStream : public std::istream {
     rdbuf(buffer_.get());
   }
 
-  InputStream(InputStream&& other) noexcept : std::istream(std::move(other)), buffer_(std::move(other.buffer_)) {
+  InputStream(InputStream&& other) noexcept
+      : std::istream(static_cast<std::istream&&>(other)), buffer_(std::move(other.buffer_)) {
     set_rdbuf(buffer_.get());
     other.exceptions(std::ios::goodbit);
     other.rdbuf(nullptr);  // makes it bad
@@ -76,7 +77,8 @@ class OutputStream : public std::ostream {
     rdbuf(buffer_.get());
   }
 
-  OutputStream(OutputStream&& other) noexcept : std::ostream(std::move(other)), buffer_(std::move(other.buffer_)) {
+  OutputStream(OutputStream&& other) noexcept
+      : std::ostream(static_cast<std::ostream&&>(other)), buffer_(std::move(other.buffer_)) {
     set_rdbuf(buffer_.get());
     other.exceptions(std::ios::goodbit);
     other.rdbuf(nullptr);  // makes it bad
