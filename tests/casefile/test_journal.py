@@ -91,6 +91,18 @@ class WhatHasTheNameOfAJournal(AppendTest):
         self.assertEqual(self.unpacked(), HEADER + positions(1000) + b"more")
 
     @posix_only
+    def test_working_file_that_a_failure_of_the_machine_tore_goes(self):
+        self.pack(positions(1000))
+        self.kill_in_the_middle()
+        head = self.read("file.case.journal")[:112]
+        self.run_casefile("append", self.path("file.case"), input=b"")
+        for length in range(1, 112):
+            for left in [head[:length], head[:length] + bytes(112 - length) + b"tail"]:
+                self.write("file.case.journal.tmp", left)
+                self.run_casefile("append", self.path("file.case"), input=b"")
+                self.assert_only("file.case")
+
+    @posix_only
     def test_that_has_no_room_behind_the_file_name_hinders_no_reading(self):
         self.pack(positions(1000))
         name = "n" * 250

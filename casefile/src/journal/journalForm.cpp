@@ -148,9 +148,12 @@ JournalState readJournal(FileBytes& journal, JournalFacts& facts) {
   return isSoundHead(bytes) && isSoundTail(journal, facts) ? JournalState::sound : JournalState::damaged;
 }
 
-bool isUnwrittenHead(FileBytes& journal) {
+bool isTornHead(FileBytes& journal) {
   const Head bytes = readHead(journal);
-  return std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte == 0; });
+  const auto written = std::mismatch(kMagic, kMagic + kMagicSize, bytes.begin()).second;
+  const bool magicIsWhole = written - bytes.begin() == static_cast<std::ptrdiff_t>(kMagicSize);
+  return magicIsWhole ? !isSoundHead(bytes)
+                      : std::all_of(written, bytes.end(), [](unsigned char byte) { return byte == 0; });
 }
 
 void writeJournalHead(files::SystemFile& out, const JournalFacts& facts) {

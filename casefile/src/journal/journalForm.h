@@ -59,8 +59,9 @@ JournalState readJournal(FileBytes& journal, JournalFacts& facts);
 /// Reads all but the tail. Returns: whether its own check value fits.
 bool readJournalHead(FileBytes& journal, JournalFacts& facts);
 
-/// Returns: whether none of the bytes in front of the tail were written, as a failure of the machine leaves a new file.
-bool isUnwrittenHead(FileBytes& journal);
+/// Returns: whether the bytes in front of the tail were not written, or not all of them, as a failure of the machine
+/// leaves them.
+bool isTornHead(FileBytes& journal);
 
 /// Writes all but the tail.
 void writeJournalHead(files::SystemFile& out, const JournalFacts& facts);

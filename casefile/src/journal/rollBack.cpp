@@ -69,7 +69,7 @@ bool isLeftWorkingFile(const std::string& working, const files::FileStatus& data
   }
   SourceReader source(fileFromDescriptor(handle->descriptor(), working));
   JournalFacts facts;
-  return source.size() == 0 || isUnwrittenHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
+  return source.size() == 0 || isTornHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
 }
 
 void removeLeftWorkingFile(const std::string& file, const files::FileStatus& data) {
