@@ -16,7 +16,7 @@
 #define CASEFILE_API __attribute__((visibility("default")))
 #endif
 
-#if defined(_WIN32)
+#if defined(_WIN32) || defined(CASEFILE_STATIC)
 #define CASEFILE_LOCAL
 #else
 #define CASEFILE_LOCAL __attribute__((visibility("hidden")))
