@@ -1,6 +1,8 @@
 #ifndef DATASOURCE_FORM_COMPRESSEDFORM_H
 #define DATASOURCE_FORM_COMPRESSEDFORM_H
 
+#include <block/blockSize.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -19,9 +21,6 @@
 //
 // P is the row-0 position, file position and logical position of the first case byte alike. Integers
 // lie in the writing machine's byte order; a reader is told whether to swap.
-
-/// Uncompressed bytes of a whole block, and the size of every block buffer.
-inline constexpr std::size_t kBlockSize = 0x3FF000;
 
 /// The 24 bytes at the row-0 position.
 struct compressionHeading {
@@ -56,7 +55,6 @@ static_assert(offsetof(bInfo, orginalPos) == 0);
 static_assert(offsetof(bInfo, translatePos) == 8);
 static_assert(offsetof(bInfo, orginalSize) == 16);
 static_assert(offsetof(bInfo, translateSize) == 20);
-static_assert(kBlockSize == 4190208);
 
 /// Reverses the bytes of one field.
 template <typename T>

