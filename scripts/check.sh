@@ -48,28 +48,33 @@ run_label() {
 }
 
 format() {
-  find Datasource casefile examples tests bench '(' -name '*.h' -o -name '*.cpp' ')' \
+  find Datasource casefile examples tests bench proof '(' -name '*.h' -o -name '*.cpp' ')' \
     -exec clang-format --dry-run --Werror {} +
 }
 
-# Needs no build: clang-tidy compiles for itself.
+# tidy_in PRESET REGEX...: clang-tidy, which compiles for itself, of the sources that a preset's build compiles.
+tidy_in() {
+  configure "$1"
+  run-clang-tidy -quiet -j "$jobs" -p "build/$1" "${@:2}"
+}
+
 tidy() {
-  configure clang
-  run-clang-tidy -quiet -j "$jobs" -p build/clang "^$PWD/(Datasource|casefile|examples|bench)/"
+  tidy_in clang "^$PWD/(Datasource|casefile|examples|bench)/"
+  tidy_in proof "^$PWD/proof/"
 }
 
 tidy_change() {
-  local list sources
-  list=$(scripts/changedSources.py Datasource casefile examples bench)
+  local list sources proofs
+  list=$(scripts/changedSources.py Datasource casefile examples bench proof)
   if [ -z "$list" ]; then
     echo "no source is touched"
     return
   fi
-  mapfile -t sources <<<"$list"
-  echo "sources touched: ${#sources[@]}"
-  sources=("${sources[@]/#/^$PWD/}")
-  configure clang
-  run-clang-tidy -quiet -j "$jobs" -p build/clang "${sources[@]/%/\$}"
+  mapfile -t sources < <(grep -v '^proof/' <<<"$list" | sed "s|.*|^$PWD/&\$|")
+  mapfile -t proofs < <(grep '^proof/' <<<"$list" | sed "s|.*|^$PWD/&\$|")
+  echo "sources touched: $((${#sources[@]} + ${#proofs[@]}))"
+  if [ "${#sources[@]}" -gt 0 ]; then tidy_in clang "${sources[@]}"; fi
+  if [ "${#proofs[@]}" -gt 0 ]; then tidy_in proof "${proofs[@]}"; fi
 }
 
 run_check() {

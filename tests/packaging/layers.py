@@ -21,6 +21,7 @@ LAYER_OF = {
     "casefile/tool": "casefile",
     "bench": "programs",
     "examples": "programs",
+    "proof": "programs",
 }
 # Layer: the layers, beside itself, that it may include.
 CONTRACT = {"platform's contract"}

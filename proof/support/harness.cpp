@@ -1,0 +1,353 @@
+#include "support/harness.h"
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <numeric>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace proof {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kDeadlineSeconds = 10;
+constexpr std::size_t kMostFindings = 50;
+
+struct Arguments {
+  std::uint64_t seed = 1;
+  long seconds = -1;  // -1: until all cases have run
+  std::string state;
+  bool one = false;
+  std::uint64_t index = 0;
+};
+
+struct Finding {
+  std::uint64_t index;
+  std::string what;
+};
+
+// How far the runs with one seed have come.
+struct Progress {
+  std::uint64_t next = 0;
+  Tally tally;
+  std::vector<Finding> findings;
+};
+
+// Each number below `count` once, in an order that the seed chooses.
+class Order {
+ public:
+  Order(std::uint64_t count, std::uint64_t seed) : count_(count), offset_(mixed(seed) % count) {
+    step_ = mixed(seed + 1) % count | 1U;
+    while (std::gcd(step_, count) != 1) {
+      ++step_;
+    }
+  }
+  std::uint64_t at(std::uint64_t ordinal) const {
+    __extension__ using Wide = unsigned __int128;
+    return static_cast<std::uint64_t>((static_cast<Wide>(ordinal) * step_ + offset_) % count_);
+  }
+
+ private:
+  static std::uint64_t mixed(std::uint64_t value) {
+    value += 0x9E3779B97F4A7C15U;
+    value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9U;
+    value = (value ^ (value >> 27)) * 0x94D049BB133111EBU;
+    return value ^ (value >> 31);
+  }
+
+  std::uint64_t count_;
+  std::uint64_t offset_;
+  std::uint64_t step_;
+};
+
+std::string runCase(Harness& harness, std::uint64_t index, Tally& tally) {
+  try {
+    return harness.run(index, tally);
+  } catch (const std::exception& error) {
+    return std::string("raises ") + error.what();
+  } catch (...) {
+    return "raises what is no exception";
+  }
+}
+
+// The process that runs cases. Each line that it writes is "done N", "tally COUNT NAME" or "finding INDEX WHAT".
+[[noreturn]] void runCases(Harness& harness, const Order& order, std::uint64_t first, int out) {
+  FILE* const pipe = ::fdopen(out, "w");
+  Tally told;
+  auto tell = [&](std::uint64_t done, Tally& tally) {
+    for (const auto& [name, count] : tally) {
+      std::fprintf(pipe, "tally %llu %s\n", static_cast<unsigned long long>(count - told[name]), name.c_str());
+    }
+    told = tally;
+    std::fprintf(pipe, "done %llu\n", static_cast<unsigned long long>(done));
+    std::fflush(pipe);
+  };
+  Tally tally;
+  Clock::time_point next = Clock::now();
+  for (std::uint64_t ordinal = first; ordinal < harness.cases(); ++ordinal) {
+    if (Clock::now() >= next) {
+      tell(ordinal, tally);
+      next = Clock::now() + std::chrono::milliseconds(100);
+    }
+    const std::uint64_t index = order.at(ordinal);
+    const std::string what = runCase(harness, index, tally);
+    if (!what.empty()) {
+      std::fprintf(pipe, "finding %llu %s\n", static_cast<unsigned long long>(index), what.c_str());
+      tell(ordinal + 1, tally);
+    }
+  }
+  tell(harness.cases(), tally);
+  std::fclose(pipe);
+  std::_Exit(0);
+}
+
+// Looks after one process: takes its lines until it ends, hangs, or the time is over.
+class Watch {
+ public:
+  Watch(Harness& harness, const Order& order, Progress& progress)
+      : harness_(harness), order_(order), progress_(progress) {}
+
+  void run(Clock::time_point end) {
+    int ends[2];
+    if (::pipe(ends) != 0) {
+      throw std::runtime_error("no pipe");
+    }
+    child_ = ::fork();
+    if (child_ == 0) {
+      ::close(ends[0]);
+      runCases(harness_, order_, progress_.next, ends[1]);
+    }
+    ::close(ends[1]);
+    const std::string why = takeLines(ends[0], end);
+    ::close(ends[0]);
+    int status = 0;
+    ::kill(child_, why.empty() ? 0 : SIGKILL);
+    ::waitpid(child_, &status, 0);
+    if (why == "hangs") {
+      lose("does not come back within " + std::to_string(kDeadlineSeconds) + " s");
+    } else if (why.empty() && (!WIFEXITED(status) || WEXITSTATUS(status) != 0)) {
+      lose(WIFSIGNALED(status) ? "ends the program by signal " + std::to_string(WTERMSIG(status))
+                               : "ends the program with " + std::to_string(WEXITSTATUS(status)));
+    }
+  }
+
+ private:
+  // Returns: why the process is to be ended; empty when it has ended itself.
+  std::string takeLines(int from, Clock::time_point end) {
+    std::string text;
+    Clock::time_point heard = Clock::now();
+    for (;;) {
+      pollfd waiting{from, POLLIN, 0};
+      if (::poll(&waiting, 1, 100) > 0) {
+        char piece[65536];
+        const ssize_t got = ::read(from, piece, sizeof(piece));
+        if (got <= 0) {
+          return "";
+        }
+        text.append(piece, static_cast<std::size_t>(got));
+        takeWholeLines(text);
+        heard = Clock::now();
+      }
+      if (Clock::now() - heard > std::chrono::seconds(kDeadlineSeconds)) {
+        return "hangs";
+      }
+      if (Clock::now() >= end || progress_.findings.size() >= kMostFindings) {
+        return "enough";
+      }
+    }
+  }
+
+  void takeWholeLines(std::string& text) {
+    std::size_t end = 0;
+    while ((end = text.find('\n')) != std::string::npos) {
+      std::istringstream line(text.substr(0, end));
+      text.erase(0, end + 1);
+      std::string word;
+      std::uint64_t number = 0;
+      std::string rest;
+      line >> word >> number;
+      std::getline(line >> std::ws, rest);
+      if (word == "done") {
+        progress_.next = number;
+      } else if (word == "tally") {
+        progress_.tally[rest] += number;
+      } else {
+        progress_.findings.push_back({number, rest});
+      }
+    }
+  }
+
+  // The process was lost somewhere behind the last case that it told of: each one is tried in a process of its own.
+  void lose(const std::string& how) {
+    constexpr std::uint64_t kMost = 100000;
+    for (std::uint64_t ordinal = progress_.next; ordinal < std::min(progress_.next + kMost, harness_.cases());
+         ++ordinal) {
+      if (!survives(order_.at(ordinal))) {
+        progress_.findings.push_back({order_.at(ordinal), how});
+        progress_.next = ordinal + 1;
+        return;
+      }
+    }
+    progress_.findings.push_back({order_.at(progress_.next), how + ", or one of those behind it, together"});
+    progress_.next = std::min(progress_.next + kMost, harness_.cases());
+  }
+
+  bool survives(std::uint64_t index) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(kDeadlineSeconds);
+      Tally tally;
+      runCase(harness_, index, tally);
+      std::_Exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  }
+
+  Harness& harness_;
+  const Order& order_;
+  Progress& progress_;
+  pid_t child_ = -1;
+};
+
+// A state file: the seed and the number of cases that it holds for, then how far they have come.
+void load(const Arguments& arguments, std::uint64_t cases, Progress& progress) {
+  std::ifstream file(arguments.state);
+  std::uint64_t seed = 0;
+  std::uint64_t count = 0;
+  std::uint64_t next = 0;
+  if (!(file >> seed >> count >> next) || seed != arguments.seed || count != cases) {
+    return;
+  }
+  progress.next = next;
+  std::string word;
+  std::uint64_t number = 0;
+  std::string rest;
+  while (file >> word >> number && std::getline(file >> std::ws, rest)) {
+    if (word == "tally") {
+      progress.tally[rest] = number;
+    } else {
+      progress.findings.push_back({number, rest});
+    }
+  }
+}
+
+void save(const Arguments& arguments, std::uint64_t cases, const Progress& progress) {
+  const std::string fresh = arguments.state + ".new";
+  {
+    std::ofstream file(fresh);
+    file << arguments.seed << ' ' << cases << ' ' << progress.next << '\n';
+    for (const auto& [name, count] : progress.tally) {
+      file << "tally " << count << ' ' << name << '\n';
+    }
+    for (const Finding& finding : progress.findings) {
+      file << "finding " << finding.index << ' ' << finding.what << '\n';
+    }
+  }
+  std::rename(fresh.c_str(), arguments.state.c_str());
+}
+
+bool read(int count, char** values, Arguments& arguments) {
+  for (int i = 1; i + 1 < count; i += 2) {
+    const std::string name = values[i];
+    const char* const value = values[i + 1];
+    if (name == "--seed") {
+      arguments.seed = std::strtoull(value, nullptr, 10);
+    } else if (name == "--seconds") {
+      arguments.seconds = std::strtol(value, nullptr, 10);
+    } else if (name == "--state") {
+      arguments.state = value;
+    } else if (name == "--case") {
+      arguments.one = true;
+      arguments.index = std::strtoull(value, nullptr, 10);
+    } else {
+      return false;
+    }
+  }
+  return count % 2 == 1;
+}
+
+int runOne(Harness& harness, std::uint64_t index) {
+  Tally tally;
+  const std::string what = runCase(harness, index, tally);
+  std::printf("%s %llu: %s\n", harness.name().c_str(), static_cast<unsigned long long>(index),
+              what.empty() ? "nothing found" : what.c_str());
+  for (const auto& [name, number] : tally) {
+    std::printf("  %s: %llu\n", name.c_str(), static_cast<unsigned long long>(number));
+  }
+  return what.empty() ? 0 : 1;
+}
+
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char letter : text) {
+    if (letter == '"' || letter == '\\') {
+      result += '\\';
+    }
+    result += static_cast<unsigned char>(letter) < ' ' ? '?' : letter;
+  }
+  return result + '"';
+}
+
+void printSummary(const Harness& harness, const Arguments& arguments, const Progress& progress, double seconds) {
+  std::printf("{\"harness\": %s, \"seed\": %llu, \"done\": %llu, \"cases\": %llu, \"seconds\": %.1f, \"tally\": {",
+              quoted(harness.name()).c_str(), static_cast<unsigned long long>(arguments.seed),
+              static_cast<unsigned long long>(progress.next), static_cast<unsigned long long>(harness.cases()),
+              seconds);
+  const char* between = "";
+  for (const auto& [name, count] : progress.tally) {
+    std::printf("%s%s: %llu", between, quoted(name).c_str(), static_cast<unsigned long long>(count));
+    between = ", ";
+  }
+  std::printf("}, \"findings\": [");
+  between = "";
+  for (const Finding& finding : progress.findings) {
+    std::printf("%s{\"case\": %llu, \"what\": %s}", between, static_cast<unsigned long long>(finding.index),
+                quoted(finding.what).c_str());
+    between = ", ";
+  }
+  std::printf("]}\n");
+}
+
+}  // namespace
+
+int runHarness(Harness& harness, int argumentCount, char** argumentValues) {
+  Arguments arguments;
+  if (!read(argumentCount, argumentValues, arguments)) {
+    std::fprintf(stderr, "%s [--seconds N] [--seed S] [--state FILE] [--case INDEX]\n", argumentValues[0]);
+    return 2;
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  if (arguments.one) {
+    return runOne(harness, arguments.index % harness.cases());
+  }
+  Progress progress;
+  load(arguments, harness.cases(), progress);
+  const Order order(harness.cases(), arguments.seed);
+  const Clock::time_point start = Clock::now();
+  const Clock::time_point end =
+      arguments.seconds < 0 ? Clock::time_point::max() : start + std::chrono::seconds(arguments.seconds);
+  while (progress.next < harness.cases() && Clock::now() < end && progress.findings.size() < kMostFindings) {
+    Watch(harness, order, progress).run(end);
+    if (!arguments.state.empty()) {
+      save(arguments, harness.cases(), progress);
+    }
+  }
+  printSummary(harness, arguments, progress, std::chrono::duration<double>(Clock::now() - start).count());
+  return progress.findings.empty() ? 0 : 1;
+}
+
+}  // namespace proof
