@@ -10,7 +10,7 @@ import pathlib
 import subprocess
 import sys
 
-HARNESSES = ("crash",)
+HARNESSES = ("crash", "damage")
 
 
 def arguments():

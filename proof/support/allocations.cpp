@@ -1,0 +1,52 @@
+#include "support/allocations.h"
+
+#include <malloc.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<std::size_t> inUse = 0;
+std::atomic<std::size_t> most = 0;
+
+void* counted(void* memory) {
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  const std::size_t now = inUse += malloc_usable_size(memory);
+  std::size_t before = most;
+  while (now > before && !most.compare_exchange_weak(before, now)) {
+  }
+  return memory;
+}
+
+void release(void* memory) noexcept {
+  inUse -= memory != nullptr ? malloc_usable_size(memory) : 0;
+  std::free(memory);
+}
+
+std::size_t rounded(std::size_t size, std::align_val_t alignment) {
+  const auto unit = static_cast<std::size_t>(alignment);
+  return (size + unit - 1) / unit * unit;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return counted(std::malloc(size)); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return counted(std::aligned_alloc(static_cast<std::size_t>(alignment), rounded(size, alignment)));
+}
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { release(memory); }
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept { release(memory); }
+
+namespace proof {
+
+AllocationWatch::AllocationWatch() noexcept : before_(inUse) { most = before_; }
+
+std::size_t AllocationWatch::peak() const noexcept { return most - before_; }
+
+}  // namespace proof
