@@ -1,5 +1,7 @@
 #include "casefile/appender.h"
 
+#include <algorithm>
+#include <cstring>
 #include <exception>
 #include <system_error>
 #include <utility>
@@ -88,6 +90,23 @@ class Appender::Impl {
     return leftBehind_;
   }
 
+  std::size_t readAt(std::span<std::byte> buffer, int64 position) {
+    requireUsable(buffer);
+    if (blocks_ || position < 0) {
+      refuseUse(name_, blocks_ ? "what it held is not read any more once more is written"
+                               : "there is no negative position to read at");
+    }
+    return withErrors(name_, [&] {
+      std::size_t done = 0;
+      while (done < buffer.size() && position < table_.logicalEnd()) {
+        const std::size_t count = readPart(buffer.subspan(done), position);
+        done += count;
+        position += static_cast<int64>(count);
+      }
+      return done;
+    });
+  }
+
   void write(std::span<const std::byte> bytes) {
     requireUsable(bytes);
     if (bytes.empty()) {
@@ -152,6 +171,24 @@ class Appender::Impl {
       takeBack();
       throw;
     }
+  }
+
+  // Reads up to the end of the dictionary part or of one block.
+  std::size_t readPart(std::span<std::byte> buffer, int64 position) {
+    if (position < row0()) {
+      const auto count = std::min(buffer.size(), static_cast<std::size_t>(row0() - position));
+      if (source_.read(buffer.data(), count, position) < count) {
+        throw Error(ErrorKind::damaged, "became shorter while it was read", {name_, "read", {}, position, {}});
+      }
+      return count;
+    }
+    const std::size_t block = table_.blockAt(position);
+    pipeline::DecodedBlock decoded(std::make_shared<pipeline::BufferPool>(kBlockSize, 0));
+    BlockSource(source_, table_).decode(block, decoded);
+    const auto skipped = static_cast<std::size_t>(position - table_.range(block).start);
+    const std::size_t count = std::min(buffer.size(), decoded.size - skipped);
+    std::memcpy(buffer.data(), decoded.bytes.data() + skipped, count);
+    return count;
   }
 
   // The last block is written anew unless it is whole.
@@ -227,6 +264,9 @@ Appender::Impl& Appender::impl() const {
 bool Appender::tookBack() const { return impl().tookBack(); }
 std::int64_t Appender::row0() const { return impl().row0(); }
 std::int64_t Appender::position() const { return impl().position(); }
+std::size_t Appender::readAt(std::span<std::byte> buffer, std::int64_t position) {
+  return impl().readAt(buffer, position);
+}
 void Appender::write(std::span<const std::byte> bytes) { impl().write(bytes); }
 void Appender::finish() { impl().finish(); }
 std::optional<Error> Appender::leftBehind() const { return impl().leftBehind(); }

@@ -9,6 +9,7 @@
 #include "options.h"
 #include "plainInput.h"
 #include "progress.h"
+#include "textLines.h"
 #include "writtenBytes.h"
 
 namespace casefile::program {
@@ -79,9 +80,13 @@ int append(const AppendOptions& options) {
   tellFile(appender, options);
   PlainInput input(options.input);
   requireOther(input, options.file);
+  if (options.headerLines) {
+    skipHeaderLines(input, *options.headerLines, appender, options.file);
+  }
   if (!input.fill()) {
     return kDone;  // nothing to append: the file stays as it is
   }
+  const bool goesOnInLine = isSaid(Talk::usual) && endsInsideLine(appender);
   progress.emplace(input.size());
   try {
     writeAll(appender, input);
@@ -91,6 +96,9 @@ int append(const AppendOptions& options) {
     throw;
   }
   sayWhatIsLeft(appender, options.file);
+  if (goesOnInLine) {
+    say(options.file, "its last line had no end: what was appended goes on in it");
+  }
   return kDone;
 }
 

@@ -298,6 +298,11 @@ class CommandLine {
     CLI::App* const command =
         addCommand("append", "Put more case data behind what is there", "casefile append rows.case more.bin");
     addPlace(command, append_.hint, false);
+    command
+        ->add_option("--header-lines", append_.headerLines,
+                     "Leave out the first K lines of INPUT, which must be the dictionary part")
+        ->type_name("K")
+        ->transform(notNegative());
     addWriting(command, append_.threads, append_.encoder);
     addName(command, "FILE", append_.file, "Compressed file to extend");
     command->add_option("INPUT", append_.input, "Case data; without it, or with -, standard input")->type_name("");

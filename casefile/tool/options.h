@@ -26,7 +26,8 @@ struct PackOptions {
 
 struct AppendOptions {
   PlaceHint hint;
-  std::size_t threads = 0;  ///< 0: as many as the process may keep busy
+  std::optional<int64> headerLines;  ///< of the input, to be left out
+  std::size_t threads = 0;           ///< 0: as many as the process may keep busy
   Encoder encoder = Encoder::automatic;
   std::string file;
   std::string input = "-";

@@ -21,6 +21,7 @@ class PlainInput {
 
   /// Returns: how many bytes there are in all, or -1 when that is not known.
   int64 size() const { return file_.size(); }
+  const std::string& name() const noexcept { return name_; }
   files::FileStatus status() const { return file_.status(); }
   int descriptor() const noexcept { return file_.descriptor(); }
 

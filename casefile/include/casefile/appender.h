@@ -68,6 +68,16 @@ class CASEFILE_API Appender {
   /// Returns: the logical position behind all bytes, those given so far included.
   std::int64_t position() const;
 
+  /// Reads what the file holds at a logical position: for a look at its dictionary part or its last bytes, before
+  /// the first of the new ones is given.
+  ///
+  /// Returns: bytes read; fewer than `buffer` has room for only at the end, 0 behind it.
+  /// Raises: Error: `usage` when something was written already, for a negative position or a null pointer with a
+  ///   length; `damaged`; `system`.
+  /// Changes: nothing; after an error the buffer may hold anything.
+  /// Cost: decodes each block that it reads from.
+  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position);
+
   /// Adds case data.
   ///
   /// Raises: Error: `damaged` when the file's last block, which is written anew with the first bytes, cannot be read;

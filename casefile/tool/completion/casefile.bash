@@ -25,7 +25,7 @@ _casefile() {
   local options='--help -q --quiet -v --verbose --progress --no-progress --row0'
   case $command in
     pack) options+=' --header-lines --dictionary --encoder -j --threads --jobs -f --force --no-sync --no-preserve -o --output' ;;
-    append) options+=' --encoder -j --threads --jobs' ;;
+    append) options+=' --header-lines --encoder -j --threads --jobs' ;;
     unpack) options+=' --swap -j --threads --jobs -f --force --no-sync --no-preserve -o --output' ;;
     cat) options+=' --swap --from --bytes --dictionary -j --threads --jobs' ;;
     info) options+=' --swap --blocks --json' ;;

@@ -244,6 +244,25 @@ TEST_F(AppenderTest, OtherCaseDataBehindTheTableAreNotOverwritten) {
   EXPECT_TRUE(support::sameBytes(folder_.readWhole("both"), bytes));
 }
 
+TEST_F(AppenderTest, ReadsWhatTheFileHoldsUntilSomethingIsWritten) {
+  writeFile("file", kBlock + 1000);
+  Appender appender = Appender::open(path("file"));
+  const std::string whole = support::dictionaryBytes(kRow0) + support::caseBytes(kRow0, kBlock + 1000);
+  std::string bytes(kRow0 + kBlock + 2000, '?');
+  bytes.resize(appender.readAt(support::writable(bytes), 0));
+  EXPECT_TRUE(support::sameBytes(bytes, whole));
+  bytes.assign(7, '?');
+  EXPECT_EQ(appender.readAt(support::writable(bytes), kRow0 + static_cast<int64>(kBlock) - 3), 7U);
+  EXPECT_EQ(bytes, whole.substr(kRow0 + kBlock - 3, 7));
+  EXPECT_EQ(appender.readAt(support::writable(bytes), static_cast<int64>(whole.size())), 0U);
+  EXPECT_EQ(errorOf([&] { appender.readAt(support::writable(bytes), -1); }).kind(), ErrorKind::usage);
+  EXPECT_EQ(errorOf([&] { appender.readAt({static_cast<std::byte*>(nullptr), 3}, 0); }).kind(), ErrorKind::usage);
+  appender.write(bytesOf("more"));
+  EXPECT_EQ(errorOf([&] { appender.readAt(support::writable(bytes), 0); }).kind(), ErrorKind::usage);
+  appender.finish();
+  EXPECT_TRUE(support::sameBytes(read("file"), whole.substr(kRow0) + "more"));
+}
+
 TEST_F(AppenderTest, OneThatWasMovedFromIsUsedWrongly) {
   writeFile("file", 1000);
   Appender first = Appender::open(path("file"));
