@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 #include "failure.h"
 #include "platform/process.h"
@@ -13,15 +15,24 @@
 namespace casefile::program {
 namespace {
 
+constexpr auto kBeforeFirstDraw = std::chrono::milliseconds(500);
 constexpr auto kBetweenDraws = std::chrono::milliseconds(100);
 constexpr double kMega = 1e6;
 
 std::atomic<Progress::When> whenShown = Progress::When::terminal;
 
-bool isShown() {
-  return whenShown == Progress::When::always ||
-         (whenShown == Progress::When::terminal && platform::standardErrorIsTerminal());
+bool isShown(const Display& display) {
+  return whenShown == Progress::When::always || (whenShown == Progress::When::terminal && display.isTerminal());
 }
+
+class StandardError : public Display {
+ public:
+  Clock::time_point now() const override { return Clock::now(); }
+  bool isTerminal() const override { return platform::standardErrorIsTerminal(); }
+  std::size_t columns() const override { return platform::standardErrorColumns(); }
+  void show(const std::string& text) override { StatusLine::show(text); }
+  void leave() override { StatusLine::leave(); }
+};
 
 std::string clockTime(double seconds) {
   const long long whole = std::llround(std::min(seconds, 359999.0));
@@ -34,17 +45,46 @@ std::string clockTime(double seconds) {
   return text.data();
 }
 
+// Rounded down: 100 % is all.
+std::string percentage(int64 done, int64 total) {
+  const double share = done >= total ? 1 : static_cast<double>(done) / static_cast<double>(total);
+  return std::to_string(std::min(static_cast<int>(share * 100), done >= total ? 100 : 99)) + " %";
+}
+
+// The parts of a line from the front on, as far as they fit and leave the last column free, where some terminals wrap.
+std::string joined(const std::vector<std::string>& parts, std::size_t columns) {
+  std::string line;
+  for (const std::string& part : parts) {
+    std::string longer = line.empty() ? part : line + ", " + part;
+    if (columns > 0 && longer.size() >= columns) {
+      break;
+    }
+    line = std::move(longer);
+  }
+  return line;
+}
+
 }  // namespace
+
+Display& Display::standardError() {
+  static StandardError display;
+  return display;
+}
 
 void Progress::show(When when) noexcept { whenShown = when; }
 
-Progress::Progress(int64 total)
-    : shown_(isShown()), total_(total), start_(Clock::now()), nextDraw_(start_ + kBetweenDraws) {}
+Progress::Progress(int64 total, Display& display)
+    : display_(display),
+      shown_(isShown(display)),
+      askedFor_(whenShown == When::always),
+      total_(total),
+      start_(display.now()),
+      nextDraw_(start_ + kBeforeFirstDraw) {}
 
 Progress::~Progress() {
-  if (shown_) {
-    draw(Clock::now());
-    StatusLine::leave();
+  if (shown_ && (drawn_ || askedFor_)) {
+    draw(display_.now());
+    display_.leave();
   }
 }
 
@@ -55,30 +95,32 @@ void Progress::advance(int64 bytes) {
     return;
   }
   const std::unique_lock<std::mutex> lock(drawing_, std::try_to_lock);
-  if (const auto now = Clock::now(); lock.owns_lock() && now >= nextDraw_) {
+  if (const auto now = display_.now(); lock.owns_lock() && now >= nextDraw_) {
     draw(now);
     nextDraw_ = now + kBetweenDraws;
   }
 }
 
-void Progress::draw(Clock::time_point now) {
-  StatusLine::show(line(std::chrono::duration<double>(now - start_).count()));
+void Progress::draw(Display::Clock::time_point now) {
+  drawn_ = true;
+  display_.show(line(std::chrono::duration<double>(now - start_).count()));
 }
 
 std::string Progress::line(double seconds) const {
   const int64 done = done_;
   const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
   std::array<char, 64> rateText{};
-  std::snprintf(rateText.data(), rateText.size(), ", %.1f MB/s", rate / kMega);
-  std::string text = readable(done);
+  std::snprintf(rateText.data(), rateText.size(), "%.1f MB/s", rate / kMega);
+  std::vector<std::string> parts;
   if (total_ < 0) {
-    return text + rateText.data();
+    parts = {readable(done), rateText.data()};
+  } else {
+    parts = {percentage(done, total_), readable(done) + " of " + readable(total_), rateText.data()};
   }
-  text += " of " + readable(total_) + rateText.data();
   if (done < total_ && rate > 0) {
-    text += ", " + clockTime(static_cast<double>(total_ - done) / rate) + " left";
+    parts.push_back(clockTime(static_cast<double>(total_ - done) / rate) + " left");
   }
-  return text;
+  return joined(parts, display_.columns());
 }
 
 std::string readable(int64 bytes) {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <mutex>
 #include <string>
 
@@ -10,8 +11,27 @@
 
 namespace casefile::program {
 
-/// Shows on one line of standard error how far a command is: bytes, rate and, when the whole is known,
-/// the time left.
+/// What progress is shown on, and the clock beside it. Tests have one of their own.
+class Display {
+ public:
+  using Clock = std::chrono::steady_clock;
+  virtual ~Display() = default;
+  virtual Clock::time_point now() const = 0;
+  virtual bool isTerminal() const = 0;
+  /// Returns: how many letters a line has room for at this moment; 0 when nothing limits it.
+  virtual std::size_t columns() const = 0;
+  /// Shows a text in place of the one before.
+  virtual void show(const std::string& text) = 0;
+  /// Lets what is shown stay.
+  virtual void leave() = 0;
+
+  /// Returns: standard error.
+  static Display& standardError();
+};
+
+/// Shows on one line of standard error how far a command is: bytes and rate and, when the whole is known, how much
+/// of it that is and the time left. Of work that takes less than half a second nothing is shown, unless the user asked
+/// for progress.
 ///
 /// Threads: advance may be called from any thread.
 class Progress {
@@ -21,7 +41,7 @@ class Progress {
   static void show(When when) noexcept;
 
   /// `total` bytes are to be done; -1 when that is not known.
-  explicit Progress(int64 total);
+  explicit Progress(int64 total, Display& display = Display::standardError());
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
@@ -30,16 +50,18 @@ class Progress {
   void advance(int64 bytes);
 
  private:
-  using Clock = std::chrono::steady_clock;
-  void draw(Clock::time_point now);
+  void draw(Display::Clock::time_point now);
   std::string line(double seconds) const;
 
-  bool shown_;
-  int64 total_;
+  Display& display_;
+  const bool shown_;
+  const bool askedFor_;
+  const int64 total_;
   std::atomic<int64> done_ = 0;
-  Clock::time_point start_;
+  const Display::Clock::time_point start_;
   std::mutex drawing_;
-  Clock::time_point nextDraw_;
+  Display::Clock::time_point nextDraw_;
+  bool drawn_ = false;
 };
 
 /// Returns: a count of bytes as people read it, such as "3.4 MB".

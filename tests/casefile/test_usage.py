@@ -2,8 +2,12 @@ import bz2
 import gzip
 import lzma
 import os
+import select
+import struct
+import subprocess
+import time
 
-from support import HEADER, CasefileTest, positions, posix_only
+from support import BLOCK, DEADLINE, HEADER, CasefileTest, positions, posix_only, text_rows
 
 COMMANDS = ["pack", "append", "unpack", "cat", "info", "verify", "recover"]
 
@@ -175,9 +179,52 @@ class Progress(CasefileTest):
 
     def test_is_shown_when_asked_for(self):
         result = self.run_casefile("pack", "--progress", self.write("in", HEADER * 1000), self.path("out"))
-        self.assertRegex(result.stderr.decode(), r"14\.0 kB of 14\.0 kB, [\d.]+ MB/s")
+        self.assertRegex(result.stderr.decode(), r"100 %, 14\.0 kB of 14\.0 kB, [\d.]+ MB/s")
         result = self.run_casefile("verify", "--no-progress", self.path("out"))
         self.assertEqual(result.stderr, b"")
+
+
+    def test_ends_at_a_hundred_percent(self):
+        self.write("in", HEADER + positions(5 * BLOCK))
+        for arguments in [("pack", "in", "file.case"), ("pack", "--dictionary", "in", "in", "other"),
+                          ("append", "file.case", "in"), ("unpack", "file.case", "plain"), ("cat", "file.case"),
+                          ("cat", "--from", "5", "--bytes", "5000000", "file.case")]:
+            result = self.run_casefile(*arguments, "--progress", cwd=self.folder)
+            last = result.stderr.decode().split("\r")[-1]
+            self.assertRegex(last, r"100 %, ([\d.]+ .?B) of \1, [\d.]+ MB/s\n", arguments)
+
+    @posix_only
+    def test_fits_the_terminal_whose_width_changes(self):
+        import pty
+        ours, terminal = pty.openpty()
+        self.addCleanup(os.close, ours)
+        set_width(terminal, 30)
+        process = self.start_casefile("pack", "-", self.path("out"), stdin=subprocess.PIPE, stderr=terminal)
+        process.stdin.write(HEADER)
+        self.feed_until_shown(process, ours)
+        shown = os.read(ours, 4096)
+        set_width(terminal, 14)
+        process.stdin.close()
+        self.assertEqual(process.wait(DEADLINE), 0)
+        shown += os.read(ours, 4096)
+        os.close(terminal)
+        lines = shown.decode().replace("\x1b[K", "").strip().split("\r")
+        self.assertRegex(lines[0], r"^[\d.]+ MB, [\d.]+ MB/s$")
+        self.assertRegex(lines[-1], r"^[\d.]+ MB$")
+        self.assertTrue(all(len(line) < 30 for line in lines), lines)
+
+    def feed_until_shown(self, process, terminal):
+        end = time.monotonic() + DEADLINE
+        while not select.select([terminal], [], [], 0.05)[0]:
+            self.assertLess(time.monotonic(), end, "nothing is shown")
+            process.stdin.write(text_rows(300000))
+            process.stdin.flush()
+
+
+def set_width(terminal, columns):
+    import fcntl
+    import termios
+    fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
 
 
 class UnreadableInput(CasefileTest):

@@ -1,6 +1,7 @@
 #ifndef CASEFILE_PLATFORM_PROCESS_H
 #define CASEFILE_PLATFORM_PROCESS_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ class InterruptibleCalls {
 int brokenPipeSignal() noexcept;
 
 bool standardErrorIsTerminal() noexcept;
+/// Returns: how many letters a line of the terminal that standard error is has room for now; 0 when it is none.
+std::size_t standardErrorColumns() noexcept;
 
 /// Returns: the program's arguments without its name, in UTF-8.
 std::vector<std::string> arguments(int count, char** values);

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -88,6 +89,11 @@ void endBySignal(int signal) {
 int brokenPipeSignal() noexcept { return SIGPIPE; }
 
 bool standardErrorIsTerminal() noexcept { return ::isatty(STDERR_FILENO) == 1; }
+
+std::size_t standardErrorColumns() noexcept {
+  winsize size{};
+  return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 
 std::vector<std::string> arguments(int count, char** values) { return {values + std::min(count, 1), values + count}; }
 

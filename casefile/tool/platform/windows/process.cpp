@@ -54,6 +54,12 @@ int brokenPipeSignal() noexcept { return 0; }
 
 bool standardErrorIsTerminal() noexcept { return _isatty(2) != 0; }
 
+std::size_t standardErrorColumns() noexcept {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  const bool isConsole = GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) != 0;
+  return isConsole ? static_cast<std::size_t>(std::max(0, info.srWindow.Right - info.srWindow.Left + 1)) : 0;
+}
+
 std::vector<std::string> arguments(int /*count*/, char** /*values*/) {
   int count = 0;
   wchar_t** const values = CommandLineToArgvW(GetCommandLineW(), &count);
