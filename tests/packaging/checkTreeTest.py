@@ -83,7 +83,7 @@ class Documents(Rule):
         self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": shown + "```cpp\nint b;\n```\n"}, "int b;")
 
     def test_the_record_sizes_are_the_divisors_of_a_block(self):
-        tree = {"Datasource/form/compressedForm.h": "constexpr std::size_t kBlockSize = 0x3F0;\n"}
+        tree = {"Datasource/form/block/blockSize.h": "constexpr std::size_t kBlockSize = 0x3F0;\n"}
         sizes = [f"{size:,}" for size in range(1, 0x3F0 + 1) if 0x3F0 % size == 0]
         self.keeps("RecipesListTheRecordSizes", {**tree, "docs/recipes.md": f"| 1 | {', '.join(sizes)} |\n"})
         self.breaks("RecipesListTheRecordSizes", {**tree, "docs/recipes.md": f"| 1 | {', '.join(sizes[1:])} |\n"}, "1008")

@@ -34,7 +34,7 @@ def recipes_show_the_examples(top, _):
 
 def recipes_list_the_record_sizes(top, _):
     """The sizes that the page says straddle no block are the divisors of a block's size."""
-    block = int(re.search(r"\bkBlockSize = (0x[0-9A-F]+|[\d']+);", text(top, "Datasource/form/compressedForm.h"))[1].replace("'", ""), 0)
+    block = int(re.search(r"\bkBlockSize = (\w+);", text(top, "Datasource/form/block/blockSize.h"))[1], 0)
     rows = re.findall(r"^\| [\d,]+ \| ([\d, ]+) \|$", text(top, RECIPES), re.MULTILINE)
     listed = sorted(int(size.replace(",", "")) for row in rows for size in row.split(", "))
     if listed != [size for size in range(1, block + 1) if block % size == 0]:
