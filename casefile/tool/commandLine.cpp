@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include "escaped.h"
 #include "failure.h"
 #include "fileNames.h"
 #include "notes.h"

@@ -1,6 +1,5 @@
 #include "failure.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <map>
@@ -13,6 +12,7 @@
 #include "Datasource/platform/throwError.h"
 #include "Datasource/systemFileException.h"
 #include "casefile/error.h"
+#include "escaped.h"
 #include "platform/process.h"
 #include "statusLine.h"
 
@@ -91,27 +91,6 @@ void throwIfInterrupted() {
   if (const int signal = platform::endRequested(); signal != 0) {
     throw Interrupted{signal};
   }
-}
-
-std::string escaped(const std::string& text) {
-  constexpr unsigned char kDelete = 0x7F;
-  constexpr unsigned char kLeadOfC1 = 0xC2;  // in UTF-8, the second set of control characters is C2 80 to C2 9F
-  std::string result;
-  bool secondOfC1 = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto letter = static_cast<unsigned char>(text[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-    const bool leadsC1 = letter == kLeadOfC1 && next >= 0x80 && next < 0xA0;
-    if (letter < ' ' || letter == kDelete || leadsC1 || secondOfC1) {
-      std::array<char, 8> code{};
-      std::snprintf(code.data(), code.size(), "\\x%02x", letter);
-      result += code.data();
-    } else {
-      result += text[i];
-    }
-    secondOfC1 = leadsC1;
-  }
-  return result;
 }
 
 void say(const std::string& file, const std::string& what) {

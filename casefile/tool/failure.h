@@ -50,9 +50,6 @@ void catchLibraryReports();
 /// Raises Interrupted when a signal has asked the program to end.
 void throwIfInterrupted();
 
-/// Returns: a text in which control characters, which could steer a terminal, stand as `\xNN`.
-std::string escaped(const std::string& text);
-
 /// Prints `casefile: FILE: WHAT`, escaped, on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
 

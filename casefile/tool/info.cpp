@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "escaped.h"
 #include "failure.h"
 #include "openJournal.h"
 #include "options.h"

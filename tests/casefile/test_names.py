@@ -1,3 +1,4 @@
+import os
 import pathlib
 import unittest
 
@@ -45,6 +46,17 @@ class NamesWithControlCharacters(CasefileTest):
     def test_do_not_reach_the_terminal_by_way_of_wrong_usage(self):
         result = self.run_casefile("info", "one", self.NAME, expect=2)
         self.assert_shown(result.stderr.decode())
+
+    def test_bytes_that_are_no_letters_do_not_reach_the_terminal(self):
+        """Some terminals take the bytes from 80 to 9F for control characters."""
+        for name, shown in [(b"a\x9b31mb", rb"a\x9b31mb"), (b"\x80\x9f\xff", rb"\x80\x9f\xff"), (b"cut\xe6\x9b", rb"cut\xe6\x9b"),
+                            (b"long\xc0\x9b\xe0\x80\x9b", rb"long\xc0\x9b\xe0\x80\x9b"), (b"half\xed\xa0\x9b", rb"half\xed\xa0\x9b"),
+                            (b"beyond\xf4\x90\x80\x9b", rb"beyond\xf4\x90\x80\x9b"),
+                            ("\u0093\u00db\u7d50\U0001f39b".encode(), rb"\xc2\x93" + "\u00db\u7d50\U0001f39b".encode())]:
+            for arguments in [("info",), ("info", "one")]:
+                result = self.run_casefile(*arguments, os.fsdecode(name), cwd=self.folder, expect=2)
+                self.assertIn(shown, result.stderr)
+                self.assertNotIn(name, result.stderr)
 
     def test_letters_of_all_scripts_stay(self):
         result = self.run_casefile("info", self.path("Grüße-数据"), expect=2)
