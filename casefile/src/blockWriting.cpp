@@ -54,22 +54,31 @@ LogicalRange BlockWriting::rangeOf(std::size_t block) {
           static_cast<int64>(slotOf(block).size)};
 }
 
+std::span<std::byte> BlockWriting::room() {
+  Slot& slot = slotOf(handedOver_);
+  if (filled_ == 0 && handedOver_ >= slots_.size()) {
+    line_.awaitDelivered(handedOver_ - slots_.size() + 1);
+  }
+  if (!slot.bytes) {
+    slot.bytes.emplace(pool_);
+  }
+  return {slot.bytes->data() + filled_, kBlockSize - filled_};
+}
+
+void BlockWriting::advance(std::size_t count) {
+  filled_ += count;
+  if (filled_ == kBlockSize) {
+    handOver();
+  }
+}
+
 void BlockWriting::write(std::span<const std::byte> bytes) {
   while (!bytes.empty()) {
-    Slot& slot = slotOf(handedOver_);
-    if (filled_ == 0 && handedOver_ >= slots_.size()) {
-      line_.awaitDelivered(handedOver_ - slots_.size() + 1);
-    }
-    if (!slot.bytes) {
-      slot.bytes.emplace(pool_);
-    }
-    const std::size_t count = std::min(bytes.size(), kBlockSize - filled_);
-    std::memcpy(slot.bytes->data() + filled_, bytes.data(), count);
-    filled_ += count;
+    const std::span<std::byte> free = room();
+    const std::size_t count = std::min(bytes.size(), free.size());
+    std::memcpy(free.data(), bytes.data(), count);
     bytes = bytes.subspan(count);
-    if (filled_ == kBlockSize) {
-      handOver();
-    }
+    advance(count);
   }
 }
 

@@ -54,7 +54,13 @@ class BlockWriting : public pipeline::OrderedWork {
   BlockWriting(BlockTarget& file, WritingStart start, const Compressing& how, ProgressReport& report);
   ~BlockWriting() override;
 
-  /// Raises: the first error in the order of the file, of this call or an earlier one's block.
+  /// Waits for a free slot when none is being filled.
+  /// Returns: what is free of the block that is being filled, at least one byte.
+  /// Raises: the first error in the order of the file, of an earlier call's block.
+  std::span<std::byte> room();
+  /// Adds the first `count` bytes of the room. Raises: as room, of this call's block too.
+  void advance(std::size_t count);
+  /// Raises: as advance.
   void write(std::span<const std::byte> bytes);
   /// Writes the last block, the table and the heading. Raises: as write.
   void finish();

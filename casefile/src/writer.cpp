@@ -69,13 +69,37 @@ class Writer::Impl {
     if (bytes.empty()) {
       return;
     }
-    if (row0() == 0) {
-      refuseUse(name_, "the dictionary part must hold at least one byte");
-    }
+    requireDictionary();
     attempt([&] {
       beginCaseData();
       blocks_->write(bytes);
       caseBytes_ += static_cast<int64>(bytes.size());
+    });
+  }
+
+  std::span<std::byte> room() {
+    requireUsable({});
+    requireDictionary();
+    std::span<std::byte> free;
+    attempt([&] {
+      beginCaseData();
+      free = blocks_->room();
+    });
+    room_ = free.size();
+    return free;
+  }
+
+  void advance(std::size_t count) {
+    const std::size_t room = room_;
+    requireUsable({});
+    if (count > room) {
+      refuseUse(name_, "there is no room for so many bytes");
+    }
+    attempt([&] {
+      if (count > 0) {
+        blocks_->advance(count);
+        caseBytes_ += static_cast<int64>(count);
+      }
     });
   }
 
@@ -111,6 +135,12 @@ class Writer::Impl {
  private:
   enum class State { dictionary, caseData, finished, failed, cancelled };
 
+  void requireDictionary() const {
+    if (row0() == 0) {
+      refuseUse(name_, "the dictionary part must hold at least one byte");
+    }
+  }
+
   int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
 
   // A callback's call would wait for the call that waits for the callback.
@@ -136,6 +166,7 @@ class Writer::Impl {
   // Any error ends the file, at once; later calls tell it again.
   template <typename Work>
   void attempt(Work work) {
+    room_ = 0;
     try {
       work();
     } catch (...) {
@@ -185,6 +216,7 @@ class Writer::Impl {
   std::vector<std::byte> piece_;  // of the dictionary part, not yet written
   int64 dictionaryWritten_ = 0;
   int64 caseBytes_ = 0;
+  std::size_t room_ = 0;  // what room() returned, if that was the last call
   State state_ = State::dictionary;
   std::exception_ptr error_;            // of the state `failed`
   std::optional<BlockWriting> blocks_;  // last: its threads use all the others
@@ -207,6 +239,8 @@ Writer::Impl& Writer::impl() const {
 
 void Writer::writeDictionary(std::span<const std::byte> bytes) { impl().writeDictionary(bytes); }
 void Writer::write(std::span<const std::byte> bytes) { impl().write(bytes); }
+std::span<std::byte> Writer::room() { return impl().room(); }
+void Writer::advance(std::size_t count) { impl().advance(count); }
 void Writer::finish() { impl().finish(); }
 std::optional<Error> Writer::leftBehind() const { return impl().leftBehind(); }
 std::int64_t Writer::position() const { return impl().position(); }

@@ -97,13 +97,19 @@ void writeDictionary(const PackOptions& options, Inputs& inputs, Writer& out, Pr
   }
 }
 
+void writeCaseData(PlainInput& input, Writer& out) {
+  for (std::size_t count = 1; count > 0;) {
+    count = input.read(out.room());
+    out.advance(count);
+  }
+}
+
 void writeFile(const PackOptions& options, Inputs& inputs, Writer& out, Progress& progress) {
   warnOfForeign(inputs.plain, options.input);
   writeDictionary(options, inputs, out, progress);
   const int64 row0 = out.position();
-  while (inputs.plain.fill()) {
-    out.write(inputs.plain.bytes());
-    inputs.plain.take(inputs.plain.available());
+  if (row0 > 0) {
+    writeCaseData(inputs.plain, out);
   }
   out.finish();
   sayDetail(options.output, "row-0 position " + std::to_string(row0) + ", from " +

@@ -1,5 +1,7 @@
 #include "plainInput.h"
 
+#include <algorithm>
+#include <cstring>
 #include <system_error>
 
 #include "failure.h"
@@ -26,20 +28,34 @@ files::SystemFile open(const std::string& name) {
 PlainInput::PlainInput(const std::string& name)
     : name_(name == kStandardStream ? "standard input" : name), file_(open(name)), buffer_(kPiece) {}
 
+std::size_t PlainInput::readFile(void* bytes, std::size_t count) {
+  throwIfInterrupted();
+  try {
+    return file_.read(bytes, count);
+  } catch (const std::system_error& error) {
+    throwIfInterrupted();
+    throw Failure(name_, "cannot be read: " + systemWords(error.code().value()), kRefused);
+  }
+}
+
 bool PlainInput::fill() {
   if (next_ < end_) {
     return true;
   }
-  throwIfInterrupted();
   next_ = 0;
-  try {
-    end_ = file_.read(buffer_.data(), buffer_.size());
-  } catch (const std::system_error& error) {
-    end_ = 0;
-    throwIfInterrupted();
-    throw Failure(name_, "cannot be read: " + systemWords(error.code().value()), kRefused);
-  }
+  end_ = 0;
+  end_ = readFile(buffer_.data(), buffer_.size());
   return end_ > 0;
+}
+
+std::size_t PlainInput::read(std::span<std::byte> into) {
+  if (next_ == end_) {
+    return readFile(into.data(), into.size());
+  }
+  const std::size_t count = std::min(into.size(), available());
+  std::memcpy(into.data(), data(), count);
+  take(count);
+  return count;
 }
 
 }  // namespace casefile::program

@@ -31,10 +31,15 @@ class PlainInput {
   const unsigned char* data() const noexcept { return buffer_.data() + next_; }
   std::size_t available() const noexcept { return end_ - next_; }
   std::span<const std::byte> bytes() const noexcept { return std::as_bytes(std::span(data(), available())); }
+  /// Reads the next bytes, what is left of the present piece first. Returns: how many; 0 at the end of the data.
+  /// Raises: as fill.
+  std::size_t read(std::span<std::byte> into);
   /// Leaves `count` bytes of the present piece behind.
   void take(std::size_t count) noexcept { next_ += count; }
 
  private:
+  std::size_t readFile(void* bytes, std::size_t count);
+
   std::string name_;
   files::SystemFile file_;
   std::vector<unsigned char> buffer_;

@@ -47,8 +47,8 @@ struct WriterOptions {
 ///   failed      its error        its error     its error     -> cancelled
 ///   cancelled   usage            usage         usage         stays
 ///
-/// "usage" is an Error of that kind, which changes nothing; any other error makes the state `failed`. Pieces of no
-/// bytes change no state.
+/// room() and advance() count as write. "usage" is an Error of that kind, which changes nothing; any other error makes
+/// the state `failed`. Pieces of no bytes change no state.
 /// Threads: one at a time; different writers are independent of each other.
 class CASEFILE_API Writer {
  public:
@@ -74,6 +74,18 @@ class CASEFILE_API Writer {
   ///   order of the file is raised, by this call or a later one.
   /// Cost: one copy; waits while all threads have blocks to compress.
   void write(std::span<const std::byte> bytes);
+
+  /// Returns: room for the next bytes of case data, at least one, in the block that is being filled: for a program that
+  ///   reads straight into it. It holds until the next call.
+  /// Raises: as write.
+  /// Cost: waits while all threads have blocks to compress.
+  std::span<std::byte> room();
+
+  /// Adds the first `count` bytes of what room() returned last as case data; once, without another call in between.
+  ///
+  /// Raises: as write; `usage` when there is not so much room.
+  /// Cost: no copy.
+  void advance(std::size_t count);
 
   /// Writes what is left, heading and table, and gives the file its name.
   ///

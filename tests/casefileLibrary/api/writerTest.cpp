@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -138,6 +139,56 @@ TEST_F(WriterTest, PiecesOfAnySizeMakeTheSameFile) {
     writeFile("new", 100'000, 2, piece);
     EXPECT_TRUE(support::sameBytes(folder_.readWhole("new"), folder_.readWhole("whole")));
   }
+}
+
+TEST_F(WriterTest, WhatIsPutIntoItsRoomMakesTheSameFile) {
+  const std::string data = support::caseBytes(kRow0, 2 * kBlock + 5);
+  writeFile("whole", data.size(), 2);
+  for (const std::size_t most : {std::size_t{1'000'003}, SIZE_MAX}) {
+    Writer writer = Writer::create(folder_.path("new"), options(2));
+    writer.writeDictionary(bytesOf(support::dictionaryBytes(kRow0)));
+    for (std::size_t at = 0; at < data.size();) {
+      const auto room = writer.room();
+      ASSERT_FALSE(room.empty());
+      const std::size_t count = std::min({most, room.size(), data.size() - at});
+      std::memcpy(room.data(), data.data() + at, count);
+      writer.advance(count);
+      at += count;
+      if (at < data.size()) {
+        writer.write(bytesOf(data).subspan(at++, 1));
+      }
+    }
+    EXPECT_EQ(writer.position(), kRow0 + static_cast<int64>(data.size()));
+    writer.finish();
+    EXPECT_TRUE(support::sameBytes(folder_.readWhole("new"), folder_.readWhole("whole")));
+  }
+}
+
+TEST_F(WriterTest, RoomThatNobodyFillsAddsNothing) {
+  Writer writer = begun();
+  writer.advance(0);
+  EXPECT_FALSE(writer.room().empty());
+  writer.advance(0);
+  EXPECT_FALSE(writer.room().empty());
+  writer.finish();
+  const std::string bytes = folder_.readWhole("new");
+  begun().finish();
+  EXPECT_EQ(bytes, folder_.readWhole("new"));
+}
+
+TEST_F(WriterTest, MoreThanTheRoomOfTheCallBeforeIsWrongUse) {
+  Writer writer = Writer::create(folder_.path("new"), options(2));
+  EXPECT_EQ(errorOf([&] { writer.room(); }).kind(), ErrorKind::usage) << "there is no dictionary part";
+  EXPECT_EQ(errorOf([&] { writer.advance(1); }).kind(), ErrorKind::usage);
+  writer.writeDictionary(bytesOf("dictionary"));
+  EXPECT_EQ(errorOf([&] { writer.advance(1); }).kind(), ErrorKind::usage);
+  const std::size_t size = writer.room().size();
+  EXPECT_EQ(errorOf([&] { writer.advance(size + 1); }).kind(), ErrorKind::usage);
+  writer.write(bytesOf("case data"));
+  EXPECT_EQ(errorOf([&] { writer.advance(1); }).kind(), ErrorKind::usage) << "another call came in between";
+  writer.finish();
+  EXPECT_EQ(errorOf([&] { writer.room(); }).kind(), ErrorKind::usage);
+  EXPECT_EQ(Reader::open(folder_.path("new")).size(), 19);
 }
 
 TEST_F(WriterTest, ADictionaryPartOfManyPiecesIsWrittenAsItIs) {
