@@ -3,7 +3,7 @@ _casefile() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help --help --version -V' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help -h --help -V --version' -- "$word")
     return
   fi
   case $previous in
@@ -14,7 +14,7 @@ _casefile() {
     return
   fi
   if [ "$command" = help ]; then
-    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help -h --help' -- "$word")
     return
   fi
   if [[ $word != -* ]]; then
@@ -22,7 +22,7 @@ _casefile() {
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
     return
   fi
-  local options='--help -q --quiet -v --verbose --progress --no-progress --row0'
+  local options='-h --help -q --quiet -v --verbose --progress --no-progress --row0'
   case $command in
     pack) options+=' --header-lines --dictionary --encoder -j --threads --jobs -f --force --no-sync --no-preserve -o --output' ;;
     append) options+=' --header-lines --encoder -j --threads --jobs' ;;
