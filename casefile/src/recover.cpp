@@ -162,6 +162,14 @@ Recovery rescue(SourceReader& source, const std::string& output, const RecoverOp
   return rescue.told();
 }
 
+std::optional<files::FileStatus> rightsOf(const std::string& input) {
+  try {
+    return files::statusOf(input);
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "cannot be read", {input, "status", error.code(), {}, {}});
+  }
+}
+
 }  // namespace
 
 Recovery recover(std::shared_ptr<const RandomAccessFile> input, const std::string& output,
@@ -178,7 +186,7 @@ Recovery recover(const std::string& input, const std::string& output, const Reco
     file = openBeforeAppend(input);
   }
   SourceReader source(std::move(file));
-  Recovery told = rescue(source, output, options, files::statusOf(input));
+  Recovery told = rescue(source, output, options, rightsOf(input));
   told.unfinishedAppend = std::move(append);
   return told;
 }

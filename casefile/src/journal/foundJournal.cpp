@@ -28,35 +28,45 @@ std::optional<files::FileStatus> dataStatus(const std::string& file) {
   }
 }
 
-std::optional<files::SystemFile> openJournal(const std::string& file, const std::string& name) {
+std::optional<files::SystemFile> openJournal(const std::string& name) {
   try {
     return files::SystemFile::openRegular(name, files::kOpenRead);
-  } catch (const std::system_error& error) {
+  } catch (const std::system_error&) {
     if (!hasName(name)) {
       return std::nullopt;  // in a folder that cannot be searched, which the file itself tells better
     }
-    throw Error(ErrorKind::system, "its journal " + name + " cannot be read", {file, "read", error.code(), {}, {}});
+    throw;
+  }
+}
+
+// Opens what has the journal's name, if it may be believed, and reads it.
+void readInto(FoundJournal& found, const std::string& file) {
+  // One that may not be read need not be, when it is not to be believed.
+  if (const auto status = statusOrNone(found.name); status && status->kind == files::FileKind::regular) {
+    found.distrust = distrustOf(*status, dataStatus(file));
+    if (!found.distrust.empty()) {
+      return;
+    }
+  }
+  if (auto opened = openJournal(found.name); opened) {
+    found.handle.emplace(std::move(*opened));
+    found.distrust = distrustOf(found.handle->status(), dataStatus(file));
+    if (!found.distrust.empty()) {
+      return;
+    }
+    SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+    found.state = readJournal(journal, found.facts);
   }
 }
 
 FoundJournal look(const std::string& file, std::string name) {
   FoundJournal found;
   found.name = std::move(name);
-  // One that may not be read need not be, when it is not to be believed.
-  if (const auto status = statusOrNone(found.name); status && status->kind == files::FileKind::regular) {
-    found.distrust = distrustOf(*status, dataStatus(file));
-    if (!found.distrust.empty()) {
-      return found;
-    }
-  }
-  if (auto opened = openJournal(file, found.name); opened) {
-    found.handle.emplace(std::move(*opened));
-    found.distrust = distrustOf(found.handle->status(), dataStatus(file));
-    if (!found.distrust.empty()) {
-      return found;
-    }
-    SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
-    found.state = readJournal(journal, found.facts);
+  try {
+    readInto(found, file);
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "its journal " + found.name + " cannot be read",
+                {file, "read", error.code(), {}, {}});
   }
   return found;
 }

@@ -42,9 +42,10 @@ Journal::Journal(FileLock& data, const std::string& file, const AppendPlace& pla
                  const std::function<void()>& eachPiece) try
     : data_(data), file_(file), kept_(freeWorkingName(file, data.status())) {
   SourceReader source = bytesOf(data.contents(), file);
-  facts_ = factsOf(source, place, data.identity());
+  const auto facts = factsOf(source, place, data.identity());
+  facts_ = facts.value_or(JournalFacts{});
   giveTo(data.status(), kept_.contents());
-  if (!writeJournal(kept_.contents(), source, facts_, eachPiece)) {
+  if (!facts || !writeJournal(kept_.contents(), source, facts_, eachPiece)) {
     throw Error(ErrorKind::damaged, "has been cut meanwhile", {file, kOperation, {}, {}, {}});
   }
   kept_.contents().sync();

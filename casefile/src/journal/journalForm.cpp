@@ -100,16 +100,17 @@ bool isSoundTail(FileBytes& journal, const JournalFacts& facts) {
          sum == facts.tailCheck;
 }
 
-std::uint32_t anchorOf(FileBytes& source, int64 row0, int64 tailStart) {
+// None: the source ends before.
+std::optional<std::uint32_t> anchorOf(FileBytes& source, int64 row0, int64 tailStart) {
   std::uint32_t sum = 0;
   const auto add = [&](const unsigned char* bytes, std::size_t count, int64) {
     sum = extend(sum, bytes, count);
     return true;
   };
   const int64 firstBlock = row0 + static_cast<int64>(kHeadingSize);
-  forEachPiece(source, std::max<int64>(0, row0 - kAnchorReach), row0, add);
-  forEachPiece(source, std::max(firstBlock, tailStart - kAnchorReach), tailStart, add);
-  return sum;
+  const bool whole = forEachPiece(source, std::max<int64>(0, row0 - kAnchorReach), row0, add) &&
+                     forEachPiece(source, std::max(firstBlock, tailStart - kAnchorReach), tailStart, add);
+  return whole ? std::optional(sum) : std::nullopt;
 }
 
 }  // namespace
@@ -179,22 +180,25 @@ bool writeJournal(files::SystemFile& out, FileBytes& source, JournalFacts& facts
   return true;
 }
 
-JournalFacts factsOf(FileBytes& source, const AppendPlace& place, const files::FileIdentity& file) {
+std::optional<JournalFacts> factsOf(FileBytes& source, const AppendPlace& place, const files::FileIdentity& file) {
   JournalFacts facts;
   facts.fileNumber = file.number;
   facts.fileBorn = file.born;
   facts.row0 = place.row0;
   facts.oldLength = source.size();
   facts.tailStart = datasource::form::overwrittenByAppend(facts.row0, place.last).filePos;
-  facts.anchor = anchorOf(source, facts.row0, facts.tailStart);
-  source.read(facts.heading.data(), facts.heading.size(), facts.row0);
+  const auto anchor = anchorOf(source, facts.row0, facts.tailStart);
+  if (!anchor || source.read(facts.heading.data(), facts.heading.size(), facts.row0) != facts.heading.size()) {
+    return std::nullopt;
+  }
+  facts.anchor = *anchor;
   return facts;
 }
 
 bool isFactsOf(const JournalFacts& facts, FileBytes& source, const AppendPlace& place) {
-  const JournalFacts own = factsOf(source, place, {});
-  return own.row0 == facts.row0 && own.oldLength == facts.oldLength && own.tailStart == facts.tailStart &&
-         own.anchor == facts.anchor && own.heading == facts.heading;
+  const auto own = factsOf(source, place, {});
+  return own && own->row0 == facts.row0 && own->oldLength == facts.oldLength && own->tailStart == facts.tailStart &&
+         own->anchor == facts.anchor && own->heading == facts.heading;
 }
 
 bool anchorFits(FileBytes& source, const JournalFacts& facts) {

@@ -76,8 +76,8 @@ struct AppendPlace {
   std::optional<bInfo> last;
 };
 
-/// Returns: what an append to a file overwrites.
-JournalFacts factsOf(FileBytes& source, const AppendPlace& place, const files::FileIdentity& file);
+/// Returns: what an append to a file overwrites; none when the file ends before its own length says so.
+std::optional<JournalFacts> factsOf(FileBytes& source, const AppendPlace& place, const files::FileIdentity& file);
 /// Returns: whether they are what an append to a file overwrites, tail and all.
 bool isFactsOf(const JournalFacts& facts, FileBytes& source, const AppendPlace& place);
 /// Returns: whether the bytes that no append touches are those of the journal's file.
