@@ -10,7 +10,7 @@ import pathlib
 import subprocess
 import sys
 
-HARNESSES = ("crash", "damage")
+HARNESSES = ("crash", "faults", "damage")
 
 
 def arguments():
@@ -65,7 +65,7 @@ def jobs():
 
 
 def share(given):
-    """The part of the time that each harness gets, where there are more of them than processors."""
+    """The part of the time that each harness may take, where there are more of them than processors."""
     return min(1.0, jobs() / len(given.names or HARNESSES))
 
 

@@ -36,6 +36,14 @@ class Damaged {
 
   // Returns: whether the damage made another sound file, whose contents nobody could doubt.
   bool isSound() const noexcept { return book_.sound; }
+  // Returns: whether the heading is the one that the sound file has.
+  bool hasItsHeading() const noexcept {
+    constexpr std::size_t kHeading = 24;
+    const auto start = static_cast<std::size_t>(shape_.row0);
+    return file.size() >= start + kHeading &&
+           std::equal(file.begin() + shape_.row0, file.begin() + shape_.row0 + kHeading,
+                      shape_.file.begin() + shape_.row0);
+  }
   std::size_t size() const noexcept { return book_.sound ? bookBytes_.size() : before_.size(); }
 
   // Judges a byte that was delivered. Returns: what is wrong with it.
@@ -192,6 +200,69 @@ std::string readByStream(const Damaged& damaged, const Shape& shape, int mode, T
   return "";
 }
 
+// --- verify and recover
+
+// What verify() calls sound can be read to its end.
+std::string verifies(const Damaged& damaged, const Shape& shape, Tally& tally) {
+  casefile::VerifyOptions options;
+  options.row0 = shape.row0;
+  options.byteOrder = told(shape).byteOrder;
+  options.threads = 1;
+  try {
+    if (!casefile::verify(inMemory(damaged.file), options).sound()) {
+      ++tally["files that verify calls damaged"];
+      return damaged.isSound() ? "calls a sound file damaged" : "";
+    }
+  } catch (const casefile::Error& error) {
+    return damaged.isSound() ? std::string("refuses a sound file: ") + error.what() : "";
+  }
+  ++tally["files that verify calls sound"];
+  try {
+    const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file), told(shape));
+    reader.read({0, reader.size()}, [](std::span<const std::byte>, std::int64_t) {});
+    return "";
+  } catch (const casefile::Error& error) {
+    return std::string("calls sound what cannot be read: ") + error.what();
+  }
+}
+
+// What recover() makes is a sound file, and every byte in it is right.
+std::string recovers(const Damaged& damaged, const Shape& shape, bool finds, Tally& tally) {
+  MemoryDisk disk;
+  casefile::RecoverOptions options;
+  options.threads = 1;
+  if (!finds) {
+    options.row0 = shape.row0;
+  }
+  casefile::Recovery recovery;
+  try {
+    recovery = casefile::recover(inMemory(damaged.file), kFile, options);
+  } catch (const casefile::Error&) {
+    ++tally["files that recover finds nothing in"];
+    return disk.image().empty() ? "" : "leaves something behind";
+  }
+  ++tally[recovery.complete() ? "files that recover calls complete" : "files that recover saves a part of"];
+  const Contents contents = readByTheBook(disk.image().at(kFile), recovery.row0, kBlock);
+  if (!contents.sound) {
+    return "makes a file that is not sound";
+  }
+  if (recovery.row0 != shape.row0) {
+    ++tally["files of which recover saves other case data"];
+    return "";
+  }
+  const Bytes saved = contents.logical();
+  for (std::size_t i = 0; i < saved.size(); ++i) {
+    if (std::string wrong = damaged.judge(static_cast<std::int64_t>(i), saved[i], tally); !wrong.empty()) {
+      return wrong;
+    }
+  }
+  // A damaged heading may say that there is nothing.
+  if (recovery.complete() && saved.size() < damaged.size() && damaged.hasItsHeading()) {
+    return "calls " + std::to_string(saved.size()) + " of " + std::to_string(damaged.size()) + " bytes complete";
+  }
+  return "";
+}
+
 // --- appends
 
 const Bytes kMore(700, 'm');
@@ -321,6 +392,9 @@ class DamageHarness : public Harness {
         {"a Reader at random", [&] { return readAtRandom(damaged, shape, tally); }},
         {"a stream", [&] { return readByStream(damaged, shape, 0, tally); }},
         {"a stream with a worker", [&] { return readByStream(damaged, shape, 2, tally); }},
+        {"verify", [&] { return verifies(damaged, shape, tally); }},
+        {"recover", [&] { return recovers(damaged, shape, false, tally); }},
+        {"recover that finds row 0", [&] { return recovers(damaged, shape, true, tally); }},
         {"an Appender", [&] { return appendByAppender(damaged, shape, tally); }},
         {"an append through a stream", [&] { return appendByStream(damaged, shape, tally); }}};
     for (const auto& [who, does] : attempts) {

@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -10,6 +11,16 @@ namespace {
 
 std::atomic<std::size_t> inUse = 0;
 std::atomic<std::size_t> most = 0;
+std::atomic<std::uint64_t> made = 0;
+std::atomic<std::uint64_t> failing = 0;  // the call of that number fails; 0: none
+thread_local int ofTheHarness = 0;       // above 0: allocations are not the library's
+
+// The number of a call, which may be the one that fails.
+void refuseIfItsTurn() {
+  if (ofTheHarness == 0 && ++made == failing) {
+    throw std::bad_alloc();
+  }
+}
 
 void* counted(void* memory) {
   if (memory == nullptr) {
@@ -34,8 +45,12 @@ std::size_t rounded(std::size_t size, std::align_val_t alignment) {
 
 }  // namespace
 
-void* operator new(std::size_t size) { return counted(std::malloc(size)); }
+void* operator new(std::size_t size) {
+  refuseIfItsTurn();
+  return counted(std::malloc(size));
+}
 void* operator new(std::size_t size, std::align_val_t alignment) {
+  refuseIfItsTurn();
   return counted(std::aligned_alloc(static_cast<std::size_t>(alignment), rounded(size, alignment)));
 }
 void operator delete(void* memory) noexcept { release(memory); }
@@ -48,5 +63,14 @@ namespace proof {
 AllocationWatch::AllocationWatch() noexcept : before_(inUse) { most = before_; }
 
 std::size_t AllocationWatch::peak() const noexcept { return most - before_; }
+
+std::uint64_t allocationsMade() noexcept { return made; }
+
+HarnessAllocations::HarnessAllocations() noexcept { ++ofTheHarness; }
+HarnessAllocations::~HarnessAllocations() { --ofTheHarness; }
+
+AllocationFailure::AllocationFailure(std::uint64_t number) noexcept : at_(made + number) { failing = at_; }
+AllocationFailure::~AllocationFailure() { failing = 0; }
+bool AllocationFailure::met() const noexcept { return made >= at_; }
 
 }  // namespace proof

@@ -2,6 +2,7 @@
 #define PROOF_ALLOCATIONS_H
 
 #include <cstddef>
+#include <cstdint>
 
 namespace proof {
 
@@ -14,6 +15,35 @@ class AllocationWatch {
 
  private:
   std::size_t before_;
+};
+
+/// Returns: how often `new` was called, in all threads.
+std::uint64_t allocationsMade() noexcept;
+
+/// What its thread allocates while it lives is the harness's own: it neither fails nor counts.
+class HarnessAllocations {
+ public:
+  HarnessAllocations() noexcept;
+  ~HarnessAllocations();
+  HarnessAllocations(const HarnessAllocations&) = delete;
+  HarnessAllocations& operator=(const HarnessAllocations&) = delete;
+};
+
+/// Lets one call of `new` fail, in whatever thread, for as long as it lives.
+///
+/// Requires: one at a time.
+class AllocationFailure {
+ public:
+  /// `number` counts from 1, from the next call on.
+  explicit AllocationFailure(std::uint64_t number) noexcept;
+  ~AllocationFailure();
+  AllocationFailure(const AllocationFailure&) = delete;
+  AllocationFailure& operator=(const AllocationFailure&) = delete;
+  /// Returns: whether the call was made.
+  bool met() const noexcept;
+
+ private:
+  std::uint64_t at_;
 };
 
 }  // namespace proof

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <set>
 #include <utility>
 
 #include "Datasource/platform/cRuntime.h"
+#include "support/allocations.h"
 #include "systemCalls.h"
 
 namespace proof {
@@ -22,6 +25,9 @@ using datasource::platform::SystemCalls;
 namespace {
 
 constexpr int kFirstDescriptor = 1000;
+
+// PROOF_TRACE in the environment: every call is printed, with a mark when something was done to it.
+const bool kTraces = std::getenv("PROOF_TRACE") != nullptr;
 
 struct File {
   int number = 0;
@@ -95,6 +101,9 @@ struct MemoryDiskCalls {
       if (disk->interference) {
         fate = disk->interference(name, size);
       }
+      if (kTraces) {
+        std::fprintf(stderr, "%s %u%s\n", name, size, isInterference(fate) ? " !" : "");
+      }
       if (fate.error != 0) {
         errno = fate.error;
       }
@@ -112,6 +121,11 @@ struct MemoryDiskCalls {
     MemoryDisk::Fate fate;
 
    private:
+    static bool isInterference(const MemoryDisk::Fate& fate) {
+      return fate.error != 0 || fate.byHalf || fate.byOne || fate.toNothing;
+    }
+
+    const HarnessAllocations own_;
     std::lock_guard<std::mutex> lock_;
   };
 

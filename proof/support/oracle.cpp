@@ -56,7 +56,7 @@ FoundBlock inflateBlock(const Bytes& file, const Record& record, std::size_t blo
 Contents readInOrder(const Bytes& file, std::int64_t row0, std::size_t blockSize, bool big) {
   Contents contents;
   const auto start = static_cast<std::size_t>(row0);
-  if (row0 < 1 || file.size() < start + kRecord) {
+  if (row0 < 0 || file.size() < start + kRecord) {
     return contents;
   }
   contents.dictionary.assign(file.begin(), file.begin() + row0);

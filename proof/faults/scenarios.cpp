@@ -1,0 +1,428 @@
+#include "faults/scenarios.h"
+
+#include <atomic>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+
+#include "Datasource/platform/assertion.h"
+#include "Datasource/platform/throwError.h"
+#include "Datasource/zcmpsFilestr.h"
+#include "casefile/casefile.h"
+#include "support/oracle.h"
+
+namespace proof {
+namespace {
+
+const std::string kFile = "/disk/file.case";
+const std::string kOutput = "/disk/out.case";
+const std::string kDictionary = "name,age,city\n";
+const auto kRow0 = static_cast<std::int64_t>(kDictionary.size());
+constexpr std::size_t kBlock = 4096;
+constexpr std::size_t kBytes = 2 * kBlock + 700;
+constexpr std::size_t kMore = kBlock + 300;
+constexpr std::size_t kPiece = 1500;
+
+std::atomic<int> reports = 0;
+void noteAssertion(const wchar_t* /*text*/, const wchar_t* /*file*/, unsigned int /*line*/) { ++reports; }
+void noteLost(const char* /*where*/, const std::exception_ptr& /*error*/) { ++reports; }
+
+// How the use of a stream ends.
+enum class End { close, destroy, unwind, giveUp };
+
+struct Unwinding {};
+
+Bytes caseData(std::size_t count, std::size_t from = 0) {
+  Bytes bytes(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t at = from + i;
+    bytes[i] = static_cast<unsigned char>(at % 8 == 0 ? at / 8 * 2654435761U >> 24 : at / 8 >> (at % 8 - 1));
+  }
+  return bytes;
+}
+
+std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
+
+Image sound() { return {{kFile, makeByTheBook(kDictionary, caseData(kBytes))}}; }
+
+Bytes logical(std::size_t cases) {
+  Bytes bytes(kDictionary.begin(), kDictionary.end());
+  const Bytes data = caseData(cases);
+  bytes.insert(bytes.end(), data.begin(), data.end());
+  return bytes;
+}
+
+Told told(bool well) { return well && reports == 0 ? Told::success : Told::failure; }
+
+// --- what is judged
+
+// Every byte that is there is right and is there by the book, if success was told.
+std::string holds(const Image& image, const std::string& name, std::size_t cases) {
+  const auto found = image.find(name);
+  if (found == image.end()) {
+    return "success was told, and there is no file";
+  }
+  const Contents contents = readByTheBook(found->second, kRow0, kBlock);
+  if (!contents.sound) {
+    return "success was told, and the file is damaged";
+  }
+  return contents.logical() == logical(cases) ? "" : "success was told, and the file holds something else";
+}
+
+std::string unchanged(const Image& image, const Image& before) {
+  return image == before ? "" : "what was only read has changed, or something was left behind";
+}
+
+// A new file by a stream: a failure may leave anything, which the program was told.
+std::string judgeStreamWrite(const Image& image, Told told) {
+  return told == Told::success ? holds(image, kFile, kBytes) : "";
+}
+
+std::string judgeStreamAppend(const Image& image, Told told) {
+  return told == Told::success ? holds(image, kFile, kBytes + kMore) : "";
+}
+
+// A new file by a Writer or recover(): complete, or what was there before; nothing beside it.
+std::string judgeNewFile(const Image& image, Told told, const Image& before, const std::string& name) {
+  if (told == Told::success) {
+    Image expected = before;
+    expected[name] = image.count(name) > 0 ? image.at(name) : Bytes();
+    const std::string wrong = holds(image, name, kBytes);
+    return wrong.empty() && image != expected ? "something is left beside the file" : wrong;
+  }
+  // An error behind the rename, as of a folder that cannot be synced, leaves the complete file.
+  Image complete = before;
+  complete[name] = before.count(name) > 0 ? before.at(name) : Bytes();
+  if (image == before) {
+    return "";
+  }
+  return image.size() == complete.size() && holds(image, name, kBytes).empty() ? "" : "a failure left something behind";
+}
+
+// What recover() calls incomplete is a sound file all the same.
+std::string judgeRecovered(const Image& image, Told told) {
+  const auto found = image.find(kOutput);
+  if (told == Told::nothing && found != image.end()) {
+    return image.size() == 2 && readByTheBook(found->second, kRow0, kBlock).sound ? "" : "a file that is not sound";
+  }
+  return judgeNewFile(image, told, sound(), kOutput);
+}
+
+// The old or the new file, at the latest when the next Appender has opened it.
+std::string judgeAppender(const Image& image, Told told) {
+  if (told == Told::success) {
+    std::string wrong = holds(image, kFile, kBytes + kMore);
+    // The journal of an append that has finished may stay, empty, where it cannot be removed.
+    const bool alone = image.size() == 1 || (image.size() == 2 && image.count(kFile + ".journal") == 1);
+    return wrong.empty() && !alone ? "something is left beside the file" : wrong;
+  }
+  MemoryDisk disk(image);
+  try {
+    casefile::AppenderOptions options;
+    options.row0 = kRow0;
+    options.threads = 1;
+    casefile::Appender::open(kFile, options);
+  } catch (const casefile::Error& error) {
+    return std::string("the next append is refused: ") + error.what();
+  }
+  const Image mended = disk.image();
+  if (mended.size() != 1) {
+    return "something is left beside the file";
+  }
+  return mended == sound() || holds(mended, kFile, kBytes + kMore).empty() ? "" : "the file is neither old nor new";
+}
+
+// --- streams
+
+// Ends a stream in one of its ways. Returns: what was told.
+Told finish(zcmpsFilestr& stream, End end) {
+  switch (end) {
+    case End::close:
+      return told(stream.Close() == 1);
+    case End::unwind:
+      throw Unwinding();
+    case End::giveUp:
+      stream.giveUp();
+      return Told::nothing;
+    default:
+      return Told::success;  // unless its destructor says otherwise
+  }
+}
+
+// Runs the use of a stream whose destructor may tell something too.
+template <typename Use>
+Told useStream(Use use) {
+  reports = 0;
+  Told result = Told::nothing;
+  try {
+    result = use();
+  } catch (const Unwinding&) {
+    // a destructor that meets an error then can only report it
+    return reports == 0 ? Told::success : Told::failure;
+  }
+  return reports == 0 ? result : Told::failure;
+}
+
+Told writeByStream(int mode, End end) {
+  return useStream([=] {
+    bool taken = true;
+    VORN_FileStream plain(kFile.c_str(), "wb");
+    taken = plain.Write(kDictionary.data(), kDictionary.size()) == kDictionary.size();
+    zcmpsFilestr stream(plain);
+    stream.setMultiThread(mode);
+    stream.setRow0Pos(kRow0);
+    stream.Seek(kRow0, VORN_StrBaseIO::SeekFromStart);
+    const Bytes data = caseData(kBytes);
+    for (std::size_t at = 0; at < data.size() && taken; at += kPiece) {
+      const std::size_t size = std::min(kPiece, data.size() - at);
+      taken = stream.Write(data.data() + at, size) == size;
+    }
+    const Told result = finish(stream, end);
+    return taken ? result : Told::failure;
+  });
+}
+
+Told appendByStream(End end) {
+  return useStream([=] {
+    VORN_FileStream plain(kFile.c_str(), "rb");
+    zcmpsFilestr stream(plain);
+    stream.readFilePosInfo(kRow0, false);
+    const auto at = kRow0 + static_cast<std::int64_t>(kBytes);
+    stream.Seek(at, VORN_StrBaseIO::SeekFromStart);
+    stream.setFileToAppend(at, false);
+    const Bytes data = caseData(kMore, kBytes);
+    const bool taken = stream.Write(data.data(), data.size()) == data.size();
+    const Told result = finish(stream, end);
+    return taken ? result : Told::failure;
+  });
+}
+
+void requireRight(const unsigned char* bytes, std::size_t count, std::size_t at, const Bytes& expected) {
+  if (at + count > expected.size() ||
+      !std::equal(bytes, bytes + count, expected.begin() + static_cast<std::ptrdiff_t>(at))) {
+    throw Wrong("wrong bytes were delivered at " + std::to_string(at));
+  }
+}
+
+Told readByStream(int mode, End end) {
+  return useStream([=] {
+    VORN_FileStream plain(kFile.c_str(), "rb");
+    zcmpsFilestr stream(plain);
+    stream.setMultiThread(mode);
+    stream.readFilePosInfo(kRow0, false);
+    const Bytes expected = logical(kBytes);
+    auto at = static_cast<std::size_t>(kRow0);
+    stream.Seek(kRow0, VORN_StrBaseIO::SeekFromStart);
+    Bytes piece(kPiece);
+    for (std::size_t got = 1; got > 0; at += got) {
+      got = stream.Read(piece.data(), piece.size());
+      requireRight(piece.data(), got, at, expected);
+    }
+    const Told result = finish(stream, end);
+    if (result == Told::success && reports == 0 && at != expected.size()) {
+      throw Wrong("an end at " + std::to_string(at) + " without a word");
+    }
+    return result;
+  });
+}
+
+// The same file as plain bytes, with a worker that reads ahead.
+Told readAhead() {
+  return useStream([] {
+    const Bytes expected = sound().at(kFile);
+    VORN_FileStream stream(kFile.c_str(), "rb");
+    stream.EnableMultiThreadReading();
+    Bytes piece(kPiece);
+    std::size_t at = 0;
+    for (std::size_t got = 1; got > 0; at += got) {
+      got = stream.Read(piece.data(), piece.size());
+      requireRight(piece.data(), got, at, expected);
+    }
+    const bool atEnd = stream.EndOfFile() != 0 && at == expected.size();
+    return told(stream.Close() == 1 && atEnd);
+  });
+}
+
+// Two streams that share a file: what one writes and flushes the other reads.
+Told shareFile() {
+  return useStream([] {
+    const Bytes data = caseData(kBytes);
+    VORN_FileStream writer(kFile.c_str(), "w+b");
+    VORN_FileStream reader(writer);
+    bool well = writer.Write(data.data(), data.size()) == data.size() && writer.Flush() == 1;
+    Bytes piece(kPiece);
+    std::size_t at = 0;
+    for (std::size_t got = 1; got > 0; at += got) {
+      got = reader.Read(piece.data(), piece.size());
+      requireRight(piece.data(), got, at, data);
+    }
+    well = well && at == data.size();
+    return told(writer.Close() == 1 && well);
+  });
+}
+
+std::string judgeShared(const Image& image, Told told) {
+  return told != Told::success || image.at(kFile) == caseData(kBytes) ? "" : "success was told, and the file is wrong";
+}
+
+// --- the casefile library
+
+casefile::ProgressCallback stopAfter(int calls) {
+  if (calls == 0) {
+    return {};
+  }
+  return [calls, seen = 0](const casefile::Progress& /*progress*/) mutable {
+    return ++seen == calls ? casefile::Next::stop : casefile::Next::proceed;
+  };
+}
+
+Told writeByWriter(std::size_t threads, bool sync, End end) {
+  casefile::WriterOptions options;
+  options.threads = threads;
+  options.sync = sync;
+  casefile::Writer writer = casefile::Writer::create(kFile, options);
+  writer.writeDictionary(std::as_bytes(std::span(kDictionary)));
+  const Bytes data = caseData(kBytes);
+  writer.write(bytesOf(data));
+  if (end == End::close) {
+    writer.finish();
+    return Told::success;
+  }
+  if (end == End::giveUp) {
+    writer.cancel();
+  }
+  return Told::nothing;
+}
+
+Told appendByAppender(std::size_t threads, End end, int stopAt) {
+  casefile::AppenderOptions options;
+  options.row0 = kRow0;
+  options.threads = threads;
+  options.progress = stopAfter(stopAt);
+  casefile::Appender appender = casefile::Appender::open(kFile, options);
+  const Bytes data = caseData(kMore, kBytes);
+  appender.write(bytesOf(data));
+  if (end == End::close) {
+    appender.finish();
+    return Told::success;
+  }
+  if (end == End::giveUp) {
+    appender.cancel();
+  }
+  return Told::nothing;
+}
+
+Told readByReader(std::size_t threads, bool finds) {
+  casefile::ReaderOptions options;
+  options.threads = threads;
+  if (!finds) {
+    options.row0 = kRow0;
+  }
+  const casefile::Reader reader = casefile::Reader::open(kFile, options);
+  const Bytes expected = logical(kBytes);
+  std::size_t next = 0;
+  reader.read({0, reader.size()}, [&](std::span<const std::byte> bytes, std::int64_t position) {
+    next = static_cast<std::size_t>(position) + bytes.size();
+    requireRight(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), static_cast<std::size_t>(position),
+                 expected);
+  });
+  Bytes piece(kPiece);
+  for (const std::int64_t at : {std::int64_t{5000}, std::int64_t{3}, std::int64_t{8000}}) {
+    const std::size_t got = reader.readAt(std::as_writable_bytes(std::span(piece)), at);
+    requireRight(piece.data(), got, static_cast<std::size_t>(at), expected);
+  }
+  if (next != expected.size()) {
+    throw Wrong("an end at " + std::to_string(next) + " without a word");
+  }
+  return Told::success;
+}
+
+Told verifyFile(std::size_t threads) {
+  casefile::VerifyOptions options;
+  options.threads = threads;
+  options.row0 = kRow0;
+  // A file that ends too early is damaged.
+  return casefile::verify(kFile, options).sound() ? Told::success : Told::failure;
+}
+
+Told recoverFile(std::size_t threads) {
+  casefile::RecoverOptions options;
+  options.threads = threads;
+  options.row0 = kRow0;
+  return casefile::recover(kFile, kOutput, options).complete() ? Told::success : Told::nothing;
+}
+
+const char* nameOf(End end) {
+  switch (end) {
+    case End::close:
+      return "closed";
+    case End::destroy:
+      return "destroyed";
+    case End::unwind:
+      return "unwound";
+    default:
+      return "given up";
+  }
+}
+
+void addStreams(std::vector<Scenario>& all) {
+  for (const End end : {End::close, End::destroy, End::unwind, End::giveUp}) {
+    const std::string how = std::string(", ") + nameOf(end);
+    for (const int mode : {0, 1}) {
+      all.push_back({"a stream writes in mode " + std::to_string(mode) + how,
+                     {},
+                     [=] { return writeByStream(mode, end); },
+                     judgeStreamWrite});
+    }
+    all.push_back({"a stream appends" + how, sound(), [=] { return appendByStream(end); }, judgeStreamAppend});
+    for (const int mode : {0, 2}) {
+      all.push_back({"a stream reads in mode " + std::to_string(mode) + how, sound(),
+                     [=] { return readByStream(mode, end); },
+                     [](const Image& image, Told) { return unchanged(image, sound()); }});
+    }
+  }
+  all.push_back(
+      {"a stream reads ahead", sound(), readAhead, [](const Image& image, Told) { return unchanged(image, sound()); }});
+  all.push_back({"two streams share a file", {{kFile, {}}}, shareFile, judgeShared});
+}
+
+void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
+  const std::string with = ", threads " + std::to_string(threads);
+  const auto onlyReads = [](const Image& image, Told) { return unchanged(image, sound()); };
+  for (const End end : {End::close, End::destroy, End::giveUp}) {
+    const std::string how = with + ", " + nameOf(end);
+    for (const Image& before : {Image{}, Image{{kFile, Bytes(100, 'o')}}}) {
+      all.push_back({"a Writer" + how + (before.empty() ? "" : ", over another file"), before,
+                     [=] { return writeByWriter(threads, !before.empty(), end); },
+                     [=](const Image& image, Told told) { return judgeNewFile(image, told, before, kFile); }});
+    }
+    all.push_back({"an Appender" + how, sound(), [=] { return appendByAppender(threads, end, 0); }, judgeAppender});
+  }
+  for (const int stopAt : {1, 2}) {
+    all.push_back({"an Appender" + with + ", stopped at block " + std::to_string(stopAt), sound(),
+                   [=] { return appendByAppender(threads, End::close, stopAt); }, judgeAppender});
+  }
+  for (const bool finds : {false, true}) {
+    all.push_back({std::string("a Reader") + (finds ? " that finds row 0" : "") + with, sound(),
+                   [=] { return readByReader(threads, finds); }, onlyReads});
+  }
+  all.push_back({"verify" + with, sound(), [=] { return verifyFile(threads); }, onlyReads});
+  all.push_back({"recover" + with, sound(), [=] { return recoverFile(threads); }, judgeRecovered});
+}
+
+}  // namespace
+
+std::vector<Scenario> allScenarios() {
+  std::vector<Scenario> all;
+  addStreams(all);
+  addLibrary(all, 1);
+  addLibrary(all, 4);
+  return all;
+}
+
+void listenToReports() {
+  datasource::platform::setAssertionHandler(noteAssertion);
+  datasource::platform::setLostErrorHandler(noteLost);
+}
+
+}  // namespace proof

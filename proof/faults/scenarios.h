@@ -1,0 +1,45 @@
+#ifndef PROOF_SCENARIOS_H
+#define PROOF_SCENARIOS_H
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/memoryDisk.h"
+
+namespace proof {
+
+/// What was told at the end of a scenario.
+enum class Told {
+  success,  ///< everything was done
+  failure,  ///< an error, one that nobody could be given, or a neutral result behind an assertion
+  nothing   ///< the work was given up, or ended without an operation that tells
+};
+
+/// Thrown by a scenario: the library delivered what is wrong, and told nothing.
+class Wrong : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A use of the libraries, from its first call to its last.
+struct Scenario {
+  std::string name;
+  Image atFirst;
+  /// Does it. What it throws is a failure that was told.
+  std::function<Told()> act;
+  /// Judges what the disk holds then. Returns: what is wrong.
+  std::function<std::string(const Image&, Told)> judge;
+};
+
+/// Returns: writing, reading, reading ahead and appending through streams; Reader, Writer, Appender, verify and recover
+///   with one thread and several; each with the ways in which it may end.
+std::vector<Scenario> allScenarios();
+
+/// Makes errors that nobody could be given, and assertions, count as told.
+void listenToReports();
+
+}  // namespace proof
+
+#endif
