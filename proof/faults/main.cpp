@@ -1,0 +1,79 @@
+// What the libraries make of every failing call, one in each case.
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "faults/faultyRun.h"
+#include "faults/scenarios.h"
+#include "support/harness.h"
+
+namespace proof {
+namespace {
+
+constexpr Fault kFaults[] = {
+    {"EIO once", {EIO, false, false, false}, false, Where::everywhere},
+    {"EIO from there on", {EIO, false, false, false}, true, Where::everywhere},
+    {"ENOSPC from there on", {ENOSPC, false, false, false}, true, Where::takesRoom},
+    {"EDQUOT from there on", {EDQUOT, false, false, false}, true, Where::takesRoom},
+    {"EINTR once", {EINTR, false, false, false}, false, Where::transfers},
+    {"one byte once", {0, false, true, false}, false, Where::transfers},
+    {"half once", {0, true, false, false}, false, Where::transfers},
+    {"nothing once", {0, false, false, true}, false, Where::transfers},
+};
+constexpr std::size_t kFaultCount = std::size(kFaults);
+// For each scenario: every way to fail at every call, then no memory at every allocation. Threads make the numbers
+// vary, so there are some more of each.
+class FaultHarness : public Harness {
+ public:
+  FaultHarness() : scenarios_(allScenarios()) {
+    constexpr std::uint64_t kMore = 5;
+    listenToReports();
+    for (const Scenario& scenario : scenarios_) {
+      counts_.push_back(countOf(scenario));
+      counts_.back().calls += kMore;
+      counts_.back().allocations += kMore;
+      count_ += casesOf(counts_.back());
+    }
+  }
+
+  std::string name() const override { return "faults"; }
+  std::uint64_t cases() const override { return count_; }
+
+  std::string run(std::uint64_t index, Tally& tally) override {
+    std::size_t at = 0;
+    while (index >= casesOf(counts_[at])) {
+      index -= casesOf(counts_[at++]);
+    }
+    const Scenario& scenario = scenarios_[at];
+    if (index < counts_[at].calls * kFaultCount) {
+      const Fault& fault = kFaults[index % kFaultCount];
+      const auto number = static_cast<int>(index / kFaultCount) + 1;
+      return told(scenario, fault.name, number, runWithFaults(scenario, {{&fault, number}}, tally));
+    }
+    const auto number = static_cast<int>(index - counts_[at].calls * kFaultCount) + 1;
+    return told(scenario, "no memory once", number, runWithoutMemory(scenario, number, tally));
+  }
+
+ private:
+  static std::uint64_t casesOf(const Counts& counts) { return counts.calls * kFaultCount + counts.allocations; }
+
+  static std::string told(const Scenario& scenario, const std::string& what, int number, const std::string& wrong) {
+    return wrong.empty() ? wrong : scenario.name + ", " + what + " at " + std::to_string(number) + ": " + wrong;
+  }
+
+  std::vector<Scenario> scenarios_;
+  std::vector<Counts> counts_;
+  std::uint64_t count_ = 0;
+};
+
+}  // namespace
+}  // namespace proof
+
+int main(int count, char** arguments) {
+  proof::FaultHarness harness;
+  return proof::runHarness(harness, count, arguments);
+}
