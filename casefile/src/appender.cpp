@@ -28,7 +28,7 @@ namespace {
   throw Error(ErrorKind::usage, what, {file, "append", {}, {}, {}});
 }
 
-// What the calls of the system meet that nobody has put into words.
+// What the calls of the system meet that nobody has put into words. Not around a callback, whose errors are its own.
 template <typename Work>
 auto withErrors(const std::string& file, Work work) {
   try {
@@ -72,7 +72,7 @@ class Appender::Impl {
         compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
         report_(options.progress, name, "append"),
         file_(std::in_place, name),
-        tookBack_(casefile::rollBack(file_->lock(), name)),
+        tookBack_(withErrors(name, [&] { return casefile::rollBack(file_->lock(), name); })),
         source_(fileFromDescriptor(file_->descriptor(), name)),
         table_(tableOf(source_, options, report_)) {}
   ~Impl() { cancel(); }
@@ -164,7 +164,7 @@ class Appender::Impl {
   template <typename Work>
   void attempt(Work work) {
     try {
-      withErrors(name_, work);
+      work();
     } catch (...) {
       error_ = std::current_exception();
       state_ = State::failed;
@@ -203,9 +203,28 @@ class Appender::Impl {
       start.known = static_cast<int64>(last.size);
     }
     report_.begin(Phase::writing, 0);
-    journal_.emplace(file_->lock(), name_, AppendPlace{row0(), table_.last()}, [this] { report_.advance(0); });
+    keepJournal();
     blocks_.emplace(*file_, std::move(start), compressing_, report_);
     blocks_->write({last.bytes.data(), last.size});
+  }
+
+  // What the callback raises passes through those who put the system's errors into words.
+  void keepJournal() {
+    struct Raised {
+      std::exception_ptr by;
+    };
+    const auto advance = [this] {
+      try {
+        report_.advance(0);
+      } catch (...) {
+        throw Raised{std::current_exception()};
+      }
+    };
+    try {
+      journal_.emplace(file_->lock(), name_, AppendPlace{row0(), table_.last()}, advance);
+    } catch (const Raised& raised) {
+      std::rethrow_exception(raised.by);
+    }
   }
 
   void finishWriting() {
@@ -247,7 +266,7 @@ class Appender::Impl {
 };
 
 Appender Appender::open(const std::string& name, const AppenderOptions& options) {
-  return Appender(withErrors(name, [&] { return std::make_unique<Impl>(name, options); }));
+  return Appender(std::make_unique<Impl>(name, options));
 }
 
 Appender::Appender(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}

@@ -33,6 +33,15 @@ class OpenFile : public RandomAccessFile {
   throw Error(kind, what, {file, "roll back", {}, {}, {}});
 }
 
+// What cannot be looked at has not gone.
+void requireReachable(const std::string& file, const std::string& journal) {
+  try {
+    files::statusOf(journal);
+  } catch (const std::system_error& error) {
+    failJournal(file, "its journal " + journal + " cannot be read", error.code());
+  }
+}
+
 void readWhole(const RandomAccessFile& file, std::span<std::byte> buffer, std::int64_t position) {
   while (!buffer.empty()) {
     const std::size_t got = file.readAt(buffer, position);
@@ -71,6 +80,7 @@ std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file
   auto current = openFile(file);
   FoundJournal found = findJournal(file);
   if (!found.counts()) {
+    requireReachable(file, found.name);
     refuse(file, ErrorKind::busy, "its journal " + found.name + " has gone: the append has ended meanwhile");
   }
   if (found.state != JournalState::sound) {

@@ -151,8 +151,12 @@ void removeFound(FoundJournal& found) {
 }
 
 bool isOfAnother(const FoundJournal& found, const std::string& file) {
-  const auto status = files::statusOf(file);
-  return status && !found.facts.isOf(status->identity);
+  try {
+    const auto status = files::statusOf(file);
+    return status && !found.facts.isOf(status->identity);
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "cannot be read", {file, "read", error.code(), {}, {}});
+  }
 }
 
 bool nothingToTakeBack(FoundJournal& found, FileBytes& data) {

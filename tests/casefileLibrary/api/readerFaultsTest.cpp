@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <random>
 #include <span>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -32,8 +34,9 @@ constexpr int64 kRow0 = 100;
 constexpr std::size_t kBlocks = 12;
 constexpr std::size_t kBytes = kBlocks * 1000;
 
-// What neither library nor standard library knows.
-struct Own {
+// What the program knows alone, though it looks like an error that the library meets itself.
+struct Own : std::system_error {
+  explicit Own(int which) : std::system_error(EIO, std::generic_category()), number(which) {}
   int number;
 };
 

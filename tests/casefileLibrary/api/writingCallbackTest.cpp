@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "../support/sources.h"
@@ -36,7 +38,9 @@ using testing::ElementsAre;
 
 constexpr int64 kRow0 = 10;
 
-struct Own {
+// What the program knows alone, though it looks like an error that the library meets itself.
+struct Own : std::system_error {
+  explicit Own(int which) : std::system_error(EIO, std::generic_category()), number(which) {}
   int number;
 };
 

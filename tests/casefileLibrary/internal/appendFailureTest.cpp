@@ -12,6 +12,8 @@
 #include "../support/systemFaults.h"
 #include "casefile/appender.h"
 #include "casefile/error.h"
+#include "casefile/recover.h"
+#include "casefile/verify.h"
 #include "casefile/writer.h"
 #include "support/compressedBytes.h"
 #include "support/deadline.h"
@@ -142,6 +144,33 @@ TEST_P(AppendFailures, WhileOneIsTakenBackLeaveItToTheNext) {
                   }
                   expectOldAfterTheNextOpening();
                 });
+}
+
+TEST_P(AppendFailures, WhileAFileIsJudgedWhoseAppendIsUnfinishedGiveNoOtherJudgement) {
+  putHalfAnAppend();
+  casefile::VerifyOptions options;
+  options.threads = threads();
+  casefile::Verification told;
+  sweepOverFile([&] { told = {}; }, [&] { told = casefile::verify(path_, options); },
+                [&](const auto& error) {
+                  EXPECT_TRUE(error || (told.asBeforeAppend && told.sound() && told.blocks == 1));
+                  EXPECT_TRUE(error || told.unfinishedAppend.isOpen());
+                });
+}
+
+TEST_P(AppendFailures, WhileAFileIsRescuedWhoseAppendIsUnfinishedGiveItAsItWasOrNothing) {
+  putHalfAnAppend();
+  casefile::RecoverOptions options;
+  options.threads = threads();
+  const std::string output = folder_.path("output");
+  casefile::recover(path_, output, options);
+  const std::string complete = folder_.readWhole("output");
+  sweep([&] { std::filesystem::remove(output); }, [&] { casefile::recover(path_, output, options); },
+        [&](const std::string& file) { return file == path_ || file == path_ + ".journal" || file == output; },
+        [&](const auto& error) {
+          EXPECT_TRUE(error || folder_.exists("output"));
+          EXPECT_TRUE(!folder_.exists("output") || folder_.readWhole("output") == complete);
+        });
 }
 
 CASEFILE_WITH_SYSTEM_FAULTS(AppendFailures);

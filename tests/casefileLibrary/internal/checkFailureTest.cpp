@@ -1,0 +1,122 @@
+// What the system refuses, interrupts or cuts short while a file is inspected, verified or rescued: every call in turn.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "../support/systemFaults.h"
+#include "casefile/error.h"
+#include "casefile/inspect.h"
+#include "casefile/recover.h"
+#include "casefile/verify.h"
+#include "support/compressedBytes.h"
+#include "support/compressedImage.h"
+#include "support/deadline.h"
+#include "support/testFolder.h"
+
+namespace {
+
+using casefile::Holes;
+using casefile::Inspection;
+using casefile::Recovery;
+using casefile::Verification;
+using testing::UnorderedElementsAre;
+
+constexpr int64 kRow0 = 10;
+
+// Four blocks, the third of which is damaged.
+std::string damagedFile() {
+  support::Image image = support::Image::of(kRow0, std::vector<std::size_t>(4, 1000));
+  image.blocks[2][image.blocks[2].size() / 2] ^= 1;
+  return image.bytes();
+}
+
+class CheckFailures : public support::SystemFaultTest {
+ protected:
+  Verification verify() const {
+    casefile::VerifyOptions options;
+    options.threads = threads();
+    return casefile::verify(path_, options);
+  }
+
+  Recovery recover() const {
+    casefile::RecoverOptions options;
+    options.threads = threads();
+    options.holes = Holes::skip;
+    options.sync = true;
+    return casefile::recover(path_, output_, options);
+  }
+
+  void sweepOverFiles(const std::function<void()>& prepare, const std::function<void()>& scenario, const Check& check) {
+    sweep(
+        prepare, scenario, [&](const std::string& file) { return file == path_ || file == output_; }, check);
+  }
+
+  std::vector<std::string> names() const {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.folder())) {
+      found.push_back(entry.path().filename().string());
+    }
+    return found;
+  }
+
+  support::Deadline deadline_{"CheckFailures"};
+  support::TestFolder folder_;
+  const std::string path_ = folder_.writePlain("file", damagedFile());
+  const std::string output_ = folder_.path("output");
+};
+
+TEST_P(CheckFailures, AnInspectionTellsNothingElseThanWithoutThem) {
+  const Inspection without = casefile::inspect(path_);
+  Inspection told;
+  sweepOverFiles([&] { told = {}; }, [&] { told = casefile::inspect(path_); },
+                 [&](const auto& error) {
+                   EXPECT_EQ(told.blocks.size(), error ? 0U : 4U);
+                   EXPECT_EQ(told.faults.size(), error ? 0U : without.faults.size());
+                 });
+}
+
+TEST_P(CheckFailures, AVerificationTellsNoOtherDamageThanThereIs) {
+  const Verification without = verify();
+  Verification told;
+  sweepOverFiles([&] { told = {}; }, [&] { told = verify(); },
+                 [&](const auto& error) {
+                   if (!error) {
+                     EXPECT_EQ(told.blocks, 4U);
+                     EXPECT_EQ(told.faults.size(), without.faults.size());
+                     EXPECT_EQ(told.damagedBlocks, without.damagedBlocks);
+                     EXPECT_THAT(told.lost, testing::ElementsAreArray(without.lost));
+                   }
+                 });
+}
+
+TEST_P(CheckFailures, ARescueGivesAllOfTheOutputOrLeavesTheOldOneAndNothingElse) {
+  const Recovery without = recover();
+  ASSERT_GE(without.losses.size(), 1U);
+  const std::string complete = folder_.readWhole("output");
+  Recovery told;
+  sweepOverFiles([&] { folder_.writePlain("output", "old"); }, [&] { told = recover(); },
+                 [&](const auto& error) {
+                   const std::string now = folder_.readWhole("output");
+                   EXPECT_TRUE(now == "old" || now == complete);
+                   EXPECT_TRUE(error || (now == complete && told.blocks == without.blocks &&
+                                         told.losses.size() == without.losses.size()));
+                   if (!fault().forEver) {  // who may not remove a file leaves it
+                     EXPECT_THAT(names(), UnorderedElementsAre("file", "output"));
+                   }
+                   for (const std::string& name : names()) {
+                     if (name != "file") {
+                       std::filesystem::remove(folder_.folder() / name);
+                     }
+                   }
+                 });
+}
+
+CASEFILE_WITH_SYSTEM_FAULTS(CheckFailures);
+
+}  // namespace
