@@ -1,7 +1,8 @@
 import io
 import os
 
-from support import BLOCK, HEADER, P, CasefileTest, Form, build, hardly_compressible, positions, text_rows
+from support import (BLOCK, HEADER, P, CasefileTest, Form, build, hardly_compressible, no_sanitizer, positions, posix_only,
+                     text_rows)
 
 
 class RoundTrip(CasefileTest):
@@ -193,6 +194,20 @@ class DamagedBlock(CasefileTest):
     def test_a_range_that_leaves_it_out_is_read(self):
         result = self.run_casefile("cat", "--from", P + 2 * BLOCK, "--bytes", BLOCK, self.path("file.case"))
         self.assertEqual(result.stdout, self.before[-BLOCK:])
+
+
+@no_sanitizer
+@posix_only
+class Memory(CasefileTest):
+    MIB = 2 ** 20
+
+    def test_is_bounded_for_each_thread(self):
+        """Two buffers of a block's size each, however long the file is."""
+        self.pack(hardly_compressible(20 * BLOCK))
+        for threads in [1, 2, 8]:
+            for arguments in [("cat",), ("unpack", "-f", "-o", self.path("out")), ("unpack", "-f", "-o", "-")]:
+                _, peak = self.run_and_measure(*arguments, "-j", threads, self.path("file.case"), expect=0)
+                self.assertLess(peak, 16 * self.MIB + threads * 8.5 * self.MIB, arguments)
 
 
 class StandardStreams(CasefileTest):
