@@ -241,8 +241,7 @@ class CommandLine {
         ->type_name("NAME")
         ->check(CLI::Validator(
             [](const std::string& name) {
-              return kEncoders.count(name) == 0 ? name + " is no encoder: auto, zlib, libdeflate or isal"
-                                                : std::string();
+              return kEncoders.contains(name) ? std::string() : name + " is no encoder: auto, zlib, libdeflate or isal";
             },
             ""));
   }

@@ -7,7 +7,7 @@
 namespace casefile {
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 // What the files of a form begin with.
 struct Signature {
