@@ -142,7 +142,10 @@ BlockChain followBlocks(SourceReader& source, int64 row0, ProgressReport& report
 BlockChain followBeyondGaps(SourceReader& source, const Layout& layout, std::size_t threads, ProgressReport& report) {
   const SweptBlocks swept = BlockSweep(source, layout, report).run(threads);
   report.begin(Phase::reading, source.size());
-  return Walk(source, layout, swept.damaged, report).run(true);
+  BlockChain chain = Walk(source, layout, swept.damaged, report).run(true);
+  const int64 ofBlocks = chain.fileEnd - layout.place.row0 - kHead;
+  report.advance(source.size() - ofBlocks);  // the rest of the file takes no time
+  return chain;
 }
 
 BlockChain upToFirstGap(const BlockChain& chain) {

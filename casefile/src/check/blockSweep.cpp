@@ -1,9 +1,21 @@
 #include "blockSweep.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
+#include <vector>
 
 namespace casefile {
+namespace {
+
+// How many bytes will be reported.
+int64 compressedBytes(const std::vector<bInfo>& records) {
+  return std::accumulate(records.begin(), records.end(), int64{0}, [](int64 sum, const bInfo& record) {
+    return sum + (isUsable(record) ? record.translateSize : 0);
+  });
+}
+
+}  // namespace
 
 BlockSweep::BlockSweep(SourceReader& source, const Layout& layout, ProgressReport& report)
     : source_(source), layout_(layout), report_(report) {}
@@ -12,7 +24,7 @@ SweptBlocks BlockSweep::run(std::size_t threads) {
   const std::size_t blocks = layout_.records.size();
   workers_ = std::vector<Worker>(std::max<std::size_t>(1, std::min(threads, blocks)));
   swept_ = {std::vector<bool>(blocks), {}};
-  report_.begin(Phase::reading, layout_.fileSize);
+  report_.begin(Phase::reading, compressedBytes(layout_.records));
   pipeline::runInOrder(*this, blocks, workers_.size());
   return std::move(swept_);
 }

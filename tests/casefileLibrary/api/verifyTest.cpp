@@ -173,15 +173,18 @@ TEST_P(VerifyTest, StopsAtEveryBlockWhenTheProgramSaysSo) {
 TEST_P(VerifyTest, TellsHowFarItIs) {
   VerifyOptions watched = options();
   int64 last = 0;
+  int64 inAll = -1;
   watched.progress = [&](const Progress& progress) {
     if (progress.phase == Phase::reading) {
       EXPECT_GE(progress.bytesDone, last);
       EXPECT_LE(progress.bytesDone, progress.bytesInAll);
       last = progress.bytesDone;
+      inAll = progress.bytesInAll;
     }
     return Next::proceed;
   };
   verifyBytes(image_.bytes(), watched);
+  EXPECT_EQ(last, inAll);
   EXPECT_EQ(last, image_.heading._infoPos - kRow0 - static_cast<int64>(kHeadingSize));
 }
 
