@@ -49,7 +49,8 @@ bool isText(std::span<const std::byte> bytes) {
   constexpr std::string_view kAllowed = "\t\n\v\f\r\x1b";
   return std::none_of(bytes.begin(), bytes.end(), [kAllowed](std::byte byte) {
     const char letter = static_cast<char>(byte);
-    return (static_cast<unsigned char>(letter) < ' ' || letter == '\x7f') && kAllowed.find(letter) == kAllowed.npos;
+    return (static_cast<unsigned char>(letter) < ' ' || letter == '\x7f') &&
+           kAllowed.find(letter) == std::string_view::npos;
   });
 }
 

@@ -186,7 +186,7 @@ class FullDisk(CasefileTest):
 
     def test_pack_in_both_modes(self):
         self.write("in", HEADER + hardly_compressible(3 * BLOCK))
-        for threads in "01":
+        for threads in "0128":
             self.run_limited("pack", "--threads", threads, "in", "out")
 
     def test_pack_of_a_large_dictionary_part(self):
@@ -200,7 +200,7 @@ class FullDisk(CasefileTest):
         for limit in [1, 10, len(HEADER) + 23, len(HEADER) + 24, 100000, len(whole) - 73, len(whole) - 72,
                       len(whole) - 25, len(whole) - 1]:
             self.LIMIT = limit
-            for threads in "01":
+            for threads in "0128":
                 self.run_limited("pack", "--threads", threads, "in", "out")
 
     def test_unpack_and_recover(self):
@@ -233,7 +233,7 @@ class Interrupt(CasefileTest):
 
     def test_leaves_no_half_file(self):
         for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]:
-            for threads in "01":
+            for threads in "0128":
                 self.interrupt_pack(number, "--threads", threads)
                 self.assertEqual(self.names(), [])
 

@@ -7,14 +7,15 @@ from support import (BLOCK, HEADER, P, CasefileTest, Form, build, hardly_compres
 
 class RoundTrip(CasefileTest):
     def check(self, case_data):
-        for pack_threads in "01":
-            self.pack(case_data, "file.case", HEADER, "--threads", pack_threads)
-            for threads in ["0", "1", "2", "8"]:
-                self.assertEqual(self.unpacked("file.case", "--threads", threads), HEADER + case_data)
-                self.run_casefile("unpack", "-f", "-j", threads, self.path("file.case"), self.path("plain"))
-                self.assertEqual(self.read("plain"), HEADER + case_data)
-                result = self.run_casefile("cat", "-j", threads, self.path("file.case"))
-                self.assertEqual(result.stdout, case_data)
+        alone = self.pack(case_data, "file.case", HEADER, "--threads", "0")
+        for threads in "128":
+            self.assertEqual(self.pack(case_data, "file.case", HEADER, "--threads", threads), alone)
+        for threads in ["0", "1", "2", "8"]:
+            self.assertEqual(self.unpacked("file.case", "--threads", threads), HEADER + case_data)
+            self.run_casefile("unpack", "-f", "-j", threads, self.path("file.case"), self.path("plain"))
+            self.assertEqual(self.read("plain"), HEADER + case_data)
+            result = self.run_casefile("cat", "-j", threads, self.path("file.case"))
+            self.assertEqual(result.stdout, case_data)
         form = Form(self.read("file.case"))
         self.assertEqual(sum(record[2] for record in form.records), len(case_data))
         self.run_casefile("verify", self.path("file.case"))
@@ -58,6 +59,19 @@ class Encoders(CasefileTest):
                 self.run_casefile("append", "--encoder", second, "-j", "2", self.path("file.case"), input=data)
                 self.run_casefile("verify", self.path("file.case"))
                 self.assertEqual(self.unpacked(), HEADER + data + data)
+
+    @no_sanitizer
+    @posix_only
+    def test_take_no_more_memory_than_a_few_blocks_for_each_thread(self):
+        file = self.write("in", HEADER + positions(24 * BLOCK))
+        for threads in [1, 2, 8]:
+            for encoder in ["zlib", "libdeflate", "auto"]:
+                _, peak = self.run_and_measure("pack", "-f", "-j", threads, "--encoder", encoder, file,
+                                               self.path("file.case"), expect=0)
+                self.assertLess(peak, (16 + 8.5 * threads) * 2**20, f"{threads} threads, {encoder}")
+                _, peak = self.run_and_measure("append", "-j", threads, "--encoder", encoder, self.path("file.case"),
+                                               file, expect=0)
+                self.assertLess(peak, (16 + 8.5 * threads) * 2**20, f"{threads} threads, {encoder}")
 
     def test_append_by_zlib_gives_the_file_that_packing_all_gives(self):
         data = positions(3 * BLOCK + 1000)
@@ -128,7 +142,7 @@ class DictionaryPart(CasefileTest):
 class IncompressibleBlock(CasefileTest):
     def test_is_an_error_that_names_the_block_and_leaves_nothing(self):
         data = HEADER + text_rows(BLOCK) + os.urandom(BLOCK) + text_rows(100)
-        for threads in "01":
+        for threads in "0128":
             result = self.run_casefile("pack", "--threads", threads, self.write("in", data), self.path("out"), expect=1)
             self.assert_says(result, f"block 1 (logical bytes {P + BLOCK} to {P + 2 * BLOCK - 1})")
             self.assert_message_form(result, self.path("out"))
