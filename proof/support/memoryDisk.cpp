@@ -676,6 +676,8 @@ MemoryDisk::~MemoryDisk() {
   MemoryDiskCalls::disk = nullptr;
 }
 
+void MemoryDisk::remove(const std::string& name) { state_->takeName(name); }
+
 Image MemoryDisk::image() const {
   Image result;
   for (const auto& [name, file] : state_->names) {

@@ -57,6 +57,8 @@ class MemoryDisk {
   MemoryDisk(const MemoryDisk&) = delete;
   MemoryDisk& operator=(const MemoryDisk&) = delete;
 
+  /// Removes a file, as somebody else might.
+  void remove(const std::string& name);
   /// Returns: every file that has a name.
   Image image() const;
   /// Returns: all that was done since the disk was made, in order.
