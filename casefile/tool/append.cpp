@@ -3,6 +3,8 @@
 #include <string>
 
 #include "casefile/appender.h"
+#include "casefile/inspect.h"
+#include "casefile/randomAccessFile.h"
 #include "failure.h"
 #include "notes.h"
 #include "openReader.h"
@@ -58,8 +60,10 @@ void writeAll(Appender& appender, PlainInput& input) {
 
 void tellFile(const Appender& appender, const AppendOptions& options) {
   if (isSaid(Talk::verbose)) {
-    FileReader source(options.file);
-    tellLayout(readLayout(source, locate(source, {appender.row0(), options.hint.swap})), options.file);
+    InspectOptions how;
+    how.row0 = appender.row0();
+    const Inspection told = inspect(openFile(options.file), how);
+    tellPlace(options.file, told.row0, told.swapped, told.blocks.size());
   }
 }
 

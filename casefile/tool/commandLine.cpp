@@ -52,6 +52,9 @@ const std::map<std::string, Encoder> kEncoders = {{"auto", Encoder::automatic},
                                                   {"libdeflate", Encoder::libdeflate},
                                                   {"isal", Encoder::isal}};
 
+// What may become of blocks behind damage.
+const std::map<std::string, Holes> kHoles = {{"stop", Holes::stop}, {"skip", Holes::skip}, {"zero", Holes::zero}};
+
 CLI::Validator notNegative() { return within(0, INT64_MAX); }
 
 constexpr std::string_view kSuffix = ".case";
@@ -62,6 +65,25 @@ std::string withoutSuffix(const std::string& name) {
   const bool isWholeName =
       length == 0 || std::string_view(files::nameSeparators).find(name[length - 1]) != std::string_view::npos;
   return isWholeName || name.substr(length) != kSuffix ? std::string() : name.substr(0, length);
+}
+
+// Where several names may stand the parser takes one in square brackets for a list of names, but not when a zero
+// stands behind it, which is in no name.
+void guardNames(std::vector<std::string>& arguments) {
+  if (arguments.front() != "info" && arguments.front() != "verify") {
+    return;
+  }
+  for (std::string& word : arguments) {
+    if (!word.empty() && word.front() == '[' && word.back() == ']') {
+      word.push_back('\0');
+    }
+  }
+}
+
+void unguard(std::string& name) {
+  if (!name.empty() && name.back() == '\0') {
+    name.pop_back();
+  }
 }
 
 // One command line: CLI11's description of it and the structures that it fills.
@@ -88,6 +110,7 @@ class CommandLine {
       std::fputs(programHelp_.c_str(), stderr);
       return {nullptr, "", kRefused};
     }
+    guardNames(arguments);
     std::reverse(arguments.begin(), arguments.end());
     try {
       app_.parse(std::move(arguments));
@@ -193,11 +216,15 @@ class CommandLine {
         ->excludes(quiet);
   }
 
-  template <typename Options>
-  void onParsed(CLI::App* command, int (*run)(const Options&), const Options& options, const std::string& file) {
-    command->callback([this, run, &options, &file] {
+  static const std::string& firstOf(const std::string& file) { return file; }
+  static const std::string& firstOf(const std::vector<std::string>& files) { return files.front(); }
+
+  // `files`: one name, or several.
+  template <typename Options, typename Files>
+  void onParsed(CLI::App* command, int (*run)(const Options&), const Options& options, const Files& files) {
+    command->callback([this, run, &options, &files] {
       request_.run = [run, &options] { return run(options); };
-      request_.file = file;
+      request_.file = firstOf(files);
     });
   }
 
@@ -214,22 +241,14 @@ class CommandLine {
         ->transform(notNegative());
   }
 
-  static CLI::Option* addThreads(CLI::App* command, int& threads, int least, const char* what) {
-    constexpr int kMostThreads = 1024;
-    return command->add_option("-j,--threads,--jobs", threads, what)
-        ->type_name("N")
-        ->transform(within(least, kMostThreads));
-  }
-
-  // `threads` is 0 unless a number was said, of which 0 stands for one thread.
-  static void addThreads(CLI::App* command, std::size_t& threads) {
+  static void addThreads(CLI::App* command, std::size_t& threads, int least = 0) {
     constexpr int kMostThreads = 1024;
     command
         ->add_option_function<std::size_t>(
             "-j,--threads,--jobs", [&threads](std::size_t said) { threads = std::max<std::size_t>(1, said); },
             "Threads to work on (as many as the process may use when nothing is said)")
         ->type_name("N")
-        ->transform(within(0, kMostThreads));
+        ->transform(within(least, kMostThreads));
   }
 
   static void addWriting(CLI::App* command, std::size_t& threads, Encoder& encoder) {
@@ -262,6 +281,18 @@ class CommandLine {
 
   static CLI::Option* addOutput(CLI::App* command, std::string& name, const char* help) {
     return command->add_option("-o,--output,OUTPUT", name, help)->type_name("FILE");
+  }
+
+  static void addNames(CLI::App* command, std::vector<std::string>& names) {
+    command->add_option("FILE", names, "Compressed files")
+        ->required()
+        ->type_name("")
+        ->transform(CLI::Validator(
+            [](std::string& name) {
+              unguard(name);
+              return std::string();
+            },
+            ""));
   }
 
   static void addName(CLI::App* command, const char* what, std::string& name, const char* help) {
@@ -346,28 +377,47 @@ class CommandLine {
     addPlace(command, info_.hint, true);
     command->add_flag("--blocks", info_.blocks, "A row for each block");
     command->add_flag("--json", info_.json, "As JSON, for programs");
-    addName(command, "FILE", info_.file, "Compressed file");
-    onParsed(command, info, info_, info_.file);
+    addNames(command, info_.files);
+    onParsed(command, info, info_, info_.files);
   }
 
   void addVerify() {
     CLI::App* const command =
         addCommand("verify", "Check heading, table and every block", "casefile verify -j 2 rows.case");
     addPlace(command, verify_.hint, true);
-    addThreads(command, verify_.jobs, 1, "Threads (as many as the machine runs at once when nothing is said)");
-    addName(command, "FILE", verify_.file, "Compressed file");
-    onParsed(command, verify, verify_, verify_.file);
+    addThreads(command, verify_.threads, 1);
+    addNames(command, verify_.files);
+    onParsed(command, verify, verify_, verify_.files);
   }
 
   void addRecover() {
     CLI::App* const command = addCommand("recover", "Rebuild heading and table from the blocks alone",
                                          "casefile recover broken.case rescued.case");
     addRow0(command, recover_.row0);
+    addHoles(command, recover_);
+    addThreads(command, recover_.threads, 1);
     addOutputRules(command, recover_);
     addName(command, "INPUT", recover_.input, "Damaged file; it is not changed");
-    addOutput(command, recover_.output, "Compressed file to make")->required();
+    addOutput(command, recover_.output, "File to make: compressed, or with --partial plain")->required();
     outputs_.push_back(&recover_.output);
     onParsed(command, recover, recover_, recover_.input);
+  }
+
+  static void addHoles(CLI::App* command, RecoverOptions& options) {
+    auto* const holes =
+        command
+            ->add_option_function<std::string>(
+                "--holes", [&options](const std::string& name) { options.holes = kHoles.at(name); },
+                "Sound blocks behind damage: stop leaves them out (as when nothing is said), skip puts them next to "
+                "those before, zero keeps their places and fills in zeros")
+            ->type_name("HOW")
+            ->check(CLI::Validator(
+                [](const std::string& name) {
+                  return kHoles.count(name) == 0 ? name + " is none of stop, skip and zero" : std::string();
+                },
+                ""));
+    command->add_flag("--partial", options.partial, "Write plain data, up to the first damage in a block")
+        ->excludes(holes);
   }
 
   void addHelp() {

@@ -9,12 +9,6 @@
 
 namespace casefile::program {
 
-void refuseForeign(NamedReader& source) {
-  if (const auto foreign = wordsForForeign(source)) {
-    throw Failure(source.name(), *foreign, kRefused);
-  }
-}
-
 void warnOfForeign(PlainInput& input, const std::string& name) {
   if (!isSaid(Talk::usual) || !input.fill()) {
     return;

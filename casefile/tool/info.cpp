@@ -4,8 +4,12 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "casefile/inspect.h"
+#include "compressedForm.h"
+#include "eachFile.h"
 #include "escaped.h"
 #include "failure.h"
+#include "namedReader.h"
 #include "openJournal.h"
 #include "options.h"
 #include "progress.h"
@@ -17,37 +21,35 @@ using Json = nlohmann::ordered_json;
 
 // What info tells, computed once for both forms.
 struct Facts {
-  const Layout& layout;
+  const Inspection& told;
   bool openJournal;
-  int64 caseBytes() const { return layout.logicalEnd() - layout.place.row0; }
-  int64 compressedBytes() const { return layout.blocksEnd() - layout.place.row0 - static_cast<int64>(kHeadingSize); }
+  int64 caseBytes() const { return told.logicalSize - told.row0; }
+  int64 compressedBytes() const { return told.blocksEnd - told.row0 - static_cast<int64>(kHeadingSize); }
   double ratio() const { return static_cast<double>(caseBytes()) / static_cast<double>(compressedBytes()); }
-  const char* byteOrder() const {
-    return (std::endian::native == std::endian::little) != layout.place.swapped ? "little" : "big";
-  }
+  const char* byteOrder() const { return told.byteOrder == std::endian::little ? "little" : "big"; }
 };
 
-Json blockRow(std::size_t index, const bInfo& record) {
+Json blockRow(std::size_t index, const Block& block) {
   return {{"index", index},
-          {"logicalPosition", record.orginalPos},
-          {"logicalSize", record.orginalSize},
-          {"filePosition", record.translatePos},
-          {"fileSize", record.translateSize}};
+          {"logicalPosition", block.range.start},
+          {"logicalSize", block.range.size},
+          {"filePosition", block.filePosition},
+          {"fileSize", block.compressedSize}};
 }
 
 // Adds the blocks as the last member of an object that was printed up to its end: one by one, because there may
 // be millions.
-void printBlockRows(const Layout& layout) {
+void printBlockRows(const Inspection& told) {
   std::printf(",\n  \"blocks\": [");
-  for (std::size_t i = 0; i < layout.records.size(); ++i) {
-    std::printf("%s\n    %s", i == 0 ? "" : ",", blockRow(i, layout.records[i]).dump().c_str());
+  for (std::size_t i = 0; i < told.blocks.size(); ++i) {
+    std::printf("%s\n    %s", i == 0 ? "" : ",", blockRow(i, told.blocks[i]).dump().c_str());
   }
-  std::printf("%s]", layout.records.empty() ? "" : "\n  ");
+  std::printf("%s]", told.blocks.empty() ? "" : "\n  ");
 }
 
-Json faultList(const Layout& layout) {
+Json faultList(const Inspection& told) {
   Json faults = Json::array();
-  for (const Fault& fault : layout.faults) {
+  for (const Fault& fault : told.faults) {
     faults.push_back({{"block", fault.block ? Json(*fault.block) : Json(nullptr)},
                       {"what", fault.what},
                       {"hindersReading", fault.hindersReading},
@@ -56,29 +58,29 @@ Json faultList(const Layout& layout) {
   return faults;
 }
 
-void printJson(const InfoOptions& options, const Facts& facts) {
-  const Layout& layout = facts.layout;
-  Json json = {{"file", options.file},
-               {"fileSize", layout.fileSize},
-               {"logicalSize", layout.logicalEnd()},
-               {"row0", layout.place.row0},
+void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
+  const Inspection& told = facts.told;
+  Json json = {{"file", file},
+               {"fileSize", told.fileSize},
+               {"logicalSize", told.logicalSize},
+               {"row0", told.row0},
                {"byteOrder", facts.byteOrder()},
-               {"swapped", layout.place.swapped},
+               {"swapped", told.swapped},
                {"caseDataSize", facts.caseBytes()},
                {"compressedSize", facts.compressedBytes()},
                {"ratio", facts.compressedBytes() > 0 ? Json(facts.ratio()) : Json(nullptr)},
                {"blockSize", kBlockSize},
-               {"blockCount", layout.records.size()},
-               {"tablePosition", layout.heading._infoPos},
-               {"tableSize", layout.heading._size},
-               {"deadBytes", layout.deadBytes()},
+               {"blockCount", told.blocks.size()},
+               {"tablePosition", told.tablePosition},
+               {"tableSize", told.tableSize},
+               {"deadBytes", told.deadBytes},
                {"unfinishedAppend", facts.openJournal},
-               {"faults", faultList(layout)}};
+               {"faults", faultList(told)}};
   const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
   const std::size_t end = text.rfind("\n}");
   std::printf("%s", text.substr(0, end).c_str());
-  if (options.blocks) {
-    printBlockRows(layout);
+  if (withBlocks) {
+    printBlockRows(told);
   }
   std::printf("%s\n", text.substr(end).c_str());
 }
@@ -90,51 +92,95 @@ std::string size(int64 bytes) {
   return bytes < 1000 ? exact : exact + " (" + readable(bytes) + ")";
 }
 
-void printText(const InfoOptions& options, const Facts& facts) {
-  const Layout& layout = facts.layout;
-  printRow("file", escaped(options.file));
-  printRow("file size", size(layout.fileSize));
-  printRow("logical size", size(layout.logicalEnd()));
-  printRow("row 0", std::to_string(layout.place.row0));
+void printText(const std::string& file, const Facts& facts, bool withBlocks) {
+  const Inspection& told = facts.told;
+  printRow("file", escaped(file));
+  printRow("file size", size(told.fileSize));
+  printRow("logical size", size(told.logicalSize));
+  printRow("row 0", std::to_string(told.row0));
   printRow("byte order", std::string(facts.byteOrder()) + "-endian");
   printRow("case data", size(facts.caseBytes()));
   printRow("compressed", size(facts.compressedBytes()));
   if (facts.compressedBytes() > 0) {
     std::printf("%-16s%.2f\n", "ratio", facts.ratio());
   }
-  printRow("blocks", std::to_string(layout.records.size()));
-  printRow("position table", size(layout.heading._size) + " at " + std::to_string(layout.heading._infoPos));
-  printRow("dead bytes", size(layout.deadBytes()));
-  for (const Fault& fault : layout.faults) {
+  printRow("blocks", std::to_string(told.blocks.size()));
+  printRow("position table", size(told.tableSize) + " at " + std::to_string(told.tablePosition));
+  printRow("dead bytes", size(told.deadBytes));
+  for (const Fault& fault : told.faults) {
     printRow("fault", (fault.block ? "block " + std::to_string(*fault.block) + ": " : "") + fault.what);
   }
-  if (!options.blocks) {
+  if (!withBlocks) {
     return;
   }
   std::printf("\n%8s%20s%12s%20s%12s\n", "block", "logical position", "size", "file position", "size");
-  for (std::size_t i = 0; i < layout.records.size(); ++i) {
-    const bInfo& record = layout.records[i];
-    std::printf("%8zu%20lld%12ld%20lld%12ld\n", i, static_cast<long long>(record.orginalPos),
-                static_cast<long>(record.orginalSize), static_cast<long long>(record.translatePos),
-                static_cast<long>(record.translateSize));
+  for (std::size_t i = 0; i < told.blocks.size(); ++i) {
+    const Block& block = told.blocks[i];
+    std::printf("%8zu%20lld%12lld%20lld%12lld\n", i, static_cast<long long>(block.range.start),
+                static_cast<long long>(block.range.size), static_cast<long long>(block.filePosition),
+                static_cast<long long>(block.compressedSize));
   }
 }
+
+Inspection inspected(const std::string& file, const PlaceHint& hint) {
+  requireOpenable(file);
+  InspectOptions options;
+  options.row0 = hint.row0;
+  options.byteOrder = hint.byteOrder();
+  options.progress = [](const casefile::Progress&) {
+    throwIfInterrupted();
+    return Next::proceed;
+  };
+  return withPlaceExplained(hint.row0.has_value(), [&] { return inspect(file, options); });
+}
+
+// Prints what several files hold as one text: JSON as a list, else with empty lines between them.
+class Printer {
+ public:
+  explicit Printer(const InfoOptions& options) : options_(options), asList_(options.json && options.files.size() > 1) {}
+
+  int print(const std::string& file) {
+    const bool openJournal = mentionOpenJournal(file);
+    const Inspection told = inspected(file, options_.hint);
+    tellPlace(file, told.row0, told.swapped, told.blocks.size());
+    const Facts facts{told, openJournal};
+    if (options_.json) {
+      std::printf("%s", separator(asList_ ? "[\n" : "", ",\n"));
+      printJson(file, facts, options_.blocks);
+    } else {
+      std::printf("%s", separator("", "\n"));
+      printText(file, facts, options_.blocks);
+    }
+    requirePrinted();
+    return told.damaged() ? kFailed : kDone;
+  }
+
+  void end() {
+    if (asList_) {
+      std::printf("%s]\n", separator("[", ""));
+      requirePrinted();
+    }
+  }
+
+ private:
+  const char* separator(const char* first, const char* later) {
+    const char* const chosen = printed_ ? later : first;
+    printed_ = true;
+    return chosen;
+  }
+
+  const InfoOptions& options_;
+  bool asList_;
+  bool printed_ = false;
+};
 
 }  // namespace
 
 int info(const InfoOptions& options) {
-  const bool openJournal = mentionOpenJournal(options.file);
-  FileReader source(options.file);
-  const Layout layout = readLayout(source, locate(source, options.hint));
-  tellLayout(layout, options.file);
-  const Facts facts{layout, openJournal};
-  if (options.json) {
-    printJson(options, facts);
-  } else {
-    printText(options, facts);
-  }
-  requirePrinted();
-  return layout.isDamaged() ? kFailed : kDone;
+  Printer printer(options);
+  const int code = forEachFile(options.files, [&](const std::string& file) { return printer.print(file); });
+  printer.end();
+  return code;
 }
 
 }  // namespace casefile::program

@@ -22,17 +22,8 @@ files::SystemFile openRegular(const std::string& name) {
 
 }  // namespace
 
-FileReader::FileReader(std::string name) : name_(std::move(name)), file_(openRegular(name_)), size_(file_.size()) {}
+FileReader::FileReader(std::string name) : name_(std::move(name)), file_(openRegular(name_)) {}
 
-std::size_t FileReader::read(void* buffer, std::size_t count, int64 position) {
-  if (position >= size_) {
-    return 0;
-  }
-  try {
-    return file_.readAt(buffer, count, position);
-  } catch (const std::system_error& error) {
-    throw Failure(name_, "cannot be read: " + systemWords(error.code().value()), kRefused);
-  }
-}
+void requireOpenable(const std::string& name) { openRegular(name); }
 
 }  // namespace casefile::program

@@ -1,60 +1,40 @@
 #include "openJournal.h"
 
 #include <exception>
-#include <utility>
 
-#include "beforeAppend.h"
+#include "casefile/unfinishedAppend.h"
 #include "failure.h"
 #include "foundJournal.h"
 #include "rollBack.h"
-#include "sourceReader.h"
 
 namespace casefile::program {
 namespace {
 
-void mentionDistrusted(const std::string& file, const FoundJournal& found) {
-  say(file, found.name + " has the name of its journal, " + found.distrust + " " + kDistrustedJournal);
+void mentionDistrusted(const std::string& file, const std::string& journal, const std::string& why) {
+  say(file, journal + " has the name of its journal, " + why + " " + kDistrustedJournal);
 }
-
-// What the library opens, as the program reads it.
-class OpenedSource : public NamedReader {
- public:
-  OpenedSource(const std::string& file, std::shared_ptr<const RandomAccessFile> bytes)
-      : current_(file), bytes_(std::move(bytes)) {}
-  const std::string& name() const noexcept override { return current_.name(); }
-  int64 size() const override { return bytes_.size(); }
-  files::FileStatus status() const override { return current_.status(); }
-  std::size_t read(void* buffer, std::size_t count, int64 position) override {
-    return bytes_.read(buffer, count, position);
-  }
-
- private:
-  FileReader current_;
-  SourceReader bytes_;
-};
 
 }  // namespace
 
 bool mentionOpenJournal(const std::string& file) {
-  FoundJournal found = findJournal(file);
-  if (!found.distrust.empty()) {
-    mentionDistrusted(file, found);
-    return false;
+  const UnfinishedAppend append = unfinishedAppendOf(file);
+  switch (append.found) {
+    case JournalFound::none:
+      break;
+    case JournalFound::notBelieved:
+      mentionDistrusted(file, append.journal, append.why);
+      break;
+    case JournalFound::ofAnother:
+      say(file,
+          "its journal " + append.journal + " belongs to another file, or this one is a copy: " + kJournalOfAnother);
+      break;
+    case JournalFound::unfinished:
+    case JournalFound::damaged:
+      say(file, "an append has not finished (" + append.journal +
+                    " is there): the next append takes it back, casefile recover writes the file as it was before");
+      break;
   }
-  if (found.isUnfinished() && isOfAnother(found, file)) {
-    FileReader data(file);
-    if (nothingToTakeBack(found, data)) {
-      return false;
-    }
-    say(file, "its journal " + found.name + " belongs to another file, or this one is a copy: " + kJournalOfAnother);
-    return true;
-  }
-  if (!found.isUnfinished() && !found.isDamaged()) {
-    return false;
-  }
-  say(file, "an append has not finished (" + found.name +
-                " is there): the next append takes it back, casefile recover writes the file as it was before");
-  return true;
+  return append.isOpen();
 }
 
 void refuseOpenJournal(const std::string& file) {
@@ -66,7 +46,7 @@ void refuseOpenJournal(const std::string& file) {
 void requireNoJournalBeside(const std::string& file) {
   const FoundJournal found = findJournal(file);
   if (!found.distrust.empty()) {
-    mentionDistrusted(file, found);
+    mentionDistrusted(file, found.name, found.distrust);
   }
   if (found.isUnfinished() || found.isDamaged()) {
     throw Failure(file, found.name +
@@ -91,10 +71,6 @@ void dropReplacedJournal(const std::string& file) try {
   }
 } catch (const std::exception& error) {
   say(file, "the journal of the file that had this name stays, remove it: " + std::string(error.what()));
-}
-
-std::unique_ptr<NamedReader> sourceBeforeAppend(const std::string& file) {
-  return std::make_unique<OpenedSource>(file, openBeforeAppend(file));
 }
 
 }  // namespace casefile::program

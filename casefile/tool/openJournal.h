@@ -1,10 +1,7 @@
 #ifndef CASEFILE_OPENJOURNAL_H
 #define CASEFILE_OPENJOURNAL_H
 
-#include <memory>
 #include <string>
-
-#include "namedReader.h"
 
 namespace casefile::program {
 
@@ -19,10 +16,6 @@ void requireNoJournalBeside(const std::string& file);
 /// Removes the journal of a file whose name another one was given, and says so when an append had not
 /// finished. What is no sound journal stays.
 void dropReplacedJournal(const std::string& file);
-
-/// Opens a file as it was before the append that has not finished.
-/// Raises: Failure or Error when file or journal is not what it should be.
-std::unique_ptr<NamedReader> sourceBeforeAppend(const std::string& file);
 
 }  // namespace casefile::program
 

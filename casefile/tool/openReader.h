@@ -5,8 +5,8 @@
 
 #include "casefile/error.h"
 #include "casefile/reader.h"
-#include "locate.h"
 #include "namedReader.h"
+#include "placeHint.h"
 
 namespace casefile::program {
 

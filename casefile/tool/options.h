@@ -4,10 +4,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Datasource/platform/types.h"
 #include "casefile/encoder.h"
-#include "locate.h"
+#include "casefile/recover.h"
+#include "placeHint.h"
 
 namespace casefile::program {
 
@@ -56,17 +58,20 @@ struct InfoOptions {
   PlaceHint hint;
   bool blocks = false;
   bool json = false;
-  std::string file;
+  std::vector<std::string> files;
 };
 
 struct VerifyOptions {
   PlaceHint hint;
-  int jobs = 0;  ///< 0: as many as the machine runs at once
-  std::string file;
+  std::size_t threads = 0;  ///< 0: as many as the process may keep busy
+  std::vector<std::string> files;
 };
 
 struct RecoverOptions {
   std::optional<int64> row0;
+  Holes holes = Holes::stop;
+  bool partial = false;     ///< the output is plain data
+  std::size_t threads = 0;  ///< 0: as many as the process may keep busy
   bool force = false;
   bool sync = true;
   std::string input;

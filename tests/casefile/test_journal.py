@@ -78,6 +78,16 @@ class WhatHasTheNameOfAJournal(AppendTest):
         self.assertEqual(self.read("victim"), b"victim")
 
     @posix_only
+    def test_verify_judges_the_file_as_it_was_before_the_append(self):
+        self.pack(positions(1000))
+        self.kill_in_the_middle()
+        result = self.run_casefile("verify", self.path("file.case"), expect=1)
+        self.assert_says(result, "an append has not finished")
+        self.assertEqual(len(result.stderr.splitlines()), 1)
+        self.run_casefile("append", self.path("file.case"), input=b"")
+        self.run_casefile("verify", self.path("file.case"))
+
+    @posix_only
     def test_working_file_that_a_killed_append_left_goes(self):
         self.pack(positions(1000))
         self.kill_in_the_middle()

@@ -160,6 +160,37 @@ class DamagedBlock(CasefileTest):
         self.run_casefile("recover", self.path("damaged"), self.path("out"), expect=1)
         self.assertEqual(self.unpacked("out"), HEADER)
 
+    def test_what_more_could_be_had_is_said(self):
+        self.damage(1)
+        result = self.run_casefile("recover", self.path("damaged"), self.path("out"), expect=1)
+        self.assert_says(result, f"2 sound blocks behind the damage, {2 * BLOCK} bytes of case data", "--holes zero")
+
+    def test_holes_are_skipped_or_filled_on_any_number_of_threads(self):
+        self.damage(1)
+        first, lost, *others = [positions(BLOCK, i * BLOCK) for i in range(4)]
+        for how, filling in [("skip", b""), ("zero", bytes(BLOCK))]:
+            for threads in [1, 2, 8]:
+                result = self.run_casefile("recover", "--holes", how, "-j", threads, "--force", self.path("damaged"),
+                                           self.path("out"), expect=1)
+                self.assert_says(result, f"lost: 1 blocks, logical bytes {P + BLOCK} to {P + 2 * BLOCK - 1}",
+                                 f"3 blocks, {3 * BLOCK} bytes of case data recovered")
+                self.assertEqual(self.unpacked("out"), HEADER + first + filling + b"".join(others))
+                self.run_casefile("verify", self.path("out"))
+
+    def test_partial_gives_plain_data_up_to_the_damage(self):
+        self.damage(2)
+        result = self.run_casefile("recover", "--partial", self.path("damaged"), self.path("out"), expect=1)
+        plain = self.read("out")
+        sound = HEADER + positions(2 * BLOCK)
+        self.assertEqual(plain[:len(sound)], sound)
+        self.assert_says(result, f"and {len(plain) - len(sound)} bytes of the damaged block")
+
+    def test_wrong_ways_to_treat_holes_are_refused(self):
+        self.damage(1)
+        for more in [("--holes", "fill"), ("--holes", "zero", "--partial"), ("-j", "0")]:
+            self.run_casefile("recover", *more, self.path("damaged"), self.path("out"), expect=2)
+        self.assertNotIn("out", self.names())
+
     def test_first_block_and_heading_leave_nothing_to_find(self):
         self.damage(0, bytes(24))
         # The table still names the place, but nothing sound is there.

@@ -136,7 +136,7 @@ class WrongUsage(CasefileTest):
         self.check("cat", "--from", "3")
 
     def test_too_many_operands(self):
-        self.check("verify", "a", "b")
+        self.check("cat", "a", "b")
 
     def test_numbers_that_are_none(self):
         for number in ["-1", "x", "1.5", "0x10", "99999999999999999999", ""]:

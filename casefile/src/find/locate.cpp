@@ -93,7 +93,7 @@ BestFit bestFit(SourceReader& source, int64 row0, ByteOrder order) {
   return best;
 }
 
-[[noreturn]] void refuse(const SourceReader& source, const std::string& what, std::optional<int64> position = {}) {
+[[noreturn]] void refuse(const SourceReader& source, const std::string& what, int64 position) {
   throw Error(ErrorKind::notADataFile, what, {source.name(), "open", {}, position, {}});
 }
 
@@ -124,10 +124,10 @@ Place theOnlyOf(const std::vector<Place>& places, const SourceReader& source) {
     for (const Place& place : places) {
       list += (list.empty() ? "" : ", ") + std::to_string(place.row0);
     }
-    refuse(source, "more than one heading fits (" + list + ")");
+    refuse(source, "more than one heading fits (" + list + ")", places.front().row0);
   }
   if (places.empty()) {
-    refuse(source, "is no compressed data file, or its heading is lost: no heading fits");
+    refuse(source, "is no compressed data file, or its heading is lost: no heading fits", 0);
   }
   return places.front();
 }

@@ -13,6 +13,10 @@ _casefile() {
     mapfile -t COMPREPLY < <(compgen -W 'auto zlib libdeflate isal' -- "$word")
     return
   fi
+  if [ "$previous" = --holes ]; then
+    mapfile -t COMPREPLY < <(compgen -W 'stop skip zero' -- "$word")
+    return
+  fi
   if [ "$command" = help ]; then
     mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help -h --help' -- "$word")
     return
@@ -30,7 +34,7 @@ _casefile() {
     cat) options+=' --swap --from --bytes --dictionary -j --threads --jobs' ;;
     info) options+=' --swap --blocks --json' ;;
     verify) options+=' --swap -j --threads --jobs' ;;
-    recover) options+=' -f --force --no-sync -o --output' ;;
+    recover) options+=' --holes --partial -j --threads --jobs -f --force --no-sync -o --output' ;;
     *) return ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

@@ -19,8 +19,8 @@ complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat info
 complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat info verify recover' -l no-progress -d 'Show no progress'
 complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat info verify recover' -l row0 -x -d 'Row-0 position'
 
-complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat verify' -s j -l threads -x -d 'Threads to work on'
-complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat verify' -l jobs -x -d 'Threads to work on'
+complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat verify recover' -s j -l threads -x -d 'Threads to work on'
+complete -c casefile -n '__fish_seen_subcommand_from pack append unpack cat verify recover' -l jobs -x -d 'Threads to work on'
 complete -c casefile -n '__fish_seen_subcommand_from unpack cat info verify' -l swap -d 'The file has the other byte order'
 complete -c casefile -n '__fish_seen_subcommand_from pack unpack recover' -s f -l force -d 'Replace the output if it is there'
 complete -c casefile -n '__fish_seen_subcommand_from pack unpack recover' -l no-sync -d 'Do not wait until the output is on the disk'
@@ -34,3 +34,5 @@ complete -c casefile -n '__fish_seen_subcommand_from cat' -l from -x -d 'First l
 complete -c casefile -n '__fish_seen_subcommand_from cat' -l bytes -x -d 'How many bytes'
 complete -c casefile -n '__fish_seen_subcommand_from info' -l blocks -d 'A row for each block'
 complete -c casefile -n '__fish_seen_subcommand_from info' -l json -d 'As JSON, for programs'
+complete -c casefile -n '__fish_seen_subcommand_from recover' -l holes -x -a 'stop skip zero' -d 'What becomes of sound blocks behind damage'
+complete -c casefile -n '__fish_seen_subcommand_from recover' -l partial -d 'Write plain data, up to the first damage'

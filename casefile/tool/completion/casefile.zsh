@@ -61,6 +61,9 @@ _casefile() {
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
   )
   recover=(
+    '(--partial)--holes[what becomes of sound blocks behind damage]:how:(stop skip zero)'
+    '(--holes)--partial[write plain data, up to the first damage]'
+    '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
     '(-f --force)'{-f,--force}'[replace the output if it is there]'
     '--no-sync[do not wait until the output is on the disk]'
     '(-o --output)'{-o,--output}'[file to make]:file:_files'
