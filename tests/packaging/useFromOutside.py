@@ -55,6 +55,7 @@ def main():
     run(arguments.cmake, "-S", consumer, "-B", project, *options)
     run(arguments.cmake, "--build", project, "--parallel", "2")
     run(os.path.join(project, "useLibrary"), cwd=work)
+    run(os.path.join(project, "useCasefile"), cwd=work)
     if arguments.way == "OwnPlatform":
         run(os.path.join(project, "ownPlatform", "useOwnCipher"), cwd=work)
     return 0
