@@ -9,6 +9,7 @@
 #include "blockSource.h"
 #include "caseTable.h"
 #include "casefile/error.h"
+#include "casefile/unfinishedAppend.h"
 #include "compressedForm.h"
 #include "hiddenData.h"
 #include "locate.h"
@@ -27,6 +28,18 @@ constexpr int64 kDictionaryPiece = int64{64} << 10;
   throw Error(ErrorKind::usage, what, {file, "read", {}, {}, {}});
 }
 
+// Raises an error anew that says why the contents are nonsense, when an append has not finished.
+void explainByAppend(const Error& error, const std::string& name) {
+  if (error.kind() != ErrorKind::damaged && error.kind() != ErrorKind::notADataFile) {
+    return;
+  }
+  if (const UnfinishedAppend append = unfinishedAppendOf(name); append.isOpen()) {
+    const std::string happened = std::string(error.what()).substr(error.file().size() + 2);  // behind "FILE: "
+    throw Error(error.kind(), happened + " (an append to it has not finished: " + append.journal + " is there)",
+                {error.file(), error.operation(), {}, error.filePosition(), error.range()});
+  }
+}
+
 // Reads the table at the place told, or at the only one that there is.
 CaseTable tableOf(SourceReader& source, const ReaderOptions& options) {
   ProgressReport report(options.progress, source.name(), "open");
@@ -41,15 +54,17 @@ CaseTable tableOf(SourceReader& source, const ReaderOptions& options) {
 
 class Reader::Impl {
  public:
-  Impl(std::shared_ptr<const RandomAccessFile> file, const ReaderOptions& options)
+  Impl(std::shared_ptr<const RandomAccessFile> file, const ReaderOptions& options, std::string openedBy)
       : source_(std::move(file)),
         table_(tableOf(source_, options)),
         blocks_(source_, table_),
         cache_(blocks_, options.cacheBytes / kBlockSize, kBlockSize),
-        threads_(threadCount(options.threads)) {}
+        threads_(threadCount(options.threads)),
+        openedBy_(std::move(openedBy)) {}
 
   const std::string& name() const noexcept { return source_.name(); }
   const CaseTable& table() const noexcept { return table_; }
+  bool unfinishedAppend() const { return !openedBy_.empty() && unfinishedAppendOf(openedBy_).isOpen(); }
 
   std::size_t readAt(std::span<std::byte> buffer, int64 position) const {
     std::size_t done = 0;
@@ -112,12 +127,20 @@ class Reader::Impl {
   mutable BlockSource blocks_;
   mutable pipeline::BlockCache cache_;
   const std::size_t threads_;
+  const std::string openedBy_;  // the file's name; empty: it was open already
 };
 
-Reader Reader::open(const std::string& name, const ReaderOptions& options) { return open(openFile(name), options); }
+Reader Reader::open(const std::string& name, const ReaderOptions& options) {
+  try {
+    return Reader(std::make_unique<Impl>(openFile(name), options, name));
+  } catch (const Error& error) {
+    explainByAppend(error, name);
+    throw;
+  }
+}
 
 Reader Reader::open(std::shared_ptr<const RandomAccessFile> file, const ReaderOptions& options) {
-  return Reader(std::make_unique<Impl>(std::move(file), options));
+  return Reader(std::make_unique<Impl>(std::move(file), options, std::string()));
 }
 
 Reader::Reader(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -135,6 +158,7 @@ const Reader::Impl& Reader::impl() const {
 std::int64_t Reader::row0() const { return impl().table().row0(); }
 std::int64_t Reader::size() const { return impl().table().logicalEnd(); }
 bool Reader::swapped() const { return impl().table().swapped(); }
+bool Reader::unfinishedAppend() const { return impl().unfinishedAppend(); }
 std::size_t Reader::blockCount() const { return impl().table().size(); }
 
 Block Reader::block(std::size_t index) const {

@@ -84,6 +84,10 @@ class CASEFILE_API Reader {
   std::int64_t size() const;
   /// Returns: whether the file's numbers lie in the other byte order than this machine's.
   bool swapped() const;
+  /// Returns: whether an append to the file, which was opened by its name, has not finished by now: then what is read
+  ///   may be neither the old data nor the new; unfinishedAppendOf() tells more. False of a file that was open already.
+  /// Raises: Error (`system`) when there is a journal that may count and cannot be read.
+  bool unfinishedAppend() const;
   std::size_t blockCount() const;
   /// Raises: Error (`usage`) for a block that is not there.
   Block block(std::size_t index) const;

@@ -16,6 +16,7 @@
 #include "../support/sources.h"
 #include "casefile/appender.h"
 #include "casefile/error.h"
+#include "casefile/reader.h"
 #include "casefile/verify.h"
 #include "support/compressedBytes.h"
 #include "support/compressedImage.h"
@@ -32,6 +33,7 @@ using casefile::LogicalRange;
 using casefile::Next;
 using casefile::Phase;
 using casefile::Progress;
+using casefile::Reader;
 using casefile::Verification;
 using casefile::verify;
 using casefile::VerifyOptions;
@@ -309,6 +311,20 @@ TEST_F(VerifyUnfinishedAppend, AJournalOfAnotherFileIsTold) {
   EXPECT_EQ(told.unfinishedAppend.found, JournalFound::ofAnother);
   EXPECT_FALSE(told.asBeforeAppend);
   EXPECT_TRUE(told.sound());
+}
+
+TEST_F(VerifyUnfinishedAppend, AReaderSaysSo) {
+  const Reader reader = Reader::open(name_);
+  EXPECT_FALSE(reader.unfinishedAppend());
+  leaveJournal();
+  EXPECT_TRUE(reader.unfinishedAppend());
+  EXPECT_FALSE(Reader::open(casefile::openFile(name_)).unfinishedAppend());
+  folder_.writePlain("file", std::string(5000, 'x'));
+  leaveJournal();
+  const auto error = errorOf([&] { Reader::open(name_); });
+  EXPECT_EQ(error.kind(), ErrorKind::notADataFile);
+  EXPECT_EQ(error.file(), name_);
+  EXPECT_THAT(error.what(), HasSubstr("an append to it has not finished: " + name_ + ".journal is there"));
 }
 
 TEST_F(VerifyUnfinishedAppend, NothingIsToldWhenItWasTakenBack) {
