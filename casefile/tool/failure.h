@@ -37,31 +37,15 @@ struct Interrupted {
   int signal;
 };
 
-/// A rule of the library that did not hold, which for a command means a damaged file.
-class BrokenRule : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// Lets the library's assertions raise BrokenRule on the thread that meets them, and keeps the first error that
-/// a destructor cannot raise; not those that it meets while another error is on its way out.
-void catchLibraryReports();
-
 /// Raises Interrupted when a signal has asked the program to end.
 void throwIfInterrupted();
 
 /// Prints `casefile: FILE: WHAT`, escaped, on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
 
-/// Raises: Failure when a destructor of the library met an error that it could not raise; once.
-void raiseLostError(const std::string& file);
-
 /// Raises: Failure when what was printed on standard output did not get there; Interrupted when the reader of
 /// a pipe has gone.
 void requirePrinted();
-
-/// From now on messages name `shown` where they would name the working file `working`.
-void showAs(const std::string& working, const std::string& shown);
 
 /// Prints what an exception tells. Threads: one, when a command has ended.
 /// Returns: the exit code; does not return for Interrupted.

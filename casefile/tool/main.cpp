@@ -6,16 +6,13 @@
 
 int main(int count, char** values) {
   casefile::program::platform::prepareProcess();
-  casefile::program::catchLibraryReports();
   const casefile::program::Request request =
       casefile::program::readCommandLine(casefile::program::platform::arguments(count, values));
   if (!request.run) {
     return request.exitCode;
   }
   try {
-    const int code = request.run();
-    casefile::program::raiseLostError(request.file);
-    return code;
+    return request.run();
   } catch (...) {
     return casefile::program::report(std::current_exception(), request.file);
   }

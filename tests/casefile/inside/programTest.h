@@ -20,8 +20,6 @@ namespace casefiletest {
 /// The program's commands, called as functions, with a folder and a probe in both tables of file calls.
 class ProgramTest : public ::testing::Test {
  protected:
-  ProgramTest() { casefile::program::catchLibraryReports(); }
-
   /// Runs a command about a file as main does. Returns: its exit code; what it printed as an error is in `said`.
   int run(const std::string& file, const std::function<int()>& command) {
     ::testing::internal::CaptureStderr();
