@@ -188,7 +188,8 @@ class Progress(CasefileTest):
         self.write("in", HEADER + positions(5 * BLOCK))
         for arguments in [("pack", "in", "file.case"), ("pack", "--dictionary", "in", "in", "other"),
                           ("append", "file.case", "in"), ("unpack", "file.case", "plain"), ("cat", "file.case"),
-                          ("cat", "--from", "5", "--bytes", "5000000", "file.case")]:
+                          ("cat", "--from", "5", "--bytes", "5000000", "file.case"), ("verify", "file.case"),
+                          ("recover", "file.case", "rescued"), ("recover", "--partial", "file.case", "part")]:
             result = self.run_casefile(*arguments, "--progress", cwd=self.folder)
             last = result.stderr.decode().split("\r")[-1]
             self.assertRegex(last, r"100 %, ([\d.]+ .?B) of \1, [\d.]+ MB/s\n", arguments)

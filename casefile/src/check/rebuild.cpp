@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <new>
+#include <numeric>
 #include <string>
 
 #include "blockCodec.h"
@@ -35,6 +36,11 @@ void copyBytes(SourceReader& source, int64 from, int64 to, int64 position, Block
   }
 }
 
+int64 bytesToCopy(const BlockChain& chain) {
+  return std::accumulate(chain.records.begin(), chain.records.end(), chain.row0,
+                         [](int64 sum, const bInfo& record) { return sum + record.translateSize; });
+}
+
 std::vector<unsigned char> compressedZeros(std::size_t count) {
   const std::vector<unsigned char> zeros(count);
   std::vector<unsigned char> compressed(kBlockSize);
@@ -63,7 +69,7 @@ Rebuild::Rebuild(SourceReader& source, const BlockChain& chain, bool swapped, bo
       fileEnd_(chain.row0 + kHead) {}
 
 void Rebuild::run() {
-  report_.begin(Phase::writing, chain_.fileEnd);
+  report_.begin(Phase::writing, bytesToCopy(chain_));
   records_.reserve(chain_.records.size());
   copyBytes(source_, 0, chain_.row0, 0, output_, report_);
   std::size_t done = 0;
