@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]
 #   build    what building, testing and demonstrating needs (the default)
-#   check    clang, its sanitizers, clang-tidy and clang-format
+#   check    clang, its sanitizers, clang-tidy and clang-format; shells and mandoc for completions and manual page
 #   bench    the programs that the benchmarks compare with
 #   windows  the cross compiler and wine
 # As root it installs without a question; any other user is told what root would have to install.
@@ -16,7 +16,8 @@ packages_build=(
 )
 # The fastest encoder can do without, and exists for this processor only.
 if [ "$(dpkg --print-architecture 2>/dev/null)" = amd64 ]; then packages_build+=(libisal-dev); fi
-packages_check=(clang libclang-rt-dev clang-tidy clang-format)
+# The shells and mandoc look at the syntax of completions and manual page.
+packages_check=(clang libclang-rt-dev clang-tidy clang-format fish zsh mandoc)
 # bgzip is a part of tabix.
 packages_bench=(gzip pigz tabix zstd)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
