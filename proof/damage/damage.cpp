@@ -294,8 +294,6 @@ std::string judgeAppended(const std::vector<Bytes>& before, std::int64_t end, co
 
 std::string appendByAppender(const Damaged& damaged, const Shape& shape, Tally& tally) {
   MemoryDisk disk({{kFile, damaged.file}});
-  std::vector<Bytes> before;
-  std::int64_t end = 0;
   try {
     casefile::AppenderOptions options;
     options.row0 = shape.row0;
@@ -304,16 +302,15 @@ std::string appendByAppender(const Damaged& damaged, const Shape& shape, Tally& 
     options.encoder = casefile::Encoder::zlib;
     casefile::Appender appender = casefile::Appender::open(kFile, options);
     const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file), told(shape));
-    before = piecesOf(reader);
-    end = reader.size();
+    const std::vector<Bytes> before = piecesOf(reader);
     appender.write(std::as_bytes(std::span(kMore)));
     appender.finish();
+    ++tally["appends made"];
+    return judgeAppended(before, reader.size(), disk.image().at(kFile), shape);
   } catch (const casefile::Error&) {
     ++tally["appends refused"];
     return disk.image() == Image{{kFile, damaged.file}} ? "" : "a refused append changed the file or left another";
   }
-  ++tally["appends made"];
-  return judgeAppended(before, end, disk.image().at(kFile), shape);
 }
 
 std::string appendByStream(const Damaged& damaged, const Shape& shape, Tally& tally) {

@@ -86,13 +86,13 @@ std::string judgeStreamAppend(const Image& image, Told told) {
 std::string judgeNewFile(const Image& image, Told told, const Image& before, const std::string& name) {
   if (told == Told::success) {
     Image expected = before;
-    expected[name] = image.count(name) > 0 ? image.at(name) : Bytes();
+    expected[name] = image.contains(name) ? image.at(name) : Bytes();
     const std::string wrong = holds(image, name, kBytes);
     return wrong.empty() && image != expected ? "something is left beside the file" : wrong;
   }
   // An error behind the rename, as of a folder that cannot be synced, leaves the complete file.
   Image complete = before;
-  complete[name] = before.count(name) > 0 ? before.at(name) : Bytes();
+  complete[name] = before.contains(name) ? before.at(name) : Bytes();
   if (image == before) {
     return "";
   }
@@ -113,7 +113,7 @@ std::string judgeAppender(const Image& image, Told told) {
   if (told == Told::success) {
     std::string wrong = holds(image, kFile, kBytes + kMore);
     // The journal of an append that has finished may stay, empty, where it cannot be removed.
-    const bool alone = image.size() == 1 || (image.size() == 2 && image.count(kFile + ".journal") == 1);
+    const bool alone = image.size() == 1 || (image.size() == 2 && image.contains(kFile + ".journal"));
     return wrong.empty() && !alone ? "something is left beside the file" : wrong;
   }
   MemoryDisk disk(image);

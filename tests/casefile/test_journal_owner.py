@@ -127,12 +127,12 @@ class WorkingFileOfAJournal(AppendTest):
 @posix_only
 class FinishedJournal(AppendTest):
     def test_is_empty_and_goes_with_the_next_append(self):
-        self.pack(text_rows(1000))
+        self.pack(text_rows(1200))
         self.write("file.case.journal", b"")
         self.assertEqual(self.run_casefile("verify", self.path("file.case")).stderr, b"")
-        result = self.run_casefile("append", self.path("file.case"), input=b"more")
+        result = self.run_casefile("append", self.path("file.case"), input=b"more\n")
         self.assertEqual(result.stderr, b"")
-        self.assertEqual(self.unpacked(), HEADER + text_rows(1000) + b"more")
+        self.assertEqual(self.unpacked(), HEADER + text_rows(1200) + b"more\n")
         self.assert_only("file.case")
 
 
