@@ -114,7 +114,8 @@ class TestFolder {
   int64 sizeOf(const std::string& name) const { return static_cast<int64>(std::filesystem::file_size(path_ / name)); }
   bool exists(const std::string& name) const { return std::filesystem::exists(path_ / name); }
   void copy(const std::string& from, const std::string& to) const {
-    std::filesystem::copy_file(path_ / from, path_ / to, std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::remove(path_ / to);  // one compiler's library does not overwrite, whatever it is told
+    std::filesystem::copy_file(path_ / from, path_ / to);
   }
 
  private:

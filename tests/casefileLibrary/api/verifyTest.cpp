@@ -281,7 +281,6 @@ class VerifyUnfinishedAppend : public testing::Test {
 };
 
 TEST_F(VerifyUnfinishedAppend, AFileIsJudgedAsItWasBefore) {
-  leaveJournal();
   // What the append has overwritten and added by then is nothing to verify.
   const std::string bytes = folder_.readWhole("file");
   const int64 lastBlock = Image::of(kRow0, {kBlock, 300}).records[1].translatePos;
