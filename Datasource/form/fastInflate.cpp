@@ -14,15 +14,6 @@ struct Releasing {
 };
 using Decompressor = std::unique_ptr<libdeflate_decompressor, Releasing>;
 
-/// Returns: the calling thread's decompressor; null when there is no memory for one (the next call tries again).
-libdeflate_decompressor* threadDecompressor() noexcept {
-  thread_local Decompressor decompressor;
-  if (decompressor == nullptr) {
-    decompressor.reset(libdeflate_alloc_decompressor());
-  }
-  return decompressor.get();
-}
-
 /// Returns: whether a length is one that zlib takes too.
 constexpr bool fits32Bits(std::size_t length) noexcept { return length <= std::numeric_limits<std::uint32_t>::max(); }
 
@@ -33,10 +24,12 @@ std::optional<InflatedStream> fastInflate(const unsigned char* source, std::size
   if (source == nullptr || dest == nullptr || !fits32Bits(inCount) || !fits32Bits(capacity)) {
     return std::nullopt;
   }
-  libdeflate_decompressor* const decompressor = threadDecompressor();
+  // Not kept in a thread_local: what destroys it when a thread ends hangs or breaks the heap now and then on
+  // 64-bit Windows (see docs/windows.md).
+  const Decompressor decompressor(libdeflate_alloc_decompressor());
   InflatedStream result{};
   if (decompressor == nullptr ||
-      libdeflate_zlib_decompress_ex(decompressor, source, inCount, dest, capacity, &result.consumed,
+      libdeflate_zlib_decompress_ex(decompressor.get(), source, inCount, dest, capacity, &result.consumed,
                                     &result.produced) != LIBDEFLATE_SUCCESS) {
     return std::nullopt;
   }

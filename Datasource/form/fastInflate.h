@@ -19,8 +19,8 @@ struct InflatedStream {
 ///   is null, a length is 4 GiB or more, or memory is short. zlib then tells which it was, and what there is.
 /// Changes: any byte of `dest` up to the capacity, also behind the produced ones and also when nothing is
 ///   returned; never one behind the capacity.
-/// Threads: any. Each thread keeps one decompressor (some 12 KB) from its first call to its end.
-/// Cost: one allocation a thread; none a call.
+/// Threads: any.
+/// Cost: one allocation a call, of some 12 KB.
 /// Kept as is: it takes a few streams that zlib calls damaged although their check value is right; docs/kept-as-is.md
 ///   has them.
 std::optional<InflatedStream> fastInflate(const unsigned char* source, std::size_t inCount, unsigned char* dest,

@@ -14,6 +14,7 @@ RULES = {
     "SourcesAskForNoPlatform": sourceRules.sources_ask_for_no_platform,
     "CasefileLeavesTheSystemToTheSeam": sourceRules.casefile_leaves_the_system_to_the_seam,
     "SourcesUseNothingThatLosesWakeUps": sourceRules.sources_use_nothing_that_loses_wake_ups,
+    "ThreadLocalsAreNotDestroyed": sourceRules.thread_locals_are_not_destroyed,
     "HeadersIncludeNothingForeign": sourceRules.headers_include_nothing_foreign,
     "IncludesPointDownwards": layers.includes_point_downwards,
     "OnlyKnownNamesAtTheTop": sourceRules.only_known_names_at_the_top,

@@ -52,6 +52,13 @@ class Sources(Rule):
         self.keeps("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <mutex>\n"})
         self.breaks("SourcesUseNothingThatLosesWakeUps", {"bench/a.cpp": "#include <latch>\n"}, "bench/a.cpp:1")
 
+    def test_a_thread_local_that_may_have_a_destructor_is_named(self):
+        self.keeps("ThreadLocalsAreNotDestroyed",
+                   {"Datasource/src/a.cpp": "// no thread_local\nthread_local constinit int* here = nullptr;\n",
+                    "tests/a.cpp": "thread_local std::string here;\n"})
+        for line in ["thread_local std::string here;", "static thread_local Owner here;"]:
+            self.breaks("ThreadLocalsAreNotDestroyed", {"Datasource/form/a.cpp": f"{line}\n"}, "a.cpp:1")
+
     def test_a_public_header_includes_nothing_foreign(self):
         header = "Datasource/include/Datasource/a.h"
         self.keeps("HeadersIncludeNothingForeign", {header: '#include "Datasource/b.h"\n#include <string>\n',

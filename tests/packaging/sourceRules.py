@@ -57,6 +57,15 @@ def sources_use_nothing_that_loses_wake_ups(top, _):
     yield from offending_lines(top, names, LOSES_WAKE_UPS)
 
 
+DESTROYED_WITH_A_THREAD = re.compile(r"^(?!\s*//).*\bthread_local\b(?!\s+constinit\b)")
+
+
+def thread_locals_are_not_destroyed(top, _):
+    """What a thread ends with runs no destructor in a DLL: on 64-bit Windows that hangs or breaks the heap."""
+    names = [name for name in [*files(top, "Datasource"), *files(top, "casefile")] if name.endswith((".h", ".cpp"))]
+    yield from offending_lines(top, names, DESTROYED_WITH_A_THREAD)
+
+
 STANDARD_HEADERS = re.compile(
     r"<(algorithm|array|atomic|bit|cerrno|climits|compare|concepts|condition_variable|cstddef|cstdint|cstdlib|cstring|"
     r"deque|exception|fcntl\.h|functional|initializer_list|ios|iosfwd|istream|limits|map|memory|mutex|new|optional|ostream|"
