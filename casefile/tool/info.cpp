@@ -9,7 +9,7 @@
 #include "eachFile.h"
 #include "escaped.h"
 #include "failure.h"
-#include "namedReader.h"
+#include "fileReader.h"
 #include "openJournal.h"
 #include "options.h"
 #include "progress.h"

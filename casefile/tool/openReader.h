@@ -5,7 +5,7 @@
 
 #include "casefile/error.h"
 #include "casefile/reader.h"
-#include "namedReader.h"
+#include "fileReader.h"
 #include "placeHint.h"
 
 namespace casefile::program {

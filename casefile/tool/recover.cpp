@@ -4,7 +4,7 @@
 
 #include "casefile/error.h"
 #include "failure.h"
-#include "namedReader.h"
+#include "fileReader.h"
 #include "notes.h"
 #include "openJournal.h"
 #include "options.h"

@@ -5,7 +5,7 @@
 
 #include "eachFile.h"
 #include "failure.h"
-#include "namedReader.h"
+#include "fileReader.h"
 #include "notes.h"
 #include "openJournal.h"
 #include "options.h"

@@ -1,4 +1,4 @@
-#include "namedReader.h"
+#include "fileReader.h"
 
 #include <system_error>
 #include <utility>

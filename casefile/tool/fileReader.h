@@ -1,5 +1,5 @@
-#ifndef CASEFILE_NAMEDREADER_H
-#define CASEFILE_NAMEDREADER_H
+#ifndef CASEFILE_FILEREADER_H
+#define CASEFILE_FILEREADER_H
 
 #include <string>
 
