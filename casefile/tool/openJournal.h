@@ -11,12 +11,6 @@ bool mentionOpenJournal(const std::string& file);
 /// Raises: Failure when an append to `file` has not finished.
 void refuseOpenJournal(const std::string& file);
 
-/// Raises: Failure when a journal of an unfinished append lies beside the name.
-void requireNoJournalBeside(const std::string& file);
-/// Removes the journal of a file whose name another one was given, and says so when an append had not
-/// finished. What is no sound journal stays.
-void dropReplacedJournal(const std::string& file);
-
 }  // namespace casefile::program
 
 #endif

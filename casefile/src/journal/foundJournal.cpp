@@ -143,11 +143,14 @@ void refuseJournalOfAnotherName(const files::FileStatus& data, const std::string
   }
 }
 
-// The handle goes first: a system may remove no open file.
-void removeFound(FoundJournal& found) {
-  found.handle.reset();
-  files::removeFile(found.name);
-  files::syncFolderOf(found.name);
+void removeOf(const std::string& file, FoundJournal& found) {
+  found.handle.reset();  // a system may remove no open file
+  try {
+    files::removeFile(found.name);
+    files::syncFolderOf(found.name);
+  } catch (const std::system_error& error) {
+    failJournal(file, "its journal " + found.name + " cannot be removed", error.code());
+  }
 }
 
 bool isOfAnother(const FoundJournal& found, const std::string& file) {

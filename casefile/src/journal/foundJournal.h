@@ -40,8 +40,8 @@ void refuseJournalOfAnotherName(const files::FileStatus& data, const std::string
 bool isOfAnother(const FoundJournal& found, const std::string& file);
 /// Returns: whether the data file is what taking the append back would make of it.
 bool nothingToTakeBack(FoundJournal& found, FileBytes& data);
-/// Removes it. Raises: std::system_error.
-void removeFound(FoundJournal& found);
+/// Removes it. Raises: Error (`system`).
+void removeOf(const std::string& file, FoundJournal& found);
 
 /// Who owns a file and who may write to it tell whether it can have come from an append to the data file: others can
 /// write the right bytes. Returns: why not, or nothing.

@@ -97,14 +97,6 @@ void requireJournal(const FoundJournal& found, const std::string& file) {
   }
 }
 
-void removeOf(const std::string& file, FoundJournal& found) {
-  try {
-    removeFound(found);
-  } catch (const std::system_error& error) {
-    failJournal(file, "its journal " + found.name + " cannot be removed", error.code());
-  }
-}
-
 void takeBack(FileLock& data, const std::string& file, const FoundJournal& found) {
   requireSoundBefore(fileFromDescriptor(data.contents().descriptor(), file), found);
   try {
@@ -155,19 +147,6 @@ bool rollBack(FileLock& data, const std::string& file) {
   takeBack(data, file, found);
   removeOf(file, found);
   return true;
-}
-
-ReplacedJournal dropJournalOfReplaced(const std::string& file) {
-  FoundJournal found = findJournal(file);
-  if (found.isDamaged()) {
-    return ReplacedJournal::damaged;
-  }
-  if (!found.handle || found.state != JournalState::sound || !isOfAnother(found, file)) {
-    return ReplacedJournal::none;
-  }
-  const bool unfinished = found.isUnfinished();
-  removeFound(found);
-  return unfinished ? ReplacedJournal::unfinished : ReplacedJournal::finished;
 }
 
 }  // namespace casefile

@@ -23,17 +23,6 @@ void restore(files::SystemFile& data, FileBytes& journal, const JournalFacts& fa
 /// Returns: the name under which a journal is written, before it gets its own.
 std::string workingJournalName(const std::string& file);
 
-/// What an append, or an attempt to take one back, may leave beside a file that was replaced.
-enum class ReplacedJournal {
-  none,
-  finished,    ///< removed; it had nothing to take back
-  unfinished,  ///< removed, with what an append had not finished
-  damaged      ///< stays
-};
-/// Removes the journal of a file whose name another one was given. What is no sound journal stays.
-/// Raises: Error; std::system_error.
-ReplacedJournal dropJournalOfReplaced(const std::string& file);
-
 }  // namespace casefile
 
 #endif
