@@ -13,7 +13,7 @@ use_compiler_cache
 scripts/fetch-source.sh liblz4-dev build/windows/lz4-source
 scripts/fetch-source.sh libdeflate-dev build/windows/libdeflate-source
 cmake --preset windows >/dev/null
-cmake --build --preset windows --parallel "$jobs" -- --quiet
+shows build/windows/build.log cmake --build --preset windows --parallel "$jobs"
 # Wine's first start takes seconds; no test is to pay for it.
 cmake/wine-emulator.sh cmd /c ver
-leaves_nothing_behind ctest --preset windows --parallel "$jobs" --output-log build/windows/tests.log "$@"
+shows build/windows/tests.log leaves_nothing_behind ctest --preset windows --parallel "$jobs" "$@"

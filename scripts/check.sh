@@ -8,8 +8,9 @@
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
 #   windows                 all tests on 64-bit Windows, under wine
 # Without a name: all but tidy-change and windows. Each builds in build/NAME (gcc in build/release),
-# through ccache where that is installed; what a check needs is installed first. The tests' output
-# stays in build/NAME/tests.log. DATASOURCE_JOBS limits the jobs that run at once.
+# through ccache where that is installed; what a check needs is installed first. Shown are counts and
+# what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
+# limits the jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,12 +30,12 @@ configure() {
 # build PRESET [TARGET]
 build() {
   configure "$1"
-  cmake --build --preset "$1" --parallel "$jobs" --target "${2:-all}" -- --quiet
+  shows "build/$1/build.log" cmake --build --preset "$1" --parallel "$jobs" --target "${2:-all}"
 }
 
 # run_tests PRESET [CTEST-ARGUMENT...]
 run_tests() {
-  leaves_nothing_behind ctest --preset "$1" --parallel "$jobs" --output-log "build/$1/tests.log" "${@:2}"
+  shows "build/$1/tests.log" leaves_nothing_behind ctest --preset "$1" --parallel "$jobs" "${@:2}"
 }
 
 build_and_test() {

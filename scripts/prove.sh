@@ -14,5 +14,5 @@ log=$(cmake --preset proof 2>&1) || {
   echo "$log" >&2
   exit 1
 }
-cmake --build --preset proof --parallel "${DATASOURCE_JOBS:-$(nproc)}" -- --quiet
+shows build/proof/build.log cmake --build --preset proof --parallel "${DATASOURCE_JOBS:-$(nproc)}"
 exec python3 -B proof/run.py --programs build/proof/proof --state build/proof/state "$@"

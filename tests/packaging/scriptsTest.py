@@ -100,5 +100,37 @@ class LeavesNothingBehind(Tree):
         self.assertIn("left", done.stderr)
 
 
+class Shows(Tree):
+    """What is shown of a build and of a test run; the log has all of it."""
+
+    BUILD = "[1/20] Building a.o\n[20/20] Linking a\n"
+    PASSED = "        Start  1: A.B\n 1/20 Test  #1: A.B ....   Passed    0.01 sec\n"
+    FAILED = "20/20 Test  #2: A.C ....***Failed    0.01 sec\nexpected 1\n"
+    SUMMARY = "50% tests passed, 1 tests failed out of 2\n"
+
+    def shown(self, text, status=0, **environment):
+        self.write(**{"text": text})
+        common = os.path.join(SCRIPTS, "common.sh")
+        done = self.run_here("bash", "-euo", "pipefail", "-c",
+                             f'. "{common}"; shows build/x.log sh -c "cat text; exit {status}"',
+                             env={"PATH": os.environ["PATH"], **environment})
+        self.assertEqual(done.returncode, status, done.stderr)
+        with open(os.path.join(self.folder.name, "build", "x.log"), encoding="utf-8") as log:
+            self.assertEqual(log.read(), text)
+        return done.stdout
+
+    def test_steps_and_tests_that_pass_are_counted(self):
+        self.assertEqual(self.shown(self.BUILD), "built 20 of 20\n")
+        self.assertEqual(self.shown(self.PASSED), "")  # not a tenth yet
+
+    def test_what_fails_is_shown_whole(self):
+        self.assertEqual(self.shown(self.PASSED + self.FAILED + self.SUMMARY, status=8), self.FAILED + self.SUMMARY)
+        error = "FAILED: b.o\nb.cpp:1: error: no\n"
+        self.assertEqual(self.shown("[2/3] Building b.o\n" + error, status=1), "built 2 of 3\n" + error)
+
+    def test_everything_is_shown_to_whom_asks(self):
+        self.assertEqual(self.shown(self.BUILD, DATASOURCE_VERBOSE="1"), self.BUILD)
+
+
 if __name__ == "__main__":
     unittest.main()
