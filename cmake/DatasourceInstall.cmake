@@ -27,3 +27,11 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/DatasourceConfigVersion.c
 install(EXPORT DatasourceTargets NAMESPACE Datasource:: DESTINATION ${package_folder})
 install(FILES ${PROJECT_BINARY_DIR}/DatasourceConfig.cmake ${PROJECT_BINARY_DIR}/DatasourceConfigVersion.cmake
         DESTINATION ${package_folder})
+
+include(DatasourcePkgConfig)
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md")
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake
+                    WORKING_DIRECTORY ${PROJECT_BINARY_DIR} COMMENT "Removing what was installed" VERBATIM)
+endif()

@@ -9,7 +9,7 @@
 set -euo pipefail
 
 packages_build=(
-  g++ cmake ninja-build python3 binutils ccache
+  g++ cmake ninja-build pkgconf python3 binutils ccache
   zlib1g-dev libdeflate-dev liblz4-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
   ieee-data

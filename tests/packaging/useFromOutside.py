@@ -28,6 +28,33 @@ def install(cmake, build, work):
     return last
 
 
+def build_with_pkg_config(options, consumer, prefix, work):
+    """The same programs by hand, as the pkg-config files tell; they lie where they were moved to."""
+    option = dict(each.split("=", 1) for each in options)
+    folders = [os.path.join(folder, "pkgconfig") for folder, names, _ in os.walk(prefix) if "pkgconfig" in names]
+    environment = {**os.environ, "PKG_CONFIG_PATH": ":".join(folders)}
+    for package, program in (("datasource", "useLibrary"), ("casefile", "useCasefile")):
+        told = subprocess.run(["pkg-config", "--cflags", "--libs", package], check=True, env=environment,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True).stdout.split()
+        built = os.path.join(work, program)
+        libraries = [flag[2:] for flag in told if flag.startswith("-L")]
+        run(option["CMAKE_CXX_COMPILER"], "-std=c++20", *option["CMAKE_CXX_FLAGS"].split(),
+            os.path.join(consumer, program + ".cpp"), *told, "-o", built)
+        run(built, cwd=work, env={**os.environ, "LD_LIBRARY_PATH": ":".join(libraries)})
+        run("pkg-config", "--static", "--exists", "--print-errors", package, env=environment)
+
+
+def uninstall(cmake, source, build, work):
+    """Whatever an installation made is gone again."""
+    prefix = os.path.join(work, "removed")
+    shutil.rmtree(prefix, ignore_errors=True)
+    run(cmake, "--install", build, "--prefix", prefix, stdout=subprocess.DEVNULL)
+    run(cmake, "-P", os.path.join(source, "cmake", "uninstall.cmake"), cwd=build, stderr=subprocess.DEVNULL)
+    left = [os.path.join(folder, name) for folder, _, names in os.walk(prefix) for name in names]
+    if left:
+        sys.exit(f"uninstall left {left}")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("way", choices=["Installed", "Contained", "OwnPlatform"])
@@ -58,6 +85,9 @@ def main():
     run(os.path.join(project, "useCasefile"), cwd=work)
     if arguments.way == "OwnPlatform":
         run(os.path.join(project, "ownPlatform", "useOwnCipher"), cwd=work)
+    if arguments.way == "Installed":
+        build_with_pkg_config(arguments.option, consumer, prefix, work)
+        uninstall(arguments.cmake, arguments.source, arguments.build, work)
     return 0
 
 
