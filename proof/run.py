@@ -10,7 +10,7 @@ import pathlib
 import subprocess
 import sys
 
-HARNESSES = ("crash", "faults", "pairs", "model", "damage")
+HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules")
 
 
 def arguments():
