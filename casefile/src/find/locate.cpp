@@ -97,6 +97,33 @@ BestFit bestFit(SourceReader& source, int64 row0, ByteOrder order) {
   throw Error(ErrorKind::notADataFile, what, {source.name(), "open", {}, position, {}});
 }
 
+// Returns: whether a heading's table lies in the file.
+bool hasTable(const SourceReader& source, const compressionHeading& heading) {
+  return heading._size >= kRecord && heading._infoPos >= 0 && heading._infoPos <= source.size() &&
+         heading._size <= source.size() - heading._infoPos;
+}
+
+// The heading that names its place. In the file's first byte one does so in both byte orders: the one whose table
+// lies in the file is meant.
+std::optional<Place> placeNamed(SourceReader& source, int64 row0, ByteOrder order) {
+  std::optional<Place> named;
+  std::array<unsigned char, kHeadingSize> bytes{};
+  if (source.read(bytes.data(), bytes.size(), row0) < bytes.size()) {
+    return named;
+  }
+  for (const bool swap : {false, true}) {
+    const auto heading = decode<compressionHeading>(bytes.data(), swap);
+    if (!allows(order, swap) || heading._caseStartPos != row0) {
+      continue;
+    }
+    if (hasTable(source, heading)) {
+      return Place{row0, swap};
+    }
+    named = named.value_or(Place{row0, swap});
+  }
+  return named;
+}
+
 // The heading told, be the rest nonsense: its faults are told when it is read.
 Place placeAt(SourceReader& source, int64 row0, ByteOrder order) {
   if (row0 < 0) {
@@ -105,13 +132,8 @@ Place placeAt(SourceReader& source, int64 row0, ByteOrder order) {
   if (const BestFit best = bestFit(source, row0, order); best.fit != Fit::none) {
     return best.place;
   }
-  std::array<unsigned char, kHeadingSize> bytes{};
-  if (source.read(bytes.data(), bytes.size(), row0) == bytes.size()) {
-    for (const bool swap : {false, true}) {
-      if (allows(order, swap) && decode<compressionHeading>(bytes.data(), swap)._caseStartPos == row0) {
-        return {row0, swap};
-      }
-    }
+  if (const auto place = placeNamed(source, row0, order)) {
+    return *place;
   }
   refuse(source, "has no heading at row-0 position " + std::to_string(row0), row0);
 }

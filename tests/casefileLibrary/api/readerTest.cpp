@@ -116,6 +116,18 @@ TEST(ReaderPlace, AFileOfTheOtherByteOrderIsReadWithoutBeingTold) {
   EXPECT_TRUE(readAt(reader, 0, 10000) == plainFile(kRow0, 5000));
 }
 
+// 0 reads the same in both orders: where the table lies tells them apart.
+TEST(ReaderPlace, AtTheFilesStartAHeadingOfTheOtherByteOrderIsRead) {
+  Image image = Image::of(0, {});
+  image.swapped = true;
+  image.heading._infoPos += 48;
+  std::string bytes = image.bytes();
+  bytes.insert(24, 48, '\0');
+  const Reader reader = open(bytes, at(0));
+  EXPECT_TRUE(reader.swapped());
+  EXPECT_EQ(reader.size(), 0);
+}
+
 TEST(ReaderPlace, IsFoundWithoutBeingToldInEitherByteOrder) {
   for (const bool swapped : {false, true}) {
     for (const int64 row0 : {int64{1}, kRow0, int64{300'000}}) {
