@@ -58,6 +58,24 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { release(memo
 void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept { release(memory); }
 
+// The others come down to these; a sanitizer's own would not.
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new[](std::size_t size, std::align_val_t alignment) { return operator new(size, alignment); }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t /*size*/) noexcept { release(memory); }
+void operator delete[](void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
+void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
+
 namespace proof {
 
 AllocationWatch::AllocationWatch() noexcept : before_(inUse) { most = before_; }
