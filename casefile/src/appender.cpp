@@ -42,7 +42,7 @@ CaseTable tableOf(SourceReader& source, const AppenderOptions& options, Progress
   CaseTable table(source, locate(source, options.row0, options.byteOrder, report));
   if (table.row0() == 0) {
     throw Error(ErrorKind::damaged, "has no dictionary part: case data at position 0 cannot be read back",
-                {source.name(), "open", {}, 0, {}});
+                {source.name(), "append", {}, 0, {}});
   }
   refuseHiddenData(source, table, report);
   return table;

@@ -4,27 +4,36 @@
 #include <utility>
 
 #include "casefile/error.h"
+#include "check/layout.h"
 #include "formReading.h"
 #include "formRules.h"
+#include "progressReport.h"
 
 namespace casefile {
 namespace {
 
-using datasource::form::Fault;
 using datasource::form::FormReading;
 using datasource::form::Rule;
 using datasource::form::TableRecord;
 
-[[noreturn]] void refuse(const std::string& file, const Place& place, const Fault& fault) {
-  const std::string where = "heading or table at row-0 position " + std::to_string(place.row0);
+[[noreturn]] void refuseDamage(const std::string& file, const Place& place, const std::string& what) {
+  throw Error(ErrorKind::damaged, what, {file, "open", {}, place.row0, {}});
+}
+
+// In the words in which all faults are told, which need the table to its end.
+[[noreturn]] void refuse(SourceReader& source, const Place& place, const datasource::form::Fault& fault) {
   if (fault.rule == Rule::headingIsWhole || fault.rule == Rule::headingNamesItsPlace) {
     throw Error(ErrorKind::notADataFile, "has no heading at row-0 position " + std::to_string(place.row0),
-                {file, "open", {}, place.row0, {}});
+                {source.name(), "open", {}, place.row0, {}});
   }
-  const std::string block = fault.block ? "block " + std::to_string(*fault.block) + ", " : "";
-  throw Error(ErrorKind::damaged,
-              where + " is damaged (" + block + "broken rule: " + datasource::form::nameOf(fault.rule) + ")",
-              {file, "open", {}, place.row0, {}});
+  ProgressReport unheard({}, source.name(), "open");
+  for (const Fault& told : readLayout(source, place, unheard).faults) {
+    if (told.hindersReading) {
+      const std::string block = told.block && told.range ? blockName(*told.block, *told.range) + ": " : "";
+      refuseDamage(source.name(), place, block + told.what);
+    }
+  }
+  refuseDamage(source.name(), place, std::string("changed while it was opened: ") + nameOf(fault.rule));
 }
 
 }  // namespace
@@ -33,12 +42,11 @@ CaseTable::CaseTable(SourceReader& source, const Place& place) : place_(place) {
   FormReading reading(source, place.row0, place.swapped, FormReading::Leave::atFirstHindrance);
   const bool whole = reading.readHeading() && reading.readTableHeader() &&
                      reading.readRecords([&](const TableRecord& record) { records_.push_back(record.record); });
-  if (const Fault* const fault = datasource::form::firstHindrance(reading.faults()); fault != nullptr) {
-    refuse(source.name(), place, *fault);
+  if (const auto* const fault = datasource::form::firstHindrance(reading.faults()); fault != nullptr) {
+    refuse(source, place, *fault);
   }
   if (!whole) {
-    throw Error(ErrorKind::damaged, "its position table cannot be read to its end",
-                {source.name(), "open", {}, place.row0, {}});
+    refuseDamage(source.name(), place, "its position table cannot be read to its end");
   }
   requireChain(source.name());
   blocksEnd_ = reading.blocksEnd();
@@ -51,8 +59,7 @@ void CaseTable::requireChain(const std::string& file) const {
   int64 expected = place_.row0;
   for (std::size_t block = 0; block < records_.size(); ++block) {
     if (!isUsable(records_[block]) || records_[block].orginalPos != expected) {
-      throw Error(ErrorKind::damaged, "block " + std::to_string(block) + " does not follow the one before",
-                  {file, "open", {}, place_.row0, {}});
+      refuseDamage(file, place_, "block " + std::to_string(block) + " does not follow the one before");
     }
     expected += records_[block].orginalSize;
   }

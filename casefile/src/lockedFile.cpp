@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "casefile/error.h"
+#include "casefile/randomAccessFile.h"
 
 namespace casefile {
 namespace {
@@ -41,7 +42,8 @@ FileLock claim(const std::string& name) {
     if (error.code().value() == EINVAL) {
       throw Error(ErrorKind::notADataFile, "is no regular file", {name, "open", {}, {}, {}});
     }
-    fail(name, "open", error);
+    openFile(name);  // tells it when the file cannot be read either
+    fail(name, "lock", error);
   }
 }
 
@@ -54,7 +56,7 @@ LockedFile::LockedFile(std::string name) : name_(std::move(name)), lock_(claim(n
     if (error.code().value() == EBUSY || error.code().value() == EACCES) {
       refuseBusy(name_, "another program writes to it or has locked it", lock_.holder());
     }
-    fail(name_, "open", error);
+    fail(name_, "lock", error);
   }
 }
 

@@ -47,7 +47,7 @@ void refuseSameFile(const std::string& input, const std::string& output) {
 void refuseAnotherPlace(SourceReader& source, const Layout& layout, const BlockChain& chain, ProgressReport& report) {
   if (const auto hidden = hiddenData(source, layout, chain.fileEnd, report)) {
     throw Error(ErrorKind::notADataFile, "row-0 position " + std::to_string(layout.place.row0) + " " + hidden->words,
-                {source.name(), "recover", {}, hidden->position, {}});
+                {source.name(), "find", {}, hidden->position, {}});
   }
 }
 

@@ -35,7 +35,7 @@ Appender open(const AppendOptions& options, std::optional<Progress>& progress) {
   try {
     return Appender::open(options.file, optionsFor(options, progress));
   } catch (const Error& error) {
-    if (error.kind() != ErrorKind::busy && error.operation() == "open") {
+    if (error.kind() != ErrorKind::busy && error.operation() != "lock" && error.operation() != "roll back") {
       FileReader source(options.file);
       explainRefusal(error, source, options.hint);
     }

@@ -41,7 +41,8 @@ void requireReadable(const Inspection& told, const std::string& file) {
 
 void explainRefusal(const Error& error, FileReader& source, const PlaceHint& hint) {
   const bool isOfContents = error.kind() == ErrorKind::notADataFile || error.kind() == ErrorKind::damaged;
-  if (error.operation() != "open" || !isOfContents) {
+  const std::string& doing = error.operation();
+  if ((doing != "open" && doing != "find" && doing != "choose") || !isOfContents) {
     return;
   }
   InspectOptions options;

@@ -31,7 +31,9 @@ class CASEFILE_API Error : public std::runtime_error {
   /// Where it happened, as far as that can be told.
   struct Place {
     std::string file;                          ///< the name that the program gave; empty: there is no file
-    std::string operation;                     ///< what was being done: "read", "open", "rename", ...
+    /// What was being done: "read", "open", "rename", ... With `notADataFile` a few tell more: "find": the case data
+    /// were looked for, and a row-0 position that is told may help; "choose": others lie behind those that were found.
+    std::string operation;
     std::error_code code;                      ///< the system's reason; no error: it gave none
     std::optional<std::int64_t> filePosition;  ///< in the file as it lies on the disk
     std::optional<LogicalRange> range;         ///< of the uncompressed data

@@ -22,7 +22,7 @@ constexpr auto kHead = static_cast<int64>(kHeadingSize);
 constexpr std::size_t kMostPlaces = 16;
 
 [[noreturn]] void refuse(const SourceReader& source, const std::string& what, int64 position) {
-  throw Error(ErrorKind::notADataFile, what, {source.name(), "recover", {}, position, {}});
+  throw Error(ErrorKind::notADataFile, what, {source.name(), "find", {}, position, {}});
 }
 
 // Whether more zeros lie in front of a heading that was never written than it has: a hole, in which the true heading
@@ -111,7 +111,8 @@ Place placeTold(SourceReader& source, int64 row0) {
     throw Error(ErrorKind::usage, "a row-0 position cannot be negative", {source.name(), "recover", {}, {}, {}});
   }
   if (row0 > source.size()) {
-    refuse(source, "ends before row-0 position " + std::to_string(row0), source.size());
+    throw Error(ErrorKind::notADataFile, "ends before row-0 position " + std::to_string(row0),
+                {source.name(), "recover", {}, source.size(), {}});
   }
   std::array<unsigned char, kHeadingSize> bytes{};
   source.read(bytes.data(), bytes.size(), row0);

@@ -32,7 +32,7 @@ int64 BlockProbe::inflateAt(int64 position) {
   if (allowance_ <= 0) {
     throw Error(ErrorKind::notADataFile,
                 "too much looks like blocks and is none (a row-0 position says where the dictionary part ends)",
-                {source_.name(), "open", {}, position, {}});
+                {source_.name(), "find", {}, position, {}});
   }
   report_.advance(0);  // inflating takes a while: the program may stop it
   const auto facts = inspector_.inspect(source_, position, kBlock);

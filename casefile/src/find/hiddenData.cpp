@@ -86,7 +86,7 @@ void refuseHiddenData(SourceReader& source, const CaseTable& table, ProgressRepo
   const auto hidden = inWords(search(source, {table.row0(), table.tableEnd(), true}, report), "table");
   if (hidden) {
     throw Error(ErrorKind::notADataFile, "row-0 position " + std::to_string(table.row0()) + " " + hidden->words,
-                {source.name(), "open", {}, hidden->position, {}});
+                {source.name(), "choose", {}, hidden->position, {}});
   }
 }
 

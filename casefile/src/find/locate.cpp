@@ -93,10 +93,6 @@ BestFit bestFit(SourceReader& source, int64 row0, ByteOrder order) {
   return best;
 }
 
-[[noreturn]] void refuse(const SourceReader& source, const std::string& what, int64 position) {
-  throw Error(ErrorKind::notADataFile, what, {source.name(), "open", {}, position, {}});
-}
-
 // Returns: whether a heading's table lies in the file.
 bool hasTable(const SourceReader& source, const compressionHeading& heading) {
   return heading._size >= kRecord && heading._infoPos >= 0 && heading._infoPos <= source.size() &&
@@ -135,7 +131,12 @@ Place placeAt(SourceReader& source, int64 row0, ByteOrder order) {
   if (const auto place = placeNamed(source, row0, order)) {
     return *place;
   }
-  refuse(source, "has no heading at row-0 position " + std::to_string(row0), row0);
+  throw Error(ErrorKind::notADataFile, "has no heading at row-0 position " + std::to_string(row0),
+              {source.name(), "open", {}, row0, {}});
+}
+
+[[noreturn]] void refuse(const SourceReader& source, const std::string& what, int64 position) {
+  throw Error(ErrorKind::notADataFile, what, {source.name(), "find", {}, position, {}});
 }
 
 }  // namespace

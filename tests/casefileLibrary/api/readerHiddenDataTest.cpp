@@ -55,6 +55,7 @@ class ReaderOfAFileInTheDictionaryPart : public testing::TestWithParam<bool> {
   void expectRefused(const std::string& bytes, const std::string& words) const {
     const Error error = errorOf([&] { open(bytes); });
     EXPECT_EQ(error.kind(), ErrorKind::notADataFile);
+    EXPECT_EQ(error.operation(), "choose");
     EXPECT_THAT(error.what(), HasSubstr("scripted: row-0 position 1000 is not all: behind its table lies " + words));
     EXPECT_GE(error.filePosition().value_or(0), row0_);
     ReaderOptions told;

@@ -13,6 +13,7 @@
 
 #include "../support/sources.h"
 #include "casefile/error.h"
+#include "casefile/inspect.h"
 #include "casefile/reader.h"
 #include "support/compressedBytes.h"
 #include "support/compressedImage.h"
@@ -202,6 +203,27 @@ TEST(ReaderPlace, ABrokenTableIsDamage) {
   Image image = Image::of(kRow0, {300, 400});
   image.records[1].orginalPos += 1;
   EXPECT_EQ(errorOf([&] { open(image.bytes(), at(kRow0)); }).kind(), ErrorKind::damaged);
+}
+
+TEST(ReaderPlace, WhetherItWasLookedForOrToldIsSaidByTheError) {
+  const auto none = std::make_shared<ScriptedSource>("nothing of the kind");
+  EXPECT_EQ(errorOf([&] { Reader::open(none); }).operation(), "find");
+  ReaderOptions told;
+  told.row0 = 3;
+  EXPECT_EQ(errorOf([&] { Reader::open(none, told); }).operation(), "open");
+}
+
+TEST(ReaderDamage, OfHeadingAndTableIsToldAsInspectTellsIt) {
+  Image image = Image::of(kRow0, {300, 400});
+  image.records[1].orginalPos += 1;
+  const auto source = std::make_shared<ScriptedSource>(image.bytes());
+  const auto error = errorOf([&] { Reader::open(source); });
+  EXPECT_EQ(error.kind(), ErrorKind::damaged);
+  const auto told = casefile::inspect(source);
+  const auto fault =
+      std::find_if(told.faults.begin(), told.faults.end(), [](auto& each) { return each.hindersReading; });
+  ASSERT_NE(fault, told.faults.end());
+  EXPECT_THAT(error.what(), HasSubstr(fault->what));
 }
 
 TEST(ReaderDamage, ABlockThatCannotBeReadIsNamedAndTheOthersAreRead) {
