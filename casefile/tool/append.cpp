@@ -1,46 +1,28 @@
-#include <cstddef>
 #include <optional>
 #include <string>
 
 #include "casefile/appender.h"
 #include "casefile/inspect.h"
-#include "casefile/randomAccessFile.h"
+#include "dataFile.h"
 #include "failure.h"
-#include "notes.h"
-#include "openReader.h"
+#include "messages.h"
 #include "options.h"
 #include "plainInput.h"
 #include "progress.h"
 #include "textLines.h"
-#include "writtenBytes.h"
 
 namespace casefile::program {
 namespace {
 
-AppenderOptions optionsFor(const AppendOptions& options, std::optional<Progress>& progress) {
+AppenderOptions optionsFor(const Options& options, std::optional<Progress>& progress) {
   AppenderOptions result;
-  result.row0 = options.hint.row0;
-  result.byteOrder = options.hint.swap ? ByteOrder::other : ByteOrder::find;
+  result.row0 = options.row0;
   result.threads = options.threads;
   result.encoder = options.encoder;
-  result.progress = WrittenBytes([&progress](int64 bytes) {
-    if (progress) {
-      progress->advance(bytes);
-    }
-  });
+  result.progress = [&progress](const casefile::Progress& now) {
+    return progress ? progress->follow(now) : onlyInterrupted(now);
+  };
   return result;
-}
-
-Appender open(const AppendOptions& options, std::optional<Progress>& progress) {
-  try {
-    return Appender::open(options.file, optionsFor(options, progress));
-  } catch (const Error& error) {
-    if (error.kind() != ErrorKind::busy && error.operation() != "lock" && error.operation() != "roll back") {
-      FileReader source(options.file);
-      explainRefusal(error, source, options.hint);
-    }
-    throw;
-  }
 }
 
 void requireOther(const PlainInput& input, const std::string& file) {
@@ -58,7 +40,7 @@ void writeAll(Appender& appender, PlainInput& input) {
   appender.finish();
 }
 
-void tellFile(const Appender& appender, const AppendOptions& options) {
+void tellFile(const Appender& appender, const Options& options) {
   if (isSaid(Talk::verbose)) {
     InspectOptions how;
     how.row0 = appender.row0();
@@ -75,9 +57,9 @@ void sayWhatIsLeft(const Appender& appender, const std::string& file) {
 
 }  // namespace
 
-int append(const AppendOptions& options) {
+int append(const Options& options) {
   std::optional<Progress> progress;  // of the writing
-  Appender appender = open(options, progress);
+  Appender appender = Appender::open(options.file, optionsFor(options, progress));
   if (appender.tookBack()) {
     say(options.file, "an append that had not finished was taken back");
   }

@@ -1,25 +1,22 @@
 #include <algorithm>
 
+#include "casefile/randomAccessFile.h"
+#include "dataFile.h"
 #include "failure.h"
 #include "fileNames.h"
-#include "openJournal.h"
-#include "openReader.h"
 #include "options.h"
-#include "plainCopy.h"
 #include "plainOutput.h"
 
 namespace casefile::program {
 
-int cat(const CatOptions& options) {
+int cat(const Options& options) {
   refuseOpenJournal(options.file);
-  FileReader source(options.file);
-  const Reader reader = openReader(source, options.hint, options.threads);
+  const Reader reader = openReader(openFile(options.file), options);
   const int64 end = reader.size();
-  const int64 begin = options.dictionary ? 0 : reader.row0();
+  const int64 begin = options.withDictionary ? 0 : reader.row0();
   const int64 from = std::min(options.from.value_or(begin), end);
-  PlainOutput output(kStandardStream, {});
-  copyPlain(reader, {from, std::min(options.bytes.value_or(end), end - from)}, output);
-  output.commit();
+  PlainOutput output(kStandardStream, options);
+  output.take(reader, {from, std::min(options.bytes.value_or(end), end - from)});
   return kDone;
 }
 

@@ -6,23 +6,31 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <iostream>
+#include <iterator>
 #include <map>
-#include <memory>
 #include <optional>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
-#include "escaped.h"
 #include "failure.h"
 #include "fileNames.h"
-#include "notes.h"
+#include "messages.h"
 #include "options.h"
 #include "progress.h"
 
 namespace casefile::program {
 namespace {
+
+const std::map<std::string, Encoder> kEncoders = {{"auto", Encoder::automatic},
+                                                  {"zlib", Encoder::zlib},
+                                                  {"libdeflate", Encoder::libdeflate},
+                                                  {"isal", Encoder::isal}};
+
+const std::map<std::string, Holes> kHoles = {{"stop", Holes::stop}, {"skip", Holes::skip}, {"zero", Holes::zero}};
 
 // Takes whole numbers from `least` to `most`, decimal digits only; nothing is cut or rounded. The number is
 // handed on without leading zeros, which the parser would take for octal. The help shows the option's own
@@ -46,18 +54,11 @@ CLI::Validator notEmpty() {
   return CLI::Validator([](const std::string& text) { return std::string(text.empty() ? "names no file" : ""); }, "");
 }
 
-// The names of the encoders.
-const std::map<std::string, Encoder> kEncoders = {{"auto", Encoder::automatic},
-                                                  {"zlib", Encoder::zlib},
-                                                  {"libdeflate", Encoder::libdeflate},
-                                                  {"isal", Encoder::isal}};
-
-// What may become of blocks behind damage.
-const std::map<std::string, Holes> kHoles = {{"stop", Holes::stop}, {"skip", Holes::skip}, {"zero", Holes::zero}};
-
-CLI::Validator notNegative() { return within(0, INT64_MAX); }
-
 constexpr std::string_view kSuffix = ".case";
+constexpr char kAll[] = "pack append unpack cat info verify recover";
+constexpr char kThreads[] = "-j,--threads,--jobs";
+constexpr char kOutput[] = "-o,--output,OUTPUT";
+constexpr char kThreadsHelp[] = "Threads to work on (as many as the process may use when nothing is said)";
 
 // Returns: a file's name without the suffix of compressed files; empty when it has none, or is nothing else.
 std::string withoutSuffix(const std::string& name) {
@@ -70,23 +71,190 @@ std::string withoutSuffix(const std::string& name) {
 // Where several names may stand the parser takes one in square brackets for a list of names, but not when a zero
 // stands behind it, which is in no name.
 void guardNames(std::vector<std::string>& arguments) {
-  if (arguments.front() != "info" && arguments.front() != "verify") {
-    return;
-  }
   for (std::string& word : arguments) {
-    if (!word.empty() && word.front() == '[' && word.back() == ']') {
+    if ((arguments.front() == "info" || arguments.front() == "verify") && word.starts_with('[') &&
+        word.ends_with(']')) {
       word.push_back('\0');
     }
   }
 }
 
-void unguard(std::string& name) {
-  if (!name.empty() && name.back() == '\0') {
-    name.pop_back();
-  }
+CLI::Validator unguarded() {
+  return CLI::Validator(
+      [](std::string& name) {
+        if (name.ends_with('\0')) {
+          name.pop_back();
+        }
+        return std::string();
+      },
+      "");
 }
 
-// One command line: CLI11's description of it and the structures that it fills.
+struct Row;
+
+// Adds an option to a command: what it takes, and what of the structure it sets.
+using Adding = std::function<CLI::Option*(CLI::App& command, const Row& row, Options& options)>;
+
+// One option, or one name without an option in front, of one or more commands.
+struct Row {
+  const char* commands;
+  const char* names;
+  const char* type;  // what help calls the option's word; empty: nothing
+  const char* help;
+  Adding add;
+  const char* excluded = "";  // options from rows above that cannot stand beside it
+};
+
+Adding number(std::optional<int64> Options::*member) {
+  return [member](CLI::App& command, const Row& row, Options& options) {
+    return command.add_option(row.names, options.*member, row.help)->transform(within(0, INT64_MAX));
+  };
+}
+
+Adding threads(int least) {
+  constexpr int kMostThreads = 1024;
+  return [least](CLI::App& command, const Row& row, Options& options) {
+    const auto set = [&options](std::size_t said) { options.threads = std::max<std::size_t>(1, said); };
+    return command.add_option_function<std::size_t>(row.names, set, row.help)->transform(within(least, kMostThreads));
+  };
+}
+
+Adding text(std::string Options::*member) {
+  return [member](CLI::App& command, const Row& row, Options& options) {
+    return command.add_option(row.names, options.*member, row.help);
+  };
+}
+
+Adding fileName(std::string Options::*member) {
+  return [member](CLI::App& command, const Row& row, Options& options) {
+    return command.add_option(row.names, options.*member, row.help)->check(notEmpty());
+  };
+}
+
+Adding fileNames(std::vector<std::string> Options::*member) {
+  return [member](CLI::App& command, const Row& row, Options& options) {
+    return command.add_option(row.names, options.*member, row.help)->transform(unguarded());
+  };
+}
+
+Adding required(const Adding& add) {
+  return [add](CLI::App& command, const Row& row, Options& options) { return add(command, row, options)->required(); };
+}
+
+Adding flag(bool Options::*member, bool value = true) {
+  return [member, value](CLI::App& command, const Row& row, Options& options) {
+    const auto set = [&options, member, value] { options.*member = value; };
+    return command.add_flag_callback(row.names, set, row.help);
+  };
+}
+
+Adding action(void (*act)()) {
+  return [act](CLI::App& command, const Row& row, Options& /*options*/) {
+    return command.add_flag_callback(row.names, act, row.help);
+  };
+}
+
+// Takes one of several names; `refusal` is said of any other one.
+template <typename Value>
+Adding choice(Value Options::*member, const std::map<std::string, Value>& values, const char* refusal) {
+  return [member, &values, refusal](CLI::App& command, const Row& row, Options& options) {
+    const auto set = [&values, &options, member](const std::string& name) { options.*member = values.at(name); };
+    const auto check = [&values, refusal](const std::string& name) {
+      return values.contains(name) ? std::string() : name + refusal;
+    };
+    return command.add_option_function<std::string>(row.names, set, row.help)->check(CLI::Validator(check, ""));
+  };
+}
+
+// The options, in the order in which help tells of them.
+const std::vector<Row>& rows() {
+  static const std::vector<Row> all = {
+      {kAll, "--progress", "", "Show progress, terminal or not",
+       action([] { Progress::show(Progress::When::always); })},
+      {kAll, "--no-progress", "", "Show no progress", action([] { Progress::show(Progress::When::never); }),
+       "--progress"},
+      {kAll, "-q,--quiet", "", "Say only what is wrong, and show no progress", action([] { setTalk(Talk::quiet); }),
+       "--progress"},
+      {kAll, "-v,--verbose", "", "Say what is found and done on the way too", action([] { setTalk(Talk::verbose); }),
+       "--quiet"},
+      {"pack", "--row0", "N", "The dictionary part: the first N bytes", number(&Options::row0)},
+      {"append unpack cat info verify recover", "--row0", "N",
+       "Row-0 position: where the dictionary part ends (else it is found)", number(&Options::row0)},
+      {"unpack cat info verify", "--swap", "", "The file has the other byte order than this machine",
+       flag(&Options::swap)},
+      {"pack", "--header-lines", "K", "The dictionary part: the first K lines (1 when nothing is said)",
+       number(&Options::headerLines), "--row0"},
+      {"append", "--header-lines", "K", "Leave out the first K lines of INPUT, which must be the dictionary part",
+       number(&Options::headerLines)},
+      {"pack", "--dictionary", "FILE", "The dictionary part: this file, put in front of INPUT",
+       fileName(&Options::dictionary), "--row0 --header-lines"},
+      {"cat", "--from", "POS", "First logical position (that of the case data when nothing is said)",
+       number(&Options::from)},
+      {"cat", "--dictionary", "", "Begin with the dictionary part", flag(&Options::withDictionary), "--from"},
+      {"cat", "--bytes", "N", "How many bytes (to the end when nothing is said)", number(&Options::bytes)},
+      {"info", "--blocks", "", "A row for each block", flag(&Options::blocks)},
+      {"info", "--json", "", "As JSON, for programs", flag(&Options::json)},
+      {"recover", "--holes", "HOW",
+       "Sound blocks behind damage: stop leaves them out (as when nothing is said), skip puts them next to "
+       "those before, zero keeps their places and fills in zeros",
+       choice(&Options::holes, kHoles, " is none of stop, skip and zero")},
+      {"recover", "--partial", "", "Write plain data, up to the first damage in a block", flag(&Options::partial),
+       "--holes"},
+      {"pack append unpack cat", kThreads, "N", kThreadsHelp, threads(0)},
+      {"verify recover", kThreads, "N", kThreadsHelp, threads(1)},
+      {"pack append", "--encoder", "NAME",
+       "What compresses: zlib, libdeflate, isal, or auto for the fastest that is built in (auto)",
+       choice(&Options::encoder, kEncoders, " is no encoder: auto, zlib, libdeflate or isal")},
+      {"pack unpack recover", "-f,--force", "", "Replace OUTPUT if it is there", flag(&Options::force)},
+      {"pack unpack recover", "--no-sync", "", "Do not wait until OUTPUT is on the disk", flag(&Options::sync, false)},
+      {"pack unpack", "--no-preserve", "", "Do not give OUTPUT the access rights and times of INPUT",
+       flag(&Options::preserve, false)},
+      {"pack", "INPUT", "", "Uncompressed file, - for standard input", required(text(&Options::input))},
+      {"unpack", "INPUT", "", "Compressed file", required(text(&Options::input))},
+      {"recover", "INPUT", "", "Damaged file; it is not changed", required(text(&Options::input))},
+      {"append", "FILE", "", "Compressed file to extend", required(text(&Options::file))},
+      {"append", "INPUT", "", "Case data; without it, or with -, standard input", text(&Options::input)},
+      {"cat", "FILE", "", "Compressed file", required(text(&Options::file))},
+      {"info verify", "FILE", "", "Compressed files", required(fileNames(&Options::files))},
+      {"pack", kOutput, "FILE", "Compressed file to make", required(text(&Options::output))},
+      {"unpack", kOutput, "FILE",
+       "Uncompressed file to make, - for standard output (INPUT without .case when nothing is said)",
+       text(&Options::output)},
+      {"recover", kOutput, "FILE", "File to make: compressed, or with --partial plain",
+       required(text(&Options::output))},
+  };
+  return all;
+}
+
+// One command, and the file to name in messages that name none.
+struct Command {
+  const char* name;
+  int (*run)(const Options&);
+  std::string Options::*about;
+  const char* what;
+  const char* example;
+};
+
+constexpr Command kCommands[] = {
+    {"pack", pack, &Options::output, "Make a compressed data file of an uncompressed one",
+     "casefile pack --header-lines 1 rows.csv rows.case"},
+    {"append", append, &Options::file, "Put more case data behind what is there", "casefile append rows.case more.bin"},
+    {"unpack", unpack, &Options::input, "Make the uncompressed file again, byte for byte",
+     "casefile unpack rows.case rows.csv"},
+    {"cat", cat, &Options::file, "Write case data, or a range of the uncompressed file, to standard output",
+     "casefile cat --from 5000000 --bytes 800 rows.case"},
+    {"info", info, &Options::file, "Tell what a compressed file holds", "casefile info --blocks rows.case"},
+    {"verify", verify, &Options::file, "Check heading, table and every block", "casefile verify -j 2 rows.case"},
+    {"recover", recover, &Options::input, "Rebuild heading and table from the blocks alone",
+     "casefile recover broken.case rescued.case"},
+};
+
+std::vector<std::string> wordsOf(const std::string& text) {
+  std::istringstream words(text);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+// One command line: CLI11's description of it and the structure that it fills.
 class CommandLine {
  public:
   CommandLine() {
@@ -94,14 +262,12 @@ class CommandLine {
     app_.require_subcommand(1);
     app_.set_version_flag("-V,--version", "casefile " CASEFILE_VERSION);
     app_.footer("casefile COMMAND --help, or casefile help COMMAND, tells about one command.");
-    addPack();
-    addAppend();
-    addUnpack();
-    addCat();
-    addInfo();
-    addVerify();
-    addRecover();
-    addHelp();
+    for (const Command& command : kCommands) {
+      addCommand(command);
+    }
+    CLI::App* const help = app_.add_subcommand("help", "Tell about the program or one command");
+    help->footer("Example:\n  casefile help pack");
+    help->add_option("COMMAND", helpAbout_, "Which")->type_name("");
     programHelp_ = app_.help();  // once a command is chosen, this one's
   }
 
@@ -120,24 +286,13 @@ class CommandLine {
     } catch (const CLI::ParseError& error) {
       return refuse(unknownWord().value_or(error.what()));
     }
-    if (help_->parsed()) {
+    if (command_ == nullptr) {
       return printHelp();
     }
-    if (app_.got_subcommand("unpack") && unpack_.output.empty()) {
-      unpack_.output = withoutSuffix(unpack_.input);
-      if (unpack_.output.empty()) {
-        return refuse(unpack_.input + " does not end in " + std::string(kSuffix) + ": say which OUTPUT to make");
-      }
+    if (const std::string wrong = completeNames(); !wrong.empty()) {
+      return refuse(wrong);
     }
-    for (const std::string* output : outputs_) {
-      if (*output == "-") {
-        return refuse("OUTPUT cannot be standard output here");
-      }
-    }
-    if (pack_.dictionary == "-" && pack_.input == "-") {
-      return refuse("the dictionary part and INPUT cannot both be standard input");
-    }
-    return std::move(request_);
+    return {[run = command_->run, options = options_] { return run(options); }, options_.*command_->about, kDone};
   }
 
  private:
@@ -151,19 +306,14 @@ class CommandLine {
   }
 
   Request printHelp() {
-    const CLI::App* const about = commandCalled(helpAbout_);
+    const auto commands =
+        app_.get_subcommands([this](const CLI::App* command) { return command->get_name() == helpAbout_; });
+    const CLI::App* const about = commands.empty() ? nullptr : commands.front();
     if (!helpAbout_.empty() && about == nullptr) {
       return refuse("unknown command: " + helpAbout_);
     }
     std::cout << (about == nullptr ? programHelp_ : about->help(app_.get_name()));
     return printed();
-  }
-
-  // Returns: the command of that name, or null.
-  const CLI::App* commandCalled(const std::string& name) const {
-    const auto commands =
-        app_.get_subcommands([&name](const CLI::App* command) { return command->get_name() == name; });
-    return commands.empty() ? nullptr : commands.front();
   }
 
   // Returns: which of the words that the parser could not place is an option or a command that there is not.
@@ -180,6 +330,23 @@ class CommandLine {
     return std::nullopt;
   }
 
+  // Gives unpack its output's name. Returns: what is wrong with the names; else empty.
+  std::string completeNames() {
+    if (command_->run == unpack && options_.output.empty()) {
+      options_.output = withoutSuffix(options_.input);
+      if (options_.output.empty()) {
+        return options_.input + " does not end in " + std::string(kSuffix) + ": say which OUTPUT to make";
+      }
+    }
+    if (command_->run != unpack && options_.output == "-") {
+      return "OUTPUT cannot be standard output here";
+    }
+    if (options_.dictionary == "-" && options_.input == "-") {
+      return "the dictionary part and INPUT cannot both be standard input";
+    }
+    return {};
+  }
+
   Request refuse(const std::string& what) {
     const auto chosen = app_.get_subcommands();
     const std::string command = chosen.empty() ? "casefile" : "casefile " + chosen.front()->get_name();
@@ -187,269 +354,30 @@ class CommandLine {
     return {nullptr, "", kRefused};
   }
 
-  CLI::App* addCommand(const char* name, const char* what, const char* example) {
-    CLI::App* const command = app_.add_subcommand(name, what);
-    command->footer(std::string("Example:\n  ") + example);
-    auto* const on = command->add_flag_callback(
-        "--progress", [] { Progress::show(Progress::When::always); }, "Show progress, terminal or not");
-    command
-        ->add_flag_callback(
-            "--no-progress", [] { Progress::show(Progress::When::never); }, "Show no progress")
-        ->excludes(on);
-    addTalk(command, on);
-    return command;
-  }
-
-  static void addTalk(CLI::App* command, CLI::Option* progress) {
-    auto* const quiet = command
-                            ->add_flag_callback(
-                                "-q,--quiet",
-                                [] {
-                                  setTalk(Talk::quiet);
-                                  Progress::show(Progress::When::never);
-                                },
-                                "Say only what is wrong, and show no progress")
-                            ->excludes(progress);
-    command
-        ->add_flag_callback(
-            "-v,--verbose", [] { setTalk(Talk::verbose); }, "Say what is found and done on the way too")
-        ->excludes(quiet);
-  }
-
-  static const std::string& firstOf(const std::string& file) { return file; }
-  static const std::string& firstOf(const std::vector<std::string>& files) { return files.front(); }
-
-  // `files`: one name, or several.
-  template <typename Options, typename Files>
-  void onParsed(CLI::App* command, int (*run)(const Options&), const Options& options, const Files& files) {
-    command->callback([this, run, &options, &files] {
-      request_.run = [run, &options] { return run(options); };
-      request_.file = firstOf(files);
-    });
-  }
-
-  static void addPlace(CLI::App* command, PlaceHint& hint, bool withSwap) {
-    addRow0(command, hint.row0);
-    if (withSwap) {
-      command->add_flag("--swap", hint.swap, "The file has the other byte order than this machine");
+  void addCommand(const Command& command) {
+    CLI::App* const parser = app_.add_subcommand(command.name, command.what);
+    parser->footer(std::string("Example:\n  ") + command.example);
+    parser->callback([this, &command] { command_ = &command; });
+    for (const Row& row : rows()) {
+      const auto having = wordsOf(row.commands);
+      if (std::find(having.begin(), having.end(), command.name) != having.end()) {
+        CLI::Option* const option = row.add(*parser, row, options_)->type_name(row.type);
+        for (const std::string& other : wordsOf(row.excluded)) {
+          option->excludes(parser->get_option(other));
+        }
+      }
     }
   }
 
-  static CLI::Option* addRow0(CLI::App* command, std::optional<int64>& row0) {
-    return command->add_option("--row0", row0, "Row-0 position: where the dictionary part ends (else it is found)")
-        ->type_name("N")
-        ->transform(notNegative());
-  }
-
-  static void addThreads(CLI::App* command, std::size_t& threads, int least = 0) {
-    constexpr int kMostThreads = 1024;
-    command
-        ->add_option_function<std::size_t>(
-            "-j,--threads,--jobs", [&threads](std::size_t said) { threads = std::max<std::size_t>(1, said); },
-            "Threads to work on (as many as the process may use when nothing is said)")
-        ->type_name("N")
-        ->transform(within(least, kMostThreads));
-  }
-
-  static void addWriting(CLI::App* command, std::size_t& threads, Encoder& encoder) {
-    addThreads(command, threads);
-    command
-        ->add_option_function<std::string>(
-            "--encoder", [&encoder](const std::string& name) { encoder = kEncoders.at(name); },
-            "What compresses: zlib, libdeflate, isal, or auto for the fastest that is built in (auto)")
-        ->type_name("NAME")
-        ->check(CLI::Validator(
-            [](const std::string& name) {
-              return kEncoders.contains(name) ? std::string() : name + " is no encoder: auto, zlib, libdeflate or isal";
-            },
-            ""));
-  }
-
-  template <typename Options>
-  static void addPreserve(CLI::App* command, Options& options) {
-    command->add_flag_callback(
-        "--no-preserve", [&options] { options.preserve = false; },
-        "Do not give OUTPUT the access rights and times of INPUT");
-  }
-
-  template <typename Options>
-  static void addOutputRules(CLI::App* command, Options& options) {
-    command->add_flag("-f,--force", options.force, "Replace OUTPUT if it is there");
-    command->add_flag_callback(
-        "--no-sync", [&options] { options.sync = false; }, "Do not wait until OUTPUT is on the disk");
-  }
-
-  static CLI::Option* addOutput(CLI::App* command, std::string& name, const char* help) {
-    return command->add_option("-o,--output,OUTPUT", name, help)->type_name("FILE");
-  }
-
-  static void addNames(CLI::App* command, std::vector<std::string>& names) {
-    command->add_option("FILE", names, "Compressed files")
-        ->required()
-        ->type_name("")
-        ->transform(CLI::Validator(
-            [](std::string& name) {
-              unguard(name);
-              return std::string();
-            },
-            ""));
-  }
-
-  static void addName(CLI::App* command, const char* what, std::string& name, const char* help) {
-    command->add_option(what, name, help)->required()->type_name("");
-  }
-
-  void addPack() {
-    CLI::App* const command = addCommand("pack", "Make a compressed data file of an uncompressed one",
-                                         "casefile pack --header-lines 1 rows.csv rows.case");
-    auto* const row0 = command->add_option("--row0", pack_.row0, "The dictionary part: the first N bytes")
-                           ->type_name("N")
-                           ->transform(notNegative());
-    auto* const lines = command
-                            ->add_option("--header-lines", pack_.headerLines,
-                                         "The dictionary part: the first K lines (1 when nothing is said)")
-                            ->type_name("K")
-                            ->transform(notNegative())
-                            ->excludes(row0);
-    command->add_option("--dictionary", pack_.dictionary, "The dictionary part: this file, put in front of INPUT")
-        ->type_name("FILE")
-        ->check(notEmpty())
-        ->excludes(row0)
-        ->excludes(lines);
-    addWriting(command, pack_.threads, pack_.encoder);
-    addOutputRules(command, pack_);
-    addPreserve(command, pack_);
-    addName(command, "INPUT", pack_.input, "Uncompressed file, - for standard input");
-    addOutput(command, pack_.output, "Compressed file to make")->required();
-    outputs_.push_back(&pack_.output);
-    onParsed(command, pack, pack_, pack_.output);
-  }
-
-  void addAppend() {
-    CLI::App* const command =
-        addCommand("append", "Put more case data behind what is there", "casefile append rows.case more.bin");
-    addPlace(command, append_.hint, false);
-    command
-        ->add_option("--header-lines", append_.headerLines,
-                     "Leave out the first K lines of INPUT, which must be the dictionary part")
-        ->type_name("K")
-        ->transform(notNegative());
-    addWriting(command, append_.threads, append_.encoder);
-    addName(command, "FILE", append_.file, "Compressed file to extend");
-    command->add_option("INPUT", append_.input, "Case data; without it, or with -, standard input")->type_name("");
-    onParsed(command, append, append_, append_.file);
-  }
-
-  void addUnpack() {
-    CLI::App* const command =
-        addCommand("unpack", "Make the uncompressed file again, byte for byte", "casefile unpack rows.case rows.csv");
-    addPlace(command, unpack_.hint, true);
-    addThreads(command, unpack_.threads);
-    addOutputRules(command, unpack_);
-    addPreserve(command, unpack_);
-    addName(command, "INPUT", unpack_.input, "Compressed file");
-    addOutput(command, unpack_.output,
-              "Uncompressed file to make, - for standard output (INPUT without .case when nothing is said)");
-    onParsed(command, unpack, unpack_, unpack_.input);
-  }
-
-  void addCat() {
-    CLI::App* const command =
-        addCommand("cat", "Write case data, or a range of the uncompressed file, to standard output",
-                   "casefile cat --from 5000000 --bytes 800 rows.case");
-    addPlace(command, cat_.hint, true);
-    auto* const from =
-        command->add_option("--from", cat_.from, "First logical position (that of the case data when nothing is said)")
-            ->type_name("POS")
-            ->transform(notNegative());
-    command->add_flag("--dictionary", cat_.dictionary, "Begin with the dictionary part")->excludes(from);
-    command->add_option("--bytes", cat_.bytes, "How many bytes (to the end when nothing is said)")
-        ->type_name("N")
-        ->transform(notNegative());
-    addThreads(command, cat_.threads);
-    addName(command, "FILE", cat_.file, "Compressed file");
-    onParsed(command, cat, cat_, cat_.file);
-  }
-
-  void addInfo() {
-    CLI::App* const command =
-        addCommand("info", "Tell what a compressed file holds", "casefile info --blocks rows.case");
-    addPlace(command, info_.hint, true);
-    command->add_flag("--blocks", info_.blocks, "A row for each block");
-    command->add_flag("--json", info_.json, "As JSON, for programs");
-    addNames(command, info_.files);
-    onParsed(command, info, info_, info_.files);
-  }
-
-  void addVerify() {
-    CLI::App* const command =
-        addCommand("verify", "Check heading, table and every block", "casefile verify -j 2 rows.case");
-    addPlace(command, verify_.hint, true);
-    addThreads(command, verify_.threads, 1);
-    addNames(command, verify_.files);
-    onParsed(command, verify, verify_, verify_.files);
-  }
-
-  void addRecover() {
-    CLI::App* const command = addCommand("recover", "Rebuild heading and table from the blocks alone",
-                                         "casefile recover broken.case rescued.case");
-    addRow0(command, recover_.row0);
-    addHoles(command, recover_);
-    addThreads(command, recover_.threads, 1);
-    addOutputRules(command, recover_);
-    addName(command, "INPUT", recover_.input, "Damaged file; it is not changed");
-    addOutput(command, recover_.output, "File to make: compressed, or with --partial plain")->required();
-    outputs_.push_back(&recover_.output);
-    onParsed(command, recover, recover_, recover_.input);
-  }
-
-  static void addHoles(CLI::App* command, RecoverOptions& options) {
-    auto* const holes =
-        command
-            ->add_option_function<std::string>(
-                "--holes", [&options](const std::string& name) { options.holes = kHoles.at(name); },
-                "Sound blocks behind damage: stop leaves them out (as when nothing is said), skip puts them next to "
-                "those before, zero keeps their places and fills in zeros")
-            ->type_name("HOW")
-            ->check(CLI::Validator(
-                [](const std::string& name) {
-                  return kHoles.count(name) == 0 ? name + " is none of stop, skip and zero" : std::string();
-                },
-                ""));
-    command->add_flag("--partial", options.partial, "Write plain data, up to the first damage in a block")
-        ->excludes(holes);
-  }
-
-  void addHelp() {
-    help_ = app_.add_subcommand("help", "Tell about the program or one command");
-    help_->footer("Example:\n  casefile help pack");
-    help_->add_option("COMMAND", helpAbout_, "Which")->type_name("");
-  }
-
   CLI::App app_{"See, make, cut, check and rescue compressed data files.", "casefile"};
-  PackOptions pack_;
-  AppendOptions append_;
-  UnpackOptions unpack_;
-  CatOptions cat_;
-  InfoOptions info_;
-  VerifyOptions verify_;
-  RecoverOptions recover_;
-  CLI::App* help_ = nullptr;
+  Options options_;
+  const Command* command_ = nullptr;  // none: help was asked for
   std::string helpAbout_;
   std::string programHelp_;
-  std::vector<const std::string*> outputs_;  // those that must be files
-  Request request_;
 };
 
 }  // namespace
 
-Request readCommandLine(std::vector<std::string> arguments) {
-  auto commandLine = std::make_shared<CommandLine>();
-  Request request = commandLine->read(std::move(arguments));
-  if (request.run) {
-    request.run = [commandLine, run = std::move(request.run)] { return run(); };
-  }
-  return request;
-}
+Request readCommandLine(std::vector<std::string> arguments) { return CommandLine().read(std::move(arguments)); }
 
 }  // namespace casefile::program

@@ -2,9 +2,11 @@
 #define CASEFILE_FAILURE_H
 
 #include <exception>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace casefile {
 class Error;
@@ -40,16 +42,17 @@ struct Interrupted {
 /// Raises Interrupted when a signal has asked the program to end.
 void throwIfInterrupted();
 
-/// Prints `casefile: FILE: WHAT`, escaped, on standard error. Threads: any.
-void say(const std::string& file, const std::string& what);
-
 /// Raises: Failure when what was printed on standard output did not get there; Interrupted when the reader of
 /// a pipe has gone.
 void requirePrinted();
 
-/// Prints what an exception tells. Threads: one, when a command has ended.
+/// Prints what an exception tells, and what the user can do about it. Threads: one, when a command has ended.
 /// Returns: the exit code; does not return for Interrupted.
 int report(const std::exception_ptr& error, const std::string& file);
+
+/// Does the work for each file, also behind one for which it fails, whose reason is said.
+/// Returns: the worst exit code. Raises: Interrupted.
+int forEachFile(const std::vector<std::string>& files, const std::function<int(const std::string&)>& work);
 
 /// Returns: what a library's error tells, without the file's name.
 std::string textOf(const Error& error);

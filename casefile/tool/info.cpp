@@ -6,11 +6,9 @@
 
 #include "casefile/inspect.h"
 #include "compressedForm.h"
-#include "eachFile.h"
-#include "escaped.h"
+#include "dataFile.h"
 #include "failure.h"
-#include "fileReader.h"
-#include "openJournal.h"
+#include "messages.h"
 #include "options.h"
 #include "progress.h"
 
@@ -122,26 +120,22 @@ void printText(const std::string& file, const Facts& facts, bool withBlocks) {
   }
 }
 
-Inspection inspected(const std::string& file, const PlaceHint& hint) {
-  requireOpenable(file);
-  InspectOptions options;
-  options.row0 = hint.row0;
-  options.byteOrder = hint.byteOrder();
-  options.progress = [](const casefile::Progress&) {
-    throwIfInterrupted();
-    return Next::proceed;
-  };
-  return withPlaceExplained(hint.row0.has_value(), [&] { return inspect(file, options); });
+Inspection inspected(const std::string& file, const Options& options) {
+  InspectOptions how;
+  how.row0 = options.row0;
+  how.byteOrder = options.byteOrder();
+  how.progress = onlyInterrupted;
+  return inspect(file, how);
 }
 
 // Prints what several files hold as one text: JSON as a list, else with empty lines between them.
 class Printer {
  public:
-  explicit Printer(const InfoOptions& options) : options_(options), asList_(options.json && options.files.size() > 1) {}
+  explicit Printer(const Options& options) : options_(options), asList_(options.json && options.files.size() > 1) {}
 
   int print(const std::string& file) {
     const bool openJournal = mentionOpenJournal(file);
-    const Inspection told = inspected(file, options_.hint);
+    const Inspection told = inspected(file, options_);
     tellPlace(file, told.row0, told.swapped, told.blocks.size());
     const Facts facts{told, openJournal};
     if (options_.json) {
@@ -169,14 +163,14 @@ class Printer {
     return chosen;
   }
 
-  const InfoOptions& options_;
+  const Options& options_;
   bool asList_;
   bool printed_ = false;
 };
 
 }  // namespace
 
-int info(const InfoOptions& options) {
+int info(const Options& options) {
   Printer printer(options);
   const int code = forEachFile(options.files, [&](const std::string& file) { return printer.print(file); });
   printer.end();

@@ -1,28 +1,26 @@
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "casefile/error.h"
 #include "casefile/writer.h"
+#include "dataFile.h"
 #include "failure.h"
-#include "foreignFile.h"
-#include "notes.h"
+#include "find/foreignFormat.h"
+#include "messages.h"
 #include "options.h"
-#include "outputRules.h"
 #include "plainInput.h"
 #include "progress.h"
-#include "writtenBytes.h"
+#include "textLines.h"
 
 namespace casefile::program {
 namespace {
 
 // What a file is made of.
 struct Inputs {
-  explicit Inputs(const PackOptions& options) : plain(options.input) {
+  explicit Inputs(const Options& options) : plain(options.input) {
     if (!options.dictionary.empty()) {
       dictionary.emplace(options.dictionary);
     }
@@ -37,60 +35,48 @@ struct Inputs {
   std::optional<PlainInput> dictionary;  // in front of the other one
 };
 
-// Writes the dictionary part from an input.
-class DictionaryWriter {
- public:
-  DictionaryWriter(Writer& out, Progress& progress) : out_(out), progress_(progress) {}
-
-  void put(PlainInput& input, std::size_t count) {
-    out_.writeDictionary(input.bytes().first(count));
-    input.take(count);
-    progress_.advance(static_cast<int64>(count));
+// Says that an input of which nothing was taken yet is compressed already, when that is so.
+void warnOfForeign(PlainInput& input) {
+  if (!isSaid(Talk::usual) || !input.fill()) {
+    return;
   }
+  if (const char* const format = foreignFormat(std::span(input.data(), input.available()))) {
+    say(input.name(), std::string("is ") + format + ", which is compressed already: its contents are not looked into");
+  }
+}
 
-  void putAll(PlainInput& input) {
-    while (input.fill()) {
-      put(input, input.available());
+// Writes the dictionary part from an input, as much of each piece as `partOf` says; with none of it ends the part.
+template <typename PartOf>
+void writeDictionary(PlainInput& input, Writer& out, Progress& progress, PartOf partOf) {
+  while (input.fill()) {
+    const auto part = input.bytes().first(partOf(input.bytes()));
+    if (part.empty()) {
+      return;
     }
+    out.writeDictionary(part);
+    input.take(part.size());
+    progress.advance(static_cast<int64>(part.size()));
   }
+}
 
-  // Returns: false when the input ends before.
-  bool putBytes(PlainInput& input, int64 count) {
-    while (out_.position() < count && input.fill()) {
-      put(input,
-          static_cast<std::size_t>(std::min<int64>(count - out_.position(), static_cast<int64>(input.available()))));
-    }
-    return out_.position() == count;
-  }
-
-  void putLines(PlainInput& input, int64 count) {
-    while (count > 0 && input.fill()) {
-      const void* const end = std::memchr(input.data(), '\n', input.available());
-      if (end == nullptr) {
-        put(input, input.available());
-      } else {
-        put(input, static_cast<std::size_t>(static_cast<const unsigned char*>(end) - input.data()) + 1);
-        --count;
-      }
-    }
-  }
-
- private:
-  Writer& out_;
-  Progress& progress_;
-};
-
-void writeDictionary(const PackOptions& options, Inputs& inputs, Writer& out, Progress& progress) {
-  DictionaryWriter writer(out, progress);
+void writeDictionary(const Options& options, Inputs& inputs, Writer& out, Progress& progress) {
+  using Piece = std::span<const std::byte>;
   if (inputs.dictionary) {
-    writer.putAll(*inputs.dictionary);
+    writeDictionary(*inputs.dictionary, out, progress, [](Piece piece) { return piece.size(); });
   } else if (options.row0) {
-    if (!writer.putBytes(inputs.plain, *options.row0)) {
+    writeDictionary(inputs.plain, out, progress, [&](Piece piece) {
+      return static_cast<std::size_t>(std::min(*options.row0 - out.position(), std::ssize(piece)));
+    });
+    if (out.position() < *options.row0) {
       throw Failure(options.input, "ends after " + std::to_string(out.position()) +
                                        " bytes, before the row-0 position " + std::to_string(*options.row0));
     }
   } else {
-    writer.putLines(inputs.plain, options.headerLines.value_or(1));
+    writeDictionary(inputs.plain, out, progress, [lines = options.headerLines.value_or(1)](Piece piece) mutable {
+      const std::size_t part = lines > 0 ? restOfLine(piece) : 0;
+      lines -= endsLine(piece.first(part)) ? 1 : 0;
+      return part;
+    });
   }
   if (out.position() == 0 && inputs.plain.fill()) {
     throw Failure(options.input, "the dictionary part must hold at least one byte", kRefused);
@@ -104,8 +90,8 @@ void writeCaseData(PlainInput& input, Writer& out) {
   }
 }
 
-void writeFile(const PackOptions& options, Inputs& inputs, Writer& out, Progress& progress) {
-  warnOfForeign(inputs.plain, options.input);
+void writeFile(const Options& options, Inputs& inputs, Writer& out, Progress& progress) {
+  warnOfForeign(inputs.plain);
   writeDictionary(options, inputs, out, progress);
   const int64 row0 = out.position();
   if (row0 > 0) {
@@ -116,7 +102,7 @@ void writeFile(const PackOptions& options, Inputs& inputs, Writer& out, Progress
                                 std::to_string(out.position() - row0) + " bytes of case data");
 }
 
-WriterOptions optionsFor(const PackOptions& options, const Inputs& inputs, Progress& progress) {
+WriterOptions optionsFor(const Options& options, const Inputs& inputs, Progress& progress) {
   WriterOptions result;
   result.threads = options.threads;
   result.encoder = options.encoder;
@@ -128,15 +114,14 @@ WriterOptions optionsFor(const PackOptions& options, const Inputs& inputs, Progr
       result.sources.push_back(inputs.dictionary->descriptor());
     }
   }
-  result.progress = WrittenBytes([&progress](int64 bytes) { progress.advance(bytes); });
+  result.progress = [&progress](const casefile::Progress& now) { return progress.follow(now); };
   return result;
 }
 
 }  // namespace
 
-int pack(const PackOptions& options) {
-  const OutputRules rules{options.force, options.sync, options.preserve};
-  requireFree(options.output, rules);
+int pack(const Options& options) {
+  requireFreeOutput(options);
   Inputs inputs(options);
   Progress progress(inputs.size());
   Writer out = Writer::create(options.output, optionsFor(options, inputs, progress));
@@ -149,7 +134,7 @@ int pack(const PackOptions& options) {
     }
     throw;
   }
-  dropJournalOfReplaced(options.output, rules);
+  dropJournalOfReplaced(options);
   return kDone;
 }
 

@@ -13,17 +13,20 @@ namespace {
 constexpr std::size_t kPiece = 256 * 1024;
 
 files::SystemFile open(const std::string& name) {
+  files::SystemFile file = name == kStandardStream ? files::SystemFile::standardInput() : openForReading(name);
+  file.giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
+  return file;
+}
+
+}  // namespace
+
+files::SystemFile openForReading(const std::string& name, unsigned moreFlags) {
   try {
-    files::SystemFile file =
-        name == kStandardStream ? files::SystemFile::standardInput() : files::SystemFile::open(name, files::kOpenRead);
-    file.giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
-    return file;
+    return files::SystemFile::open(name, files::kOpenRead | moreFlags);
   } catch (const std::system_error& error) {
     throw Failure(name, "cannot be opened: " + systemWords(error.code().value()), kRefused);
   }
 }
-
-}  // namespace
 
 PlainInput::PlainInput(const std::string& name)
     : name_(name == kStandardStream ? "standard input" : name), file_(open(name)), buffer_(kPiece) {}

@@ -11,6 +11,10 @@
 
 namespace casefile::program {
 
+/// Opens a file for reading, with more flags of files::OpenFlag.
+/// Raises: Failure (kRefused).
+files::SystemFile openForReading(const std::string& name, unsigned moreFlags = 0);
+
 /// Plain bytes from a file or from standard input, piece by piece, in order.
 ///
 /// Kept in one buffer of 256 KiB: the present piece lies in it from `next_` to `end_`.

@@ -1,11 +1,15 @@
 #include "plainOutput.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <system_error>
 
 #include "casefile/error.h"
+#include "dataFile.h"
 #include "failure.h"
+#include "messages.h"
 #include "platform/process.h"
+#include "progress.h"
 
 namespace casefile::program {
 namespace {
@@ -29,16 +33,16 @@ files::SystemFile openDevice(const std::string& name) {
 
 }  // namespace
 
-PlainOutput::PlainOutput(const std::string& name, OutputRules rules)
-    : name_(name == kStandardStream ? "standard output" : name), rules_(rules) {
+PlainOutput::PlainOutput(const std::string& name, const Options& options)
+    : name_(name == kStandardStream ? "standard output" : name), options_(options) {
   try {
     if (name == kStandardStream) {
       stream_.emplace(files::SystemFile::standardOutput());
     } else if (isDevice(name)) {
       stream_.emplace(openDevice(name));
     } else {
-      requireFree(name, rules);
-      made_.emplace(name, AtomicFile::Rules{rules.replace, rules.sync});
+      requireFreeOutput(options);
+      made_.emplace(name, AtomicFile::Rules{options.force, options.sync});
       return;
     }
     stream_->giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
@@ -56,16 +60,29 @@ PlainOutput::~PlainOutput() {
   }
 }
 
-void PlainOutput::limitRightsTo(const files::FileStatus& input) {
-  if (made_) {
+void PlainOutput::appearAs(const files::FileStatus& input) {
+  if (made_ && options_.preserve) {
     made_->limitRightsTo(input);
+    made_->takeTimesOf(input);
   }
 }
 
-void PlainOutput::appearAs(const files::FileStatus& input) {
-  if (made_ && rules_.preserve) {
-    made_->limitRightsTo(input);
-    made_->takeTimesOf(input);
+void PlainOutput::take(const Reader& reader, LogicalRange range) {
+  copy(reader, range);
+  close();
+}
+
+void PlainOutput::copy(const Reader& reader, LogicalRange range) {
+  Progress progress(range.size);
+  const auto show = [&progress](const casefile::Progress& now) { return progress.follow(now); };
+  if (made_) {
+    const auto put = [&](std::span<const std::byte> bytes, int64 position) {
+      made_->writeAt(bytes.data(), bytes.size(), position - range.start);
+    };
+    reader.readUnordered(range, put, show);
+  } else {
+    const auto put = [this](std::span<const std::byte> bytes, int64 /*position*/) { write(bytes); };
+    reader.read(range, put, show);
   }
 }
 
@@ -77,25 +94,20 @@ void PlainOutput::fail(int error) const {
   throw Failure(name_, "cannot be written: " + systemWords(error));
 }
 
-void PlainOutput::write(const void* bytes, std::size_t count) {
-  if (made_) {
-    made_->writeAt(bytes, count, written_);
-    written_ += static_cast<int64>(count);
-    return;
-  }
+void PlainOutput::write(std::span<const std::byte> bytes) {
   const platform::InterruptibleCalls toWaitIn;
   try {
-    stream_->write(bytes, count);
+    stream_->write(bytes.data(), bytes.size());
   } catch (const std::system_error& error) {
     fail(error.code().value());
   }
 }
 
-void PlainOutput::commit() {
+void PlainOutput::close() {
   if (made_) {
     throwIfInterrupted();
     made_->commit();
-    dropJournalOfReplaced(name_, rules_);
+    dropJournalOfReplaced(options_);
     return;
   }
   try {

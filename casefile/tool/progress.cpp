@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "failure.h"
+#include "messages.h"
 #include "platform/process.h"
-#include "statusLine.h"
 
 namespace casefile::program {
 namespace {
@@ -22,8 +22,11 @@ constexpr double kMega = 1e6;
 std::atomic<Progress::When> whenShown = Progress::When::terminal;
 
 bool isShown(const Display& display) {
-  return whenShown == Progress::When::always || (whenShown == Progress::When::terminal && display.isTerminal());
+  const bool mayBe = whenShown == Progress::When::terminal && isSaid(Talk::usual);
+  return whenShown == Progress::When::always || (mayBe && display.isTerminal());
 }
+
+bool isShownPhase(Phase phase) { return phase == Phase::reading || phase == Phase::writing; }
 
 class StandardError : public Display {
  public:
@@ -101,6 +104,13 @@ void Progress::advance(int64 bytes) {
   }
 }
 
+Next Progress::follow(const casefile::Progress& now) {
+  const bool isMore = isShownPhase(now.phase) && now.bytesDone > followed_;
+  advance(isMore ? now.bytesDone - followed_ : 0);
+  followed_ = isMore ? now.bytesDone : followed_;
+  return Next::proceed;
+}
+
 void Progress::draw(Display::Clock::time_point now) {
   drawn_ = true;
   display_.show(line(std::chrono::duration<double>(now - start_).count()));
@@ -121,6 +131,22 @@ std::string Progress::line(double seconds) const {
     parts.push_back(clockTime(static_cast<double>(total_ - done) / rate) + " left");
   }
   return joined(parts, display_.columns());
+}
+
+Next EachPhase::follow(const casefile::Progress& now) {
+  if (!isShownPhase(now.phase)) {
+    return onlyInterrupted(now);
+  }
+  if (!shown_ || last_.phase != now.phase || now.bytesDone < last_.bytesDone) {
+    shown_.emplace(now.bytesInAll);
+  }
+  last_ = now;
+  return shown_->follow(now);
+}
+
+Next onlyInterrupted(const casefile::Progress& /*now*/) {
+  throwIfInterrupted();
+  return Next::proceed;
 }
 
 std::string readable(int64 bytes) {

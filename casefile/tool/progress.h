@@ -5,9 +5,11 @@
 #include <chrono>
 #include <cstddef>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "Datasource/platform/types.h"
+#include "casefile/progress.h"
 
 namespace casefile::program {
 
@@ -48,6 +50,8 @@ class Progress {
 
   /// `bytes` more are done. Raises: Interrupted when a signal has asked the program to end.
   void advance(int64 bytes);
+  /// What the one library's call that is shown tells is done. Raises: as advance. Threads: one at a time.
+  Next follow(const casefile::Progress& now);
 
  private:
   void draw(Display::Clock::time_point now);
@@ -58,11 +62,26 @@ class Progress {
   const bool askedFor_;
   const int64 total_;
   std::atomic<int64> done_ = 0;
+  int64 followed_ = 0;  // of the bytes done, those that the call told
   const Display::Clock::time_point start_;
   std::mutex drawing_;
   Display::Clock::time_point nextDraw_;
   bool drawn_ = false;
 };
+
+/// A progress callback that shows each phase of a call in which blocks are read or written.
+class EachPhase {
+ public:
+  /// Raises: Interrupted when a signal has asked the program to end.
+  Next follow(const casefile::Progress& now);
+
+ private:
+  std::optional<Progress> shown_;
+  casefile::Progress last_;
+};
+
+/// A progress callback that shows nothing. Raises: Interrupted when a signal has asked the program to end.
+Next onlyInterrupted(const casefile::Progress& now);
 
 /// Returns: a count of bytes as people read it, such as "3.4 MB".
 std::string readable(int64 bytes);

@@ -3,20 +3,17 @@
 #include <string>
 
 #include "casefile/error.h"
+#include "dataFile.h"
 #include "failure.h"
-#include "fileReader.h"
-#include "notes.h"
-#include "openJournal.h"
+#include "messages.h"
 #include "options.h"
-#include "outputRules.h"
-#include "placeHint.h"
-#include "shownProgress.h"
+#include "progress.h"
 
 namespace casefile::program {
 namespace {
 
-casefile::RecoverOptions howFor(const RecoverOptions& options) {
-  casefile::RecoverOptions how;
+RecoverOptions howFor(const Options& options) {
+  RecoverOptions how;
   how.row0 = options.row0;
   how.holes = options.holes;
   how.partial = options.partial;
@@ -57,35 +54,32 @@ std::string results(const Recovery& told) {
 }
 
 // Recovers, and looks at the output's name when the input has turned out to be one that can be rescued.
-Recovery recovered(const RecoverOptions& options, const OutputRules& rules) {
-  ShownProgress shown;
-  casefile::RecoverOptions how = howFor(options);
-  how.progress = [show = shown.callback(), &options, &rules, isFree = false](const casefile::Progress& now) mutable {
+Recovery recovered(const Options& options) {
+  EachPhase shown;
+  RecoverOptions how = howFor(options);
+  how.progress = [&shown, &options, isFree = false](const casefile::Progress& now) mutable {
     if (now.phase == Phase::writing && !isFree) {
-      requireFree(options.output, rules);
+      requireFreeOutput(options);
       isFree = true;
     }
-    return show(now);
+    return shown.follow(now);
   };
   try {
     return casefile::recover(options.input, options.output, how);
   } catch (const Error& error) {
     if (error.operation() == "create" && error.kind() == ErrorKind::system) {
-      requireFree(options.output, rules);  // tells more
+      requireFreeOutput(options);  // tells more
     }
-    explainPlace(error, how.row0.has_value());
     throw;
   }
 }
 
 }  // namespace
 
-int recover(const RecoverOptions& options) {
+int recover(const Options& options) {
   mentionOpenJournal(options.input);
-  requireOpenable(options.input);
-  const OutputRules rules{options.force, options.sync};
-  const Recovery told = recovered(options, rules);
-  dropJournalOfReplaced(options.output, rules);
+  const Recovery told = recovered(options);
+  dropJournalOfReplaced(options);
   sayDetail(options.input, "row-0 position " + std::to_string(told.row0));
   sayLosses(options.input, told);
   if (isSaid(Talk::usual)) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -12,38 +11,6 @@
 
 namespace casefile::program {
 namespace {
-
-// How much of a line's piece belongs to the line, its end included.
-std::size_t restOfLine(std::span<const std::byte> piece) {
-  const void* const end = std::memchr(piece.data(), '\n', piece.size());
-  return end == nullptr ? piece.size()
-                        : static_cast<std::size_t>(static_cast<const std::byte*>(end) - piece.data()) + 1;
-}
-
-/// Compares bytes, piece by piece, with the dictionary part of a file.
-class DictionaryComparison {
- public:
-  explicit DictionaryComparison(Appender& file) : file_(file) {}
-
-  /// Returns: whether the dictionary part goes on with these bytes.
-  bool goesOnWith(std::span<const std::byte> piece) {
-    const auto rest = static_cast<std::size_t>(file_.row0() - position_);
-    expected_.resize(std::min(piece.size(), rest));
-    expected_.resize(file_.readAt(expected_, position_));
-    const auto same = std::mismatch(expected_.begin(), expected_.end(), piece.begin(), piece.end()).first;
-    const auto count = same - expected_.begin();
-    position_ += count;
-    return static_cast<std::size_t>(count) == piece.size();
-  }
-
-  bool isAtEnd() const { return position_ == file_.row0(); }
-  int64 position() const noexcept { return position_; }
-
- private:
-  Appender& file_;
-  std::vector<std::byte> expected_;
-  int64 position_ = 0;  // of what is compared next
-};
 
 bool isText(std::span<const std::byte> bytes) {
   constexpr std::string_view kAllowed = "\t\n\v\f\r\x1b";
@@ -62,23 +29,33 @@ std::vector<std::byte> bytesAt(Appender& file, int64 position, int64 count) {
 
 }  // namespace
 
+std::size_t restOfLine(std::span<const std::byte> piece) {
+  const auto end = std::find(piece.begin(), piece.end(), std::byte{'\n'});
+  return static_cast<std::size_t>(end - piece.begin()) + (end == piece.end() ? 0 : 1);
+}
+
+bool endsLine(std::span<const std::byte> piece) { return !piece.empty() && piece.back() == std::byte{'\n'}; }
+
 void skipHeaderLines(PlainInput& input, int64 count, Appender& file, const std::string& fileName) {
-  DictionaryComparison dictionary(file);
+  int64 same = 0;  // bytes of the dictionary part that are the input's
   const auto refuse = [&] {
     throw Failure(input.name(),
                   "its first " + std::to_string(count) + " lines are not the dictionary part of " + fileName +
-                      ": they differ at byte " + std::to_string(dictionary.position()),
+                      ": they differ at byte " + std::to_string(same),
                   kRefused);
   };
   for (int64 ended = 0; ended < count && input.fill();) {
     const auto piece = input.bytes().first(restOfLine(input.bytes()));
-    if (!dictionary.goesOnWith(piece)) {
+    const auto expected = bytesAt(file, same, std::min(file.row0() - same, std::ssize(piece)));
+    const auto differs = std::mismatch(piece.begin(), piece.end(), expected.begin(), expected.end()).first;
+    same += differs - piece.begin();
+    if (differs != piece.end()) {
       refuse();
     }
-    ended += piece.back() == std::byte{'\n'} ? 1 : 0;
+    ended += endsLine(piece) ? 1 : 0;
     input.take(piece.size());
   }
-  if (!dictionary.isAtEnd()) {
+  if (same != file.row0()) {
     refuse();
   }
 }
@@ -91,7 +68,7 @@ bool endsInsideLine(Appender& file) try {
     return false;
   }
   const auto last = bytesAt(file, std::max(row0, end - kLookedAt), std::min(end - row0, kLookedAt));
-  return !last.empty() && last.back() != std::byte{'\n'} && isText(last);
+  return !last.empty() && !endsLine(last) && isText(last);
 } catch (const Error&) {
   return false;
 }

@@ -1,12 +1,19 @@
 #ifndef CASEFILE_TEXTLINES_H
 #define CASEFILE_TEXTLINES_H
 
+#include <cstddef>
+#include <span>
 #include <string>
 
 #include "casefile/appender.h"
 #include "plainInput.h"
 
 namespace casefile::program {
+
+/// Returns: how much of a piece of text belongs to the line that it begins with or goes on with, its end included.
+std::size_t restOfLine(std::span<const std::byte> piece);
+/// Returns: whether the last byte of a piece ends a line.
+bool endsLine(std::span<const std::byte> piece);
 
 /// Leaves the first `count` lines of an input behind, which must be the dictionary part of the file that is appended
 /// to. The end of the input ends a line too.

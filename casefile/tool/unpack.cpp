@@ -1,20 +1,19 @@
+#include "casefile/randomAccessFile.h"
+#include "dataFile.h"
 #include "failure.h"
-#include "openJournal.h"
-#include "openReader.h"
 #include "options.h"
-#include "plainCopy.h"
+#include "plainInput.h"
 #include "plainOutput.h"
 
 namespace casefile::program {
 
-int unpack(const UnpackOptions& options) {
+int unpack(const Options& options) {
   refuseOpenJournal(options.input);
-  FileReader source(options.input);
-  const Reader reader = openReader(source, options.hint, options.threads);
-  PlainOutput output(options.output, {options.force, options.sync, options.preserve});
-  output.appearAs(source.status());
-  copyPlain(reader, {0, reader.size()}, output);
-  output.commit();
+  const files::SystemFile input = openForReading(options.input, files::kOpenNoWait);
+  const Reader reader = openReader(fileFromDescriptor(input.descriptor(), options.input), options);
+  PlainOutput output(options.output, options);
+  output.appearAs(input.status());
+  output.take(reader, {0, reader.size()});
   return kDone;
 }
 

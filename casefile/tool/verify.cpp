@@ -3,26 +3,23 @@
 #include <cstdio>
 #include <string>
 
-#include "eachFile.h"
+#include "dataFile.h"
 #include "failure.h"
-#include "fileReader.h"
-#include "notes.h"
-#include "openJournal.h"
+#include "messages.h"
 #include "options.h"
-#include "shownProgress.h"
+#include "progress.h"
 
 namespace casefile::program {
 namespace {
 
-Verification verified(const std::string& file, const VerifyOptions& options) {
-  requireOpenable(file);
-  ShownProgress shown;
-  casefile::VerifyOptions how;
-  how.row0 = options.hint.row0;
-  how.byteOrder = options.hint.byteOrder();
+Verification verified(const std::string& file, const Options& options) {
+  EachPhase shown;
+  VerifyOptions how;
+  how.row0 = options.row0;
+  how.byteOrder = options.byteOrder();
   how.threads = options.threads;
-  how.progress = shown.callback();
-  return withPlaceExplained(how.row0.has_value(), [&] { return casefile::verify(file, how); });
+  how.progress = [&shown](const casefile::Progress& now) { return shown.follow(now); };
+  return casefile::verify(file, how);
 }
 
 void sayFaultsOfTheFile(const std::string& file, const Verification& told) {
@@ -47,7 +44,8 @@ std::size_t sayFaultsOfBlocks(const std::string& file, const Verification& told)
     while (i + 1 < told.faults.size() && told.faults[i + 1].block == first.block) {
       what += "; " + told.faults[++i].what;
     }
-    say(file, blockName(*first.block, first.range.value_or(LogicalRange())) + ": " + what);
+    say(file, "block " + std::to_string(*first.block) + " (" + rangeName(first.range.value_or(LogicalRange())) +
+                  "): " + what);
     ++blocks;
   }
   return blocks;
@@ -82,18 +80,15 @@ void printSound(const std::string& file, const Verification& told) {
   }
 }
 
-int verifyOne(const std::string& file, const VerifyOptions& options) {
+int verifyOne(const std::string& file, const Options& options) {
   const bool openJournal = mentionOpenJournal(file);
   const Verification told = verified(file, options);
   tellPlace(file, told.row0, told.swapped, told.blocks);
   sayFaultsOfTheFile(file, told);
-  if (!told.sound()) {
-    if (!isOnlyNotAll(told)) {
-      sayDamage(file, told);
-    }
-    return kFailed;
+  if (!told.sound() && !isOnlyNotAll(told)) {
+    sayDamage(file, told);
   }
-  if (openJournal) {
+  if (!told.sound() || openJournal) {
     return kFailed;
   }
   printSound(file, told);
@@ -102,7 +97,7 @@ int verifyOne(const std::string& file, const VerifyOptions& options) {
 
 }  // namespace
 
-int verify(const VerifyOptions& options) {
+int verify(const Options& options) {
   return forEachFile(options.files, [&](const std::string& file) { return verifyOne(file, options); });
 }
 

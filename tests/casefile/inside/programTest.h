@@ -34,7 +34,7 @@ class ProgramTest : public ::testing::Test {
   }
 
   int pack(const std::string& input, const std::string& output, bool force = false) {
-    casefile::program::PackOptions options;
+    casefile::program::Options options;
     options.input = folder.path(input);
     options.output = folder.path(output);
     options.force = force;
@@ -42,14 +42,14 @@ class ProgramTest : public ::testing::Test {
   }
 
   int append(const std::string& file, const std::string& input) {
-    casefile::program::AppendOptions options;
+    casefile::program::Options options;
     options.file = folder.path(file);
     options.input = folder.path(input);
     return run(file, [&] { return casefile::program::append(options); });
   }
 
   int unpack(const std::string& input, const std::string& output) {
-    casefile::program::UnpackOptions options;
+    casefile::program::Options options;
     options.input = folder.path(input);
     options.output = folder.path(output);
     options.force = true;
