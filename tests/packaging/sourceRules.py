@@ -69,7 +69,7 @@ def thread_locals_are_not_destroyed(top, _):
 STANDARD_HEADERS = re.compile(
     r"<(algorithm|array|atomic|bit|cerrno|climits|compare|concepts|condition_variable|cstddef|cstdint|cstdlib|cstring|"
     r"deque|exception|fcntl\.h|functional|initializer_list|ios|iosfwd|istream|limits|map|memory|mutex|new|optional|ostream|"
-    r"set|share\.h|span|stdexcept|streambuf|string|string_view|sys/stat\.h|system_error|thread|tuple|type_traits|utility|"
+    r"set|share\.h|span|stddef\.h|stdexcept|stdint\.h|streambuf|string|string_view|sys/stat\.h|system_error|thread|tuple|type_traits|utility|"
     r"variant|vector)>")
 
 

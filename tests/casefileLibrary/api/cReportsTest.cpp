@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+
+#include "../support/cFiles.h"
+#include "../support/damagedFiles.h"
+#include "casefile/c.h"
+#include "support/compressedBytes.h"
+#include "support/compressedImage.h"
+#include "support/testFolder.h"
+
+namespace {
+
+using support::Held;
+using support::Image;
+
+constexpr int64 kRow0 = 10;
+
+// A whole block and a short last one.
+const Image& image() {
+  static const Image made = Image::of(kRow0, {support::kBlock, 1000});
+  return made;
+}
+constexpr auto kLast = kRow0 + static_cast<int64>(support::kBlock);
+
+class CReports : public testing::Test {
+ protected:
+  // With a block that cannot be inflated.
+  static std::string damaged(std::size_t block) {
+    Image bent = image();
+    support::breakBlock(bent, block);
+    return bent.bytes();
+  }
+
+  support::TestFolder folder_;
+  casefile_error error_{};
+};
+
+TEST_F(CReports, AnInspectionTellsHeadingTableAndBlocks) {
+  folder_.writePlain("data.case", image().bytes());
+  casefile_inspection* inspection = nullptr;
+  ASSERT_EQ(casefile_inspect(folder_.path("data.case").c_str(), nullptr, &inspection, &error_), CASEFILE_OK);
+  const Held<casefile_inspection> held(inspection);
+  casefile_inspection_info info{};
+  ASSERT_EQ(casefile_inspection_get_info(inspection, &info, sizeof info, &error_), CASEFILE_OK);
+  EXPECT_EQ(info.file_size, static_cast<int64>(image().bytes().size()));
+  EXPECT_EQ(info.row0, kRow0);
+  EXPECT_EQ(info.heading_row0, kRow0);
+  EXPECT_EQ(info.table_position, image().heading._infoPos);
+  EXPECT_EQ(info.table_size, image().heading._size);
+  EXPECT_EQ(info.logical_size, kLast + 1000);
+  EXPECT_EQ(info.blocks, 2U);
+  EXPECT_EQ(info.faults, 0U);
+  EXPECT_EQ(info.readable, 1);
+  EXPECT_EQ(info.journal, CASEFILE_JOURNAL_NONE);
+  casefile_block block{};
+  ASSERT_EQ(casefile_inspection_get_block(inspection, 1, &block, &error_), CASEFILE_OK);
+  EXPECT_EQ(block.range.start, kLast);
+  EXPECT_EQ(casefile_inspection_get_block(inspection, 2, &block, &error_), CASEFILE_USAGE);
+}
+
+TEST_F(CReports, AnInspectionListsBrokenRules) {
+  Image bent = image();
+  bent.tableHead.orginalSize = 5;
+  const std::string bytes = bent.bytes();
+  casefile_inspection* inspection = nullptr;
+  casefile_check_options options;
+  casefile_check_options_init(&options, sizeof options);
+  options.row0 = kRow0;
+  ASSERT_EQ(casefile_inspect_source(support::sourceOver(bytes).get(), &options, &inspection, &error_), CASEFILE_OK)
+      << error_.message;
+  const Held<casefile_inspection> held(inspection);
+  casefile_inspection_info info{};
+  ASSERT_EQ(casefile_inspection_get_info(inspection, &info, sizeof info, &error_), CASEFILE_OK);
+  ASSERT_EQ(info.faults, 1U);
+  casefile_fault fault{};
+  ASSERT_EQ(casefile_inspection_get_fault(inspection, 0, &fault, sizeof fault, &error_), CASEFILE_OK);
+  EXPECT_EQ(fault.kind, CASEFILE_FAULT_TABLE_BLOCK_SIZE);
+  EXPECT_EQ(fault.block, -1);
+  EXPECT_STRNE(fault.what, "");
+}
+
+TEST_F(CReports, AVerificationTellsWhatIsLost) {
+  const std::string bytes = damaged(1);
+  casefile_verification* verification = nullptr;
+  ASSERT_EQ(casefile_verify_source(support::sourceOver(bytes).get(), nullptr, &verification, &error_), CASEFILE_OK);
+  const Held<casefile_verification> held(verification);
+  casefile_verification_info info{};
+  ASSERT_EQ(casefile_verification_get_info(verification, &info, sizeof info, &error_), CASEFILE_OK);
+  EXPECT_EQ(info.sound, 0);
+  EXPECT_EQ(info.blocks, 2U);
+  EXPECT_EQ(info.damaged_blocks, 1U);
+  ASSERT_EQ(info.lost, 1U);
+  casefile_range lost{};
+  ASSERT_EQ(casefile_verification_get_lost(verification, 0, &lost, &error_), CASEFILE_OK);
+  EXPECT_EQ(lost.start, kLast);
+  EXPECT_EQ(lost.size, 1000);
+  EXPECT_EQ(casefile_verification_get_lost(verification, 1, &lost, &error_), CASEFILE_USAGE);
+  ASSERT_GE(info.faults, 1U);
+  casefile_fault fault{};
+  ASSERT_EQ(casefile_verification_get_fault(verification, info.faults - 1, &fault, sizeof fault, &error_), CASEFILE_OK);
+  EXPECT_EQ(fault.block, 1);
+  EXPECT_EQ(fault.range.start, kLast);
+  EXPECT_EQ(fault.is_damage, 1);
+}
+
+TEST_F(CReports, ARecoveryTellsWhatItLeftOut) {
+  const std::string bytes = damaged(0);
+  const std::string output = folder_.path("rescued.case");
+  casefile_recover_options options;
+  casefile_recover_options_init(&options, sizeof options);
+  options.holes = CASEFILE_HOLES_ZERO;
+  casefile_recovery* recovery = nullptr;
+  ASSERT_EQ(casefile_recover_source(support::sourceOver(bytes).get(), output.c_str(), &options, &recovery, &error_),
+            CASEFILE_OK)
+      << error_.message;
+  const Held<casefile_recovery> held(recovery);
+  casefile_recovery_info info{};
+  ASSERT_EQ(casefile_recovery_get_info(recovery, &info, sizeof info, &error_), CASEFILE_OK);
+  EXPECT_EQ(info.complete, 0);
+  EXPECT_EQ(info.zero_bytes, static_cast<int64>(support::kBlock));
+  EXPECT_EQ(info.case_bytes, 1000);
+  ASSERT_EQ(info.losses, 1U);
+  casefile_loss loss{};
+  ASSERT_EQ(casefile_recovery_get_loss(recovery, 0, &loss, sizeof loss, &error_), CASEFILE_OK);
+  EXPECT_EQ(loss.blocks, 1);
+  EXPECT_EQ(loss.range.start, kRow0);
+  EXPECT_STRNE(loss.why, "");
+  casefile_reader* reader = nullptr;
+  ASSERT_EQ(casefile_reader_open(output.c_str(), nullptr, &reader, &error_), CASEFILE_OK);
+  const Held<casefile_reader> reading(reader);
+  std::string room(1000, '?');
+  std::size_t done = 0;
+  ASSERT_EQ(casefile_reader_read_at(reader, room.data(), room.size(), kRow0, &done, &error_), CASEFILE_OK);
+  EXPECT_EQ(room, std::string(1000, '\0'));
+}
+
+TEST_F(CReports, WhatIsNoDataFileIsAStatusAndNoReport) {
+  const std::string bytes(5000, 'x');
+  casefile_verification* verification = nullptr;
+  EXPECT_EQ(casefile_verify_source(support::sourceOver(bytes).get(), nullptr, &verification, &error_),
+            CASEFILE_NOT_A_DATA_FILE);
+  EXPECT_EQ(verification, nullptr);
+}
+
+}  // namespace
