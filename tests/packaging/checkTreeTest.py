@@ -88,6 +88,9 @@ class Documents(Rule):
         self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": ""}, "a.cpp")
         self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": shown.replace("text", "sh")}, "a.cpp")
         self.breaks("RecipesShowTheExamples", {**tree, "docs/recipes.md": shown + "```cpp\nint b;\n```\n"}, "int b;")
+        tree = {"docs/recipes.md": "", "examples/c/a.c": "int c;\n"}
+        self.keeps("RecipesShowTheExamples", {**tree, "docs/c.md": "```c\nint c;\n```\n```text\n1\n```\n"})
+        self.breaks("RecipesShowTheExamples", tree, "a.c")
 
     def test_the_record_sizes_are_the_divisors_of_a_block(self):
         tree = {"Datasource/form/block/blockSize.h": "constexpr std::size_t kBlockSize = 0x3F0;\n"}

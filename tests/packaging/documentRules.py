@@ -22,14 +22,15 @@ RECIPES = "docs/recipes.md"
 
 
 def recipes_show_the_examples(top, _):
-    """The programs of the page of recipes are those of examples/casefile to the letter, each with what it prints."""
-    shown = dict(recipes(text(top, RECIPES)))
-    programs = {text(top, name): name for name in files(top, "examples/casefile") if name.endswith(".cpp")}
-    for code, name in programs.items():
-        if not shown.get(code):
-            yield f"{RECIPES}: no C++ block with a text block behind it is identical to {name}"
-    for code in shown.keys() - programs.keys():
-        yield f"{RECIPES}: shows a program that is none of examples/casefile: {code.splitlines()[0]}"
+    """The programs of the pages of recipes are those of their folders to the letter, each with what it prints."""
+    for page, folder, ending in ((RECIPES, "examples/casefile", ".cpp"), ("docs/c.md", "examples/c", ".c")):
+        shown = dict(recipes(text(top, page))) if os.path.exists(os.path.join(top, page)) else {}
+        programs = {text(top, name): name for name in files(top, folder) if name.endswith(ending)}
+        for code, name in programs.items():
+            if not shown.get(code):
+                yield f"{page}: no block with a text block behind it is identical to {name}"
+        for code in shown.keys() - programs.keys():
+            yield f"{page}: shows a program that is none of {folder}: {code.splitlines()[0]}"
 
 
 def recipes_list_the_record_sizes(top, _):

@@ -4,9 +4,9 @@ import re
 
 
 def recipes(page):
-    """Pairs of a C++ block and the text block behind it, which is empty where there is none."""
-    blocks = re.findall(r"^```(cpp|text)\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
+    """Pairs of a C or C++ block and the text block behind it, which is empty where there is none."""
+    blocks = re.findall(r"^```(cpp|c|text)\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
     for index, (language, block) in enumerate(blocks):
-        if language == "cpp":
+        if language != "text":
             behind = blocks[index + 1] if index + 1 < len(blocks) else ("", "")
             yield block, behind[1] if behind[0] == "text" else ""
