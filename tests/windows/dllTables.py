@@ -58,6 +58,7 @@ def foreign_imports(objdump, file):
 
 def neutral(name):
     name = re.sub(r"\bunsigned long long\b", "unsigned long", name)
+    name = re.sub(r"\b(\d+)ull\b", r"\1ul", name)
     return re.sub(r"\blong long\b", "long", name)
 
 
@@ -67,7 +68,8 @@ def about_class_tables(name):
 
 # Windows exports whole classes, their private helpers too; elsewhere those stay inside.
 PRIVATE_HELPERS = re.compile(r"VORN_FileStream::(MakeWorker|ReadAhead|ReadDirect|ReadInSteps|ReadThroughBuffer|WriteInSteps)\("
-                             r"|zcmpsFilestr::(KeepsInvariants|OpenForUpdate|UseFile)\(|zlibCompressBlock::runOnce\(")
+                             r"|zcmpsFilestr::(KeepsInvariants|OpenForUpdate|UseFile)\(|zlibCompressBlock::runOnce\("
+                             r"|casefile::(Reader|Writer|Appender)::(\w+\(std::unique_ptr|impl\(|requireReadable\()")
 
 
 def differences(ours, others):
