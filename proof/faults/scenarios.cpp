@@ -412,11 +412,11 @@ void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
 
 }  // namespace
 
-std::vector<Scenario> allScenarios() {
+std::vector<Scenario> allScenarios(std::size_t threads) {
   std::vector<Scenario> all;
   addStreams(all);
   addLibrary(all, 1);
-  addLibrary(all, 4);
+  addLibrary(all, threads);
   return all;
 }
 

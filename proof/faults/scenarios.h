@@ -34,8 +34,8 @@ struct Scenario {
 };
 
 /// Returns: writing, reading, reading ahead and appending through streams; Reader, Writer, Appender, verify and recover
-///   with one thread and several; each with the ways in which it may end.
-std::vector<Scenario> allScenarios();
+///   with one thread and with `threads`; each with the ways in which it may end.
+std::vector<Scenario> allScenarios(std::size_t threads = 4);
 
 /// Makes errors that nobody could be given, and assertions, count as told.
 void listenToReports();

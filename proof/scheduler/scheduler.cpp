@@ -66,6 +66,7 @@ ScheduleResult Scheduler::run(const std::function<std::string()>& body, const st
   if (!told.empty()) {
     fail(told);
   }
+  forgetRecursive();
   if (alive_ != 0) {
     fail("a mutex or a condition is left");
   }
@@ -79,6 +80,7 @@ void Scheduler::abandon() {
     static_cast<void>(strand.release());  // NOLINT(bugprone-unused-return-value)
   }
   strands_.clear();
+  recursive_.clear();
   // The one that gave the last turn may not be quite out of it.
   static_cast<void>(control_.release());  // NOLINT(bugprone-unused-return-value)
   control_ = std::make_unique<Turn>();
@@ -257,6 +259,25 @@ std::string Scheduler::whoWaits() const {
     }
   }
   return text;
+}
+
+Scheduler::Recursive& Scheduler::recursive(const void* object) {
+  Recursive& found = recursive_[object];
+  if (found.mutex == nullptr) {
+    found.mutex = std::make_unique<TurnMutex>();
+  }
+  return found;
+}
+
+// One that is still held was left locked.
+void Scheduler::forgetRecursive() {
+  for (const auto& [object, held] : recursive_) {
+    --alive_;
+    if (held.depth != 0) {
+      fail("a mutex is left locked");
+    }
+  }
+  recursive_.clear();
 }
 
 bool Scheduler::noticeIsLost() { return ++result_.notices == disturbances_.lostNotice; }

@@ -5,13 +5,14 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
+#include "scheduler/turnPrimitives.h"
+
 namespace proof {
 
-class TurnMutex;
-class TurnCondition;
 struct Strand;
 
 /// A place in a schedule where more than one thread can go on. The first `free` choices are no preemption: the
@@ -65,7 +66,18 @@ class Scheduler {
   friend class TurnCondition;
   friend class TurnThread;
   friend void turnPoint();
+  friend void lockRecursively(const void* object);
+  friend void unlockRecursively(const void* object);
 
+  // What stands behind an object that is a mutex, made with its first use in a run.
+  struct Recursive {
+    std::unique_ptr<TurnMutex> mutex;
+    const Strand* owner = nullptr;
+    unsigned depth = 0;
+  };
+
+  Recursive& recursive(const void* object);
+  void forgetRecursive();
   Strand& begin(std::function<void()> body);
   Strand& start(std::function<void()> body);
   void join(Strand& other);
@@ -95,6 +107,7 @@ class Scheduler {
   bool stuck_ = false;
   long alive_ = 0;  // primitives made in the run
   std::unordered_set<const void*> dead_;
+  std::unordered_map<const void*, Recursive> recursive_;
 };
 
 /// A point of its own, for what a scenario does between two that the library has. Does nothing outside a run.

@@ -54,6 +54,28 @@ void TurnMutex::unlock() {
   scheduler->reach();
 }
 
+// Whether the calling thread has it tells nobody else: only the first lock and the last unlock are points.
+void lockRecursively(const void* object) {
+  if (Scheduler* const scheduler = Scheduler::current()) {
+    Scheduler::Recursive& held = scheduler->recursive(object);
+    if (held.owner != thisStrand) {
+      held.mutex->lock();
+      held.owner = thisStrand;
+    }
+    ++held.depth;
+  }
+}
+
+void unlockRecursively(const void* object) {
+  if (Scheduler* const scheduler = Scheduler::current()) {
+    Scheduler::Recursive& held = scheduler->recursive(object);
+    if (--held.depth == 0) {
+      held.owner = nullptr;
+      held.mutex->unlock();
+    }
+  }
+}
+
 TurnCondition::TurnCondition() {
   if (Scheduler* const scheduler = Scheduler::current()) {
     scheduler->made(this);

@@ -26,6 +26,10 @@ class TurnMutex {
   const Strand* owner_ = nullptr;
 };
 
+/// Locks and unlocks a mutex that its owner may lock again, known by the address of whatever stands for it.
+void lockRecursively(const void* object);
+void unlockRecursively(const void* object);
+
 /// A condition variable of such threads.
 class TurnCondition {
  public:

@@ -29,6 +29,8 @@ class ScheduleHarness : public Harness {
     addCachePlays(plays_);
     addLinePlays(plays_);
     addWritingPlays(plays_);
+    addPoolPlays(plays_);
+    addStreamPlays(plays_);
     // A process of its own runs the cases: the threads that serve here do not.
     Scheduler scheduler;
     for (std::size_t play = 0; play < plays_.size(); ++play) {

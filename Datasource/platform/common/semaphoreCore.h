@@ -2,8 +2,8 @@
 #define DATASOURCE_PLATFORM_SEMAPHORECORE_H
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+
+#include "poolPrimitives.h"
 
 namespace datasource::platform {
 
@@ -15,8 +15,8 @@ struct SemaphoreCore {
   /// Takes one from the count. Raises: sfWaitCancelled, see sfSemaphore::waitSemaphore.
   void take();
 
-  std::mutex mutex;
-  std::condition_variable changed;
+  Mutex mutex;
+  Condition changed;
   unsigned int count;
 };
 
@@ -31,7 +31,7 @@ struct PoolThread {
   /// Tells the thread to end and wakes it from a wait. Threads: any but its own.
   void stop();
 
-  std::mutex mutex;
+  Mutex mutex;
   SemaphoreCore* waitingOn = nullptr;  // belongs to `mutex`
   std::atomic<bool> stopping{false};
 };

@@ -1,18 +1,17 @@
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <system_error>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "Datasource/platform/threads.h"
 #include "Datasource/platform/throwError.h"
+#include "poolPrimitives.h"
 #include "semaphoreCore.h"
 #include "threadSeam.h"
 
@@ -68,10 +67,10 @@ struct sfThreadPoolBase::State {
   const int threadCount;
   std::unordered_map<CallBackObject*, std::unique_ptr<CallBackObject>> owned;
   std::vector<std::unique_ptr<PoolThread>> records;
-  std::vector<std::thread> threads;
+  std::vector<datasource::platform::Thread> threads;
 
-  std::mutex mutex;
-  std::condition_variable changed;
+  datasource::platform::Mutex mutex;
+  datasource::platform::Condition changed;
   std::deque<Task> tasks;
   bool open = false;  // all threads are there: tasks may begin
   bool stopping = false;
@@ -111,7 +110,7 @@ void sfThreadPoolBase::State::endThreads() noexcept {
   for (const auto& record : records) {
     record->stop();
   }
-  for (std::thread& thread : threads) {
+  for (datasource::platform::Thread& thread : threads) {
     thread.join();
   }
   threads.clear();
