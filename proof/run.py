@@ -11,37 +11,72 @@ import subprocess
 import sys
 
 HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules")
+# Not lists of cases: the preset that builds the programs, and how many executions are a full run. The sanitizers' goal
+# is a day of one processor at 2,000 a second.
+FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}
+LEAST_MINUTES_FOR_FUZZERS = 10
+FUZZ = pathlib.Path(__file__).resolve().parent / "fuzz" / "fuzz.py"
 
 
 def arguments():
     parser = argparse.ArgumentParser(prog="prove.sh", description="Tries to break everything.")
-    parser.add_argument("names", nargs="*", metavar="NAME", help=f"harnesses: {', '.join(HARNESSES)}")
+    parser.add_argument("names", nargs="*", metavar="NAME", help=f"harnesses: {', '.join((*HARNESSES, *FUZZERS))}; "
+                        f"default: all, the fuzzers from {LEAST_MINUTES_FOR_FUZZERS} minutes on")
     parser.add_argument("--minutes", type=float, default=10, help="how long, about (default: 10)")
     parser.add_argument("--full", action="store_true", help="until all cases have run")
     parser.add_argument("--seed", type=int, default=1, help="orders the cases (default: 1)")
     parser.add_argument("--case", type=int, help="runs that one case of one harness")
     parser.add_argument("--fresh", action="store_true", help="begins again")
-    parser.add_argument("--programs", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
-    parser.add_argument("--state", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--build", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--presets", action="store_true", help=argparse.SUPPRESS)
     given = parser.parse_args()
     for name in given.names:
-        if name not in HARNESSES:
+        if name not in (*HARNESSES, *FUZZERS):
             parser.error(f"no such harness: {name}")
     if given.case is not None and len(given.names) != 1:
         parser.error("--case needs the name of one harness")
+    if given.case is not None and given.names[0] in FUZZERS:
+        parser.error("a fuzzer's finding names the command that repeats it")
     return given
 
 
+def names_of(given):
+    """The harnesses to run. Nobody waits for clang and two more builds who has a few minutes only."""
+    if given.names:
+        return given.names
+    long = given.full or given.minutes >= LEAST_MINUTES_FOR_FUZZERS
+    return (*HARNESSES, *FUZZERS) if long else HARNESSES
+
+
+def presets_of(given):
+    """What has to be built, by the names of CMake's presets."""
+    names = names_of(given)
+    lists = [] if set(names) <= set(FUZZERS) else ["proof"]
+    return lists + [preset for name, (preset, _) in FUZZERS.items() if name in names]
+
+
 def program_of(given, name):
-    return given.programs / f"proof_{name}"
+    return given.build / "proof" / "proof" / f"proof_{name}"
+
+
+def fuzzing(given, name):
+    """The command of fuzzers. Their corpora outlast a change of the program."""
+    preset, goal = FUZZERS[name]
+    folder = given.build / "proof" / name
+    folder.mkdir(parents=True, exist_ok=True)
+    if given.fresh:
+        (folder / "state").unlink(missing_ok=True)
+    return [sys.executable, "-B", FUZZ, "--name", name, "--programs", given.build / preset / "proof" / "fuzz", "--goal",
+            str(goal), "--state", folder / "state"]
 
 
 def state_of(given, name):
     """The file of a harness's progress, which holds for one seed and one program: another build begins again."""
     program = hashlib.sha256(program_of(given, name).read_bytes()).hexdigest()[:16]
-    given.state.mkdir(parents=True, exist_ok=True)
-    path = given.state / f"{name}-{given.seed}-{program}"
-    for old in given.state.glob(f"{name}-{given.seed}-*"):
+    state = given.build / "proof" / "state"
+    state.mkdir(parents=True, exist_ok=True)
+    path = state / f"{name}-{given.seed}-{program}"
+    for old in state.glob(f"{name}-{given.seed}-*"):
         if given.fresh or old != path:
             old.unlink()
     return path
@@ -49,7 +84,8 @@ def state_of(given, name):
 
 def run(given, name):
     """One harness. Returns: its summary."""
-    command = [program_of(given, name), "--seed", str(given.seed), "--state", state_of(given, name)]
+    command = fuzzing(given, name) if name in FUZZERS else [program_of(given, name), "--state", state_of(given, name)]
+    command += ["--seed", str(given.seed)]
     if not given.full:
         command += ["--seconds", str(max(1, round(given.minutes * 60 * share(given))))]
     done = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
@@ -66,13 +102,13 @@ def jobs():
 
 def share(given):
     """The part of the time that each harness may take, where there are more of them than processors."""
-    return min(1.0, jobs() / len(given.names or HARNESSES))
+    return min(1.0, jobs() / len(names_of(given)))
 
 
 def print_table(summaries):
-    print(f"{'harness':10}{'cases run':>12}{'of':>12}{'seconds':>10}{'findings':>10}")
+    print(f"{'harness':14}{'cases run':>14}{'of':>14}{'seconds':>10}{'findings':>10}")
     for summary in summaries:
-        print(f"{summary['harness']:10}{summary['done']:>12,}{summary['cases']:>12,}{summary['seconds']:>10.0f}"
+        print(f"{summary['harness']:14}{summary['done']:>14,}{summary['cases']:>14,}{summary['seconds']:>10.0f}"
               f"{len(summary['findings']):>10}")
     for summary in summaries:
         for what, count in summary["tally"].items():
@@ -81,7 +117,10 @@ def print_table(summaries):
 
 def main():
     given = arguments()
-    names = given.names or HARNESSES
+    names = names_of(given)
+    if given.presets:
+        print("\n".join(presets_of(given)))
+        return 0
     if given.case is not None:
         return subprocess.run([program_of(given, names[0]), "--case", str(given.case)], check=False).returncode
     print(f"seed {given.seed}, {jobs()} processors, " + ("all cases" if given.full else f"{given.minutes:g} minutes"))
@@ -90,7 +129,8 @@ def main():
     print_table(summaries)
     found = [(summary["harness"], finding) for summary in summaries for finding in summary["findings"]]
     for name, finding in found:
-        print(f"FOUND {name}: {finding['what']}\n  again: scripts/prove.sh --case {finding['case']} {name}")
+        again = finding.get("again", f"scripts/prove.sh --case {finding['case']} {name}")
+        print(f"FOUND {name}: {finding['what']}\n  again: {again}")
     return 1 if found else 0
 
 
