@@ -7,7 +7,8 @@
 #   tidy-change             clang-tidy, of what the change touches (scripts/changedSources.py)
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
 #   windows                 all tests on 64-bit Windows, under wine
-# Without a name: all but tidy-change and windows. Each builds in build/NAME (gcc in build/release),
+#   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
+# Without a name: all but tidy-change, windows and fuzz. Each builds in build/NAME (gcc in build/release),
 # through ccache where that is installed; what a check needs is installed first. Shown are counts and
 # what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
 # limits the jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
@@ -90,19 +91,20 @@ run_check() {
     install) build release && run_label install ;;
     tree) configure release && run_label tree ;;
     windows) scripts/check-windows.sh ;;
+    fuzz) scripts/check-fuzz.sh ;;
   esac
 }
 
 packages_for() {
   case $1 in
-    asan | clang | format | tidy*) echo check ;;
+    asan | clang | format | fuzz | tidy*) echo check ;;
     windows) echo windows ;;
     *) echo build ;;
   esac
 }
 
 for name in "$@"; do
-  if [[ " ${checks[*]} tidy-change windows " != *" $name "* ]]; then
+  if [[ " ${checks[*]} tidy-change windows fuzz " != *" $name "* ]]; then
     echo "check.sh: no such check: $name" >&2
     exit 2
   fi
