@@ -82,9 +82,9 @@ tidy_change() {
 run_check() {
   case $1 in
     gcc) build_and_test release ;;
-    clang | debug) build_and_test "$1" --label-exclude 'install|tree' ;;
+    clang | debug) build_and_test "$1" --label-exclude 'install|tree|python' ;;
     static) build_and_test static --label-exclude tree ;;
-    asan | tsan) build_and_test "$1" --label-exclude 'exports|install|tree' ;;
+    asan | tsan) build_and_test "$1" --label-exclude 'exports|install|tree|python' ;;
     format | tidy) "$1" ;;
     tidy-change) tidy_change ;;
     exports) build release Datasource && run_label exports ;;
@@ -99,6 +99,7 @@ packages_for() {
   case $1 in
     asan | clang | format | fuzz | tidy*) echo check ;;
     windows) echo windows ;;
+    gcc) echo python ;;
     *) echo build ;;
   esac
 }

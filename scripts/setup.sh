@@ -4,6 +4,7 @@
 #   check    clang, its sanitizers, clang-tidy and clang-format; shells and mandoc for completions and manual page
 #   bench    the programs that the benchmarks compare with
 #   windows  the cross compiler and wine
+#   python   what the tests of the Python package need
 # As root it installs without a question; any other user is told what root would have to install.
 # Where nothing is missing it changes nothing and needs no network.
 set -euo pipefail
@@ -20,6 +21,9 @@ if [ "$(dpkg --print-architecture 2>/dev/null)" = amd64 ]; then packages_build+=
 packages_check=(clang libclang-rt-dev clang-tidy clang-format fish zsh mandoc)
 # bgzip is a part of tabix.
 packages_bench=(gzip pigz tabix zstd)
+packages_python=(
+  python3-cffi python3-numpy python3-pandas python3-fsspec python3-dask python3-distributed python3-pytest
+)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
 
 wanted=()
@@ -28,9 +32,10 @@ for group in "${@:-build}"; do
     build) wanted+=("${packages_build[@]}") ;;
     check) wanted+=("${packages_build[@]}" "${packages_check[@]}") ;;
     bench) wanted+=("${packages_build[@]}" "${packages_bench[@]}") ;;
+    python) wanted+=("${packages_build[@]}" "${packages_python[@]}") ;;
     windows) wanted+=("${packages_build[@]}" "${packages_windows[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, bench, windows)" >&2
+      echo "setup.sh: no such group: $group (build, check, bench, windows, python)" >&2
       exit 2
       ;;
   esac

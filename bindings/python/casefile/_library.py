@@ -1,0 +1,72 @@
+"""The C library: where it is found, and its functions."""
+
+from __future__ import annotations
+
+import os
+import sys
+from typing import Any, Dict
+
+import cffi  # type: ignore[import-untyped]
+
+from ._interface import INTERFACE, VERSION
+
+ffi = cffi.FFI()
+ffi.cdef(INTERFACE)
+
+
+def _names() -> list[str]:
+    """The library's file as the program said it in CASEFILE_LIBRARY, or as the system's loader finds it."""
+    said = os.environ.get("CASEFILE_LIBRARY")
+    if said:
+        return [said]
+    if sys.platform == "win32":
+        return ["libcasefile.dll"]
+    return [f"libcasefile.so.{VERSION}", "libcasefile.so"]
+
+
+def _open() -> Any:
+    failures = []
+    for name in _names():
+        try:
+            return ffi.dlopen(name)
+        except OSError as failure:
+            failures.append(str(failure))
+    raise ImportError("the casefile library is not found; CASEFILE_LIBRARY can name its file: " + "; ".join(failures))
+
+
+lib: Any = _open()
+
+
+# What the library may look at as long as a handle lives, by the handle's address.
+_kept: Dict[int, Any] = {}
+
+
+def _destructor(free: str) -> Any:
+    def destroy(handle: Any) -> None:
+        kept = _kept.pop(int(ffi.cast("intptr_t", handle)), None)
+        getattr(lib, free)(handle)
+        del kept  # not before: and by now another handle may have this address
+    return destroy
+
+
+# They belong to the module, and so does what is kept: a garbage collector that finds an object of the program's in a
+# cycle takes such an object apart in any order, but touches neither.
+_DESTRUCTORS = {kind: _destructor(f"casefile_{kind}_free") for kind in (
+    "source", "reader", "writer", "appender", "inspection", "verification", "recovery")}
+
+
+def owned(kind: str, handle: Any, *kept: Any) -> Any:
+    """A handle that is freed with its last user; what is `kept` lasts as long as it."""
+    if kept:
+        _kept[int(ffi.cast("intptr_t", handle))] = kept
+    return ffi.gc(handle, _DESTRUCTORS[kind])
+
+
+def encoded(name: "str | bytes | os.PathLike[Any]") -> bytes:
+    """A file's name as the library takes it."""
+    path = os.fspath(name)
+    if isinstance(path, str):
+        path = path.encode("utf-8") if sys.platform == "win32" else os.fsencode(path)
+    if b"\0" in path:
+        raise ValueError("a file's name holds a null byte")
+    return path

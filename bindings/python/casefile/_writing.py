@@ -1,0 +1,195 @@
+"""Writing new files and appending to files."""
+
+from __future__ import annotations
+
+import os
+from types import TracebackType
+from typing import Any, Callable, Iterable, Optional, Type, Union
+
+from ._calls import LongCall, ProgressCallback, checked
+from ._library import encoded, ffi, lib, owned
+
+_ENCODERS = {"automatic": 0, "zlib": 1, "libdeflate": 2, "isal": 3}
+
+# Fewer bytes than this fill no two blocks: the call waits for one at most.
+_SHORT = 4 << 20
+
+Name = Union[str, bytes, "os.PathLike[Any]"]
+
+
+def _encoder(name: str) -> int:
+    if name not in _ENCODERS:
+        raise ValueError(f"no such encoder: {name!r}; one of {', '.join(_ENCODERS)}")
+    return _ENCODERS[name]
+
+
+def _is_bytes(data: Any) -> bool:
+    try:
+        memoryview(data)
+    except TypeError:
+        return False
+    return True
+
+
+class _Output:
+    """What Writer and Appender have in common. In a ``with`` statement it is finished at the end of the block; when an
+    exception leaves the block, nothing of it is left."""
+
+    def __init__(self, name: Name, progress: Optional[ProgressCallback]) -> None:
+        self.name = name
+        self._call = LongCall(progress)
+        self._handle: Any = None
+
+    def _output(self) -> Any:
+        if self._handle is None:
+            raise ValueError("it is finished or cancelled")
+        return self._handle
+
+    def _give(self, function: Callable[..., int], data: Any) -> None:
+        output = self._output()
+        view = memoryview(data)
+        with ffi.from_buffer("char[]", view if view.c_contiguous else view.tobytes()) as room:
+            self._call.run(lambda error: function(output, room, len(room), error), short=len(room) < _SHORT)
+
+    def _write(self, function: Callable[..., int], data: "Any | Iterable[Any]") -> None:
+        if isinstance(data, str):
+            raise TypeError("bytes are wanted, not str: text is encoded first")
+        if _is_bytes(data):
+            self._give(function, data)
+        else:
+            for piece in data:
+                self._give(function, piece)
+
+    def __exit__(self, kind: Optional[Type[BaseException]], raised: Optional[BaseException],
+                 traceback: Optional[TracebackType]) -> None:
+        if kind is not None:
+            self.cancel()
+        elif self._handle is not None:
+            self.finish()
+
+    def finish(self) -> None:
+        raise NotImplementedError
+
+    def cancel(self) -> None:
+        """Gives up: nothing of it is left."""
+        if self._handle is not None:
+            handle, self._handle = self._handle, None
+            ffi.release(handle)  # as the library's own cancelling
+
+
+class Writer(_Output):
+    """Writes a new file. It gets its name when it is finished, complete; until then what had the name has it still."""
+
+    def __init__(self, name: Name, dictionary: Any, *, encoder: str = "automatic", threads: Optional[int] = None,
+                 replace: bool = True, sync: bool = False, progress: Optional[ProgressCallback] = None) -> None:
+        super().__init__(name, progress)
+        options = ffi.new("casefile_writer_options*")
+        lib.casefile_writer_options_init(options, ffi.sizeof(options[0]))
+        options.encoder = _encoder(encoder)
+        options.threads = threads or 0
+        options.replace = replace
+        options.sync = sync
+        options.progress = self._call.callback
+        made = ffi.new("casefile_writer**")
+        checked(lambda error: lib.casefile_writer_create(encoded(name), options, made, error))
+        self._handle = owned("writer", made[0], self._call)
+        try:
+            self._write(lib.casefile_writer_write_dictionary, dictionary)
+        except BaseException:
+            self.cancel()
+            raise
+
+    def __enter__(self) -> "Writer":
+        return self
+
+    def __repr__(self) -> str:
+        return f"<casefile.Writer {self.name!r} {'done' if self._handle is None else f'position={self.position}'}>"
+
+    @property
+    def position(self) -> int:
+        """The logical position behind all bytes given so far."""
+        position = ffi.new("int64_t*")
+        output = self._output()
+        checked(lambda error: lib.casefile_writer_get_position(output, position, error))
+        return int(position[0])
+
+    def write(self, data: Any) -> None:
+        """Adds case data: bytes, a buffer such as an array of numpy's, or an iterable of them."""
+        self._write(lib.casefile_writer_write, data)
+
+    def finish(self) -> None:
+        """Writes what is left and gives the file its name."""
+        output = self._output()
+        try:
+            self._call.run(lambda error: lib.casefile_writer_finish(output, error))
+        finally:
+            self.cancel()
+
+
+class Appender(_Output):
+    """Appends case data to a file: after any error, a crash or a kill it is exactly the old or exactly the new one."""
+
+    def __init__(self, name: Name, *, row0: Optional[int] = None, encoder: str = "automatic",
+                 threads: Optional[int] = None, progress: Optional[ProgressCallback] = None) -> None:
+        super().__init__(name, progress)
+        options = ffi.new("casefile_appender_options*")
+        lib.casefile_appender_options_init(options, ffi.sizeof(options[0]))
+        options.row0 = -1 if row0 is None else row0
+        options.encoder = _encoder(encoder)
+        options.threads = threads or 0
+        options.progress = self._call.callback
+        made = ffi.new("casefile_appender**")
+        self._call.run(lambda error: lib.casefile_appender_open(encoded(name), options, made, error))
+        self._handle = owned("appender", made[0], self._call)
+        info = self._info()
+        self.row0: int = info.row0
+        #: Whether opening took back an append that had not finished.
+        self.took_back = bool(info.took_back)
+
+    def _info(self) -> Any:
+        info = ffi.new("casefile_appender_info*")
+        output = self._output()
+        checked(lambda error: lib.casefile_appender_get_info(output, info, ffi.sizeof(info[0]), error))
+        return info
+
+    def __enter__(self) -> "Appender":
+        return self
+
+    def __repr__(self) -> str:
+        return f"<casefile.Appender {self.name!r} {'done' if self._handle is None else f'position={self.position}'}>"
+
+    @property
+    def position(self) -> int:
+        """The logical position behind all bytes, those given so far included."""
+        return int(self._info().position)
+
+    def read_at(self, position: int, size: int) -> bytes:
+        """Reads what the file holds, before the first new byte is given."""
+        room, done = bytearray(size), ffi.new("size_t*")
+        output, view = self._output(), ffi.from_buffer("char[]", room, require_writable=True)
+        checked(lambda error: lib.casefile_appender_read_at(output, view, size, position, done, error))
+        return bytes(room[:done[0]])
+
+    def write(self, data: Any) -> None:
+        """Adds case data: bytes, a buffer such as an array of numpy's, or an iterable of them."""
+        self._write(lib.casefile_appender_write, data)
+
+    def finish(self) -> None:
+        """Returns when all is on the disk."""
+        output = self._output()
+        try:
+            self._call.run(lambda error: lib.casefile_appender_finish(output, error))
+        finally:
+            self.cancel()
+
+
+def create(name: Name, dictionary: Any, *, encoder: str = "automatic", threads: Optional[int] = None,
+           replace: bool = True, sync: bool = False, progress: Optional[ProgressCallback] = None) -> Writer:
+    """Makes a new file that begins with the dictionary part; ``encoder`` is "automatic", "zlib", "libdeflate" or "isal"."""
+    return Writer(name, dictionary, encoder=encoder, threads=threads, replace=replace, sync=sync, progress=progress)
+
+
+def append(name: Name, *, row0: Optional[int] = None, encoder: str = "automatic", threads: Optional[int] = None,
+           progress: Optional[ProgressCallback] = None) -> Appender:
+    """Opens a file to append case data; what an append that did not finish has left is taken back first."""
+    return Appender(name, row0=row0, encoder=encoder, threads=threads, progress=progress)

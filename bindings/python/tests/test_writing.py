@@ -1,0 +1,136 @@
+"""Writing, appending, judging and rescuing."""
+
+import pathlib
+
+import numpy
+import pytest
+
+import casefile
+from conftest import DICTIONARY, records
+
+
+def content(path):
+    with casefile.open(path) as file:
+        return file.read_at(0, file.size)
+
+
+def test_writes_what_is_read(tmp_path):
+    path = tmp_path / "new.case"
+    with casefile.create(path, b"head", encoder="zlib", threads=2) as writer:
+        writer.write(b"abc")
+        writer.write(numpy.arange(3, dtype="u1"))
+        writer.write(numpy.arange(6, dtype="u1")[::2])
+        writer.write(piece for piece in (b"x", bytearray(b"y"), memoryview(b"z")))
+        assert writer.position == 4 + 3 + 3 + 3 + 3 and "position=16" in repr(writer)
+        assert not path.exists()
+    assert content(path) == b"headabc\0\1\2\0\2\4xyz"
+
+
+def test_an_exception_in_the_block_leaves_nothing(tmp_path):
+    with pytest.raises(LookupError):
+        with casefile.create(tmp_path / "new.case", b"head") as writer:
+            writer.write(bytes(10_000_000))
+            raise LookupError
+    assert not list(tmp_path.iterdir())
+    with pytest.raises(ValueError):
+        writer.write(b"more")
+
+
+def test_arguments_that_cannot_be_are_refused(tmp_path):
+    with pytest.raises(ValueError, match="encoder"):
+        casefile.create(tmp_path / "new.case", b"head", encoder="none")
+    with pytest.raises(TypeError), casefile.create(tmp_path / "new.case", b"head") as writer:
+        writer.write("text")
+    with pytest.raises(ValueError, match="null"):
+        casefile.create("a\0b", b"head")
+    assert not list(tmp_path.iterdir())
+
+
+def test_a_name_that_is_taken_may_be_kept(tmp_path):
+    (tmp_path / "old.case").write_bytes(b"old")
+    with pytest.raises(FileExistsError):
+        with casefile.create(tmp_path / "old.case", b"head", replace=False) as writer:
+            writer.write(b"new")
+    assert (tmp_path / "old.case").read_bytes() == b"old"
+
+
+def test_data_that_hardly_compress_do_not_fit(tmp_path):
+    noise = numpy.random.default_rng(1).bytes(casefile.BLOCK_SIZE)
+    with pytest.raises(casefile.DoesNotFitError) as refused:
+        with casefile.create(tmp_path / "new.case", b"head") as writer:
+            writer.write(noise)
+    assert refused.value.range == (4, 4 + casefile.BLOCK_SIZE)
+
+
+def test_what_progress_raises_comes_out_of_a_writer(tmp_path):
+    def stop(_):
+        raise LookupError("the callback's own")
+    with pytest.raises(LookupError):
+        with casefile.create(tmp_path / "new.case", b"head", progress=stop) as writer:
+            writer.write(bytes(20_000_000))
+    assert not list(tmp_path.iterdir())
+
+
+def test_appends(tmp_path):
+    path = tmp_path / "data.case"
+    with casefile.create(path, b"head") as writer:
+        writer.write(b"first")
+    with casefile.append(path) as appender:
+        assert appender.row0 == 4 and appender.position == 9 and not appender.took_back
+        assert appender.read_at(4, 100) == b"first"
+        with pytest.raises(casefile.BusyError):
+            casefile.append(path)
+        appender.write(b" second")
+    assert content(path) == b"headfirst second"
+    with pytest.raises(LookupError), casefile.append(path) as appender:
+        appender.write(b" third")
+        raise LookupError
+    assert content(path) == b"headfirst second"
+
+
+@pytest.fixture
+def damaged(tmp_path):
+    """A file of three blocks, whose second one cannot be inflated."""
+    path = tmp_path / "damaged.case"
+    with casefile.create(path, DICTIONARY) as writer:
+        writer.write(records(700_000))
+    block = casefile.open(path).blocks[1]
+    with open(path, "r+b") as file:
+        file.seek(block.file_position + 2)
+        file.write(b"\xff" * 2000)
+    return path, block
+
+
+def test_verifies(damaged, record_file):
+    path, block = damaged
+    found = casefile.verify(path)
+    assert not found.sound and found.blocks == 3 and found.damaged_blocks == 1 and found.journal == "none"
+    assert found.lost == [(block.start, block.stop)]
+    assert found.faults[0].block == 1 and found.faults[0].is_damage and found.faults[0].what
+    assert casefile.verify(record_file).sound
+    with open(record_file, "rb") as source:
+        assert casefile.verify(source).sound
+
+
+def test_inspects(record_file):
+    found = casefile.inspect(record_file)
+    assert found.readable and not found.faults and len(found.blocks) == 4
+    assert found.file_size == record_file.stat().st_size
+    assert found.blocks == casefile.open(record_file).blocks
+
+
+def test_recovers(damaged, tmp_path):
+    path, block = damaged
+    found = casefile.recover(path, tmp_path / "rescued.case", holes="zero")
+    assert not found.complete and found.zero_bytes == block.stop - block.start
+    assert (found.losses[0].start, found.losses[0].stop, found.losses[0].blocks) == (block.start, block.stop, 1)
+    assert casefile.open(tmp_path / "rescued.case").read_at(block.stop, 16) == records(700_000).tobytes()[
+        block.stop - len(DICTIONARY):][:16]
+    with pytest.raises(ValueError, match="holes"):
+        casefile.recover(path, tmp_path / "rescued.case", holes="none")
+
+
+def test_tells_version_and_codecs():
+    assert casefile.library_version() == casefile.__version__
+    assert f'version = "{casefile.__version__}"' in (pathlib.Path(__file__).parents[1] / "pyproject.toml").read_text()
+    assert {"zlib", "libdeflate"} <= set(casefile.codecs()) <= {"zlib", "libdeflate", "isal"}
