@@ -116,8 +116,11 @@ std::string judge(const Scenario& scenario, const Outcome& outcome, const Memory
   }
   Image image = disk.image();
   if (outcome.keptByFault && outcome.told != Told::success) {
-    // A working file that could not be removed: the error names it, or the object does.
-    std::erase_if(image, [](const auto& file) { return file.first.ends_with(".tmp"); });
+    // A working file that could not be removed: the error names it, or the object does, if it still can be asked.
+    const std::string told = outcome.error + wordsAboutWhatStays();
+    std::erase_if(image, [&](const auto& file) {
+      return file.first.ends_with(".tmp") && (!scenario.namesWhatStays || told.find(file.first) != std::string::npos);
+    });
   }
   ++tally[!outcome.failed                 ? "runs that did not meet the fault"
           : outcome.told == Told::failure ? "failures told"

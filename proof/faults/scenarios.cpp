@@ -9,6 +9,7 @@
 #include "Datasource/platform/throwError.h"
 #include "Datasource/zcmpsFilestr.h"
 #include "casefile/casefile.h"
+#include "support/allocations.h"
 #include "support/oracle.h"
 
 namespace proof {
@@ -26,6 +27,8 @@ constexpr std::size_t kPiece = 1500;
 std::atomic<int> reports = 0;
 void noteAssertion(const wchar_t* /*text*/, const wchar_t* /*file*/, unsigned int /*line*/) { ++reports; }
 void noteLost(const char* /*where*/, const std::exception_ptr& /*error*/) { ++reports; }
+
+std::string aboutWhatStays;
 
 // How the use of a stream ends.
 enum class End { close, destroy, unwind, giveUp };
@@ -276,11 +279,16 @@ casefile::ProgressCallback stopAfter(int calls) {
   };
 }
 
-Told writeByWriter(std::size_t threads, bool sync, End end) {
-  casefile::WriterOptions options;
-  options.threads = threads;
-  options.sync = sync;
-  casefile::Writer writer = casefile::Writer::create(kFile, options);
+// Gives up, and asks what could not be removed.
+void giveUp(casefile::Writer& writer) {
+  writer.cancel();
+  if (const auto left = writer.leftBehind()) {
+    const HarnessAllocations own;
+    aboutWhatStays = left->what();
+  }
+}
+
+Told useWriter(casefile::Writer& writer, End end) {
   writer.writeDictionary(std::as_bytes(std::span(kDictionary)));
   const Bytes data = caseData(kBytes);
   writer.write(bytesOf(data));
@@ -289,9 +297,25 @@ Told writeByWriter(std::size_t threads, bool sync, End end) {
     return Told::success;
   }
   if (end == End::giveUp) {
-    writer.cancel();
+    giveUp(writer);
   }
   return Told::nothing;
+}
+
+Told writeByWriter(std::size_t threads, bool sync, End end) {
+  aboutWhatStays.clear();
+  casefile::WriterOptions options;
+  options.threads = threads;
+  options.sync = sync;
+  casefile::Writer writer = casefile::Writer::create(kFile, options);
+  try {
+    return useWriter(writer, end);
+  } catch (...) {
+    if (end != End::destroy) {
+      giveUp(writer);
+    }
+    throw;
+  }
 }
 
 Told appendByAppender(std::size_t threads, End end, int stopAt) {
@@ -394,7 +418,8 @@ void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
     for (const Image& before : {Image{}, Image{{kFile, Bytes(100, 'o')}}}) {
       all.push_back({"a Writer" + how + (before.empty() ? "" : ", over another file"), before,
                      [=] { return writeByWriter(threads, !before.empty(), end); },
-                     [=](const Image& image, Told told) { return judgeNewFile(image, told, before, kFile); }});
+                     [=](const Image& image, Told told) { return judgeNewFile(image, told, before, kFile); },
+                     end != End::destroy});
     }
     all.push_back({"an Appender" + how, sound(), [=] { return appendByAppender(threads, end, 0); }, judgeAppender});
   }
@@ -419,6 +444,8 @@ std::vector<Scenario> allScenarios(std::size_t threads) {
   addLibrary(all, threads);
   return all;
 }
+
+const std::string& wordsAboutWhatStays() { return aboutWhatStays; }
 
 void listenToReports() {
   datasource::platform::setAssertionHandler(noteAssertion);

@@ -31,7 +31,12 @@ struct Scenario {
   std::function<Told()> act;
   /// Judges what the disk holds then. Returns: what is wrong.
   std::function<std::string(const Image&, Told)> judge;
+  /// Whether what cannot be removed is named, by the error or by what the object says then: see wordsAboutWhatStays.
+  bool namesWhatStays = false;
 };
+
+/// Returns: what the object of the last scenario that has one said of a file that it could not remove; else empty.
+const std::string& wordsAboutWhatStays();
 
 /// Returns: writing, reading, reading ahead and appending through streams; Reader, Writer, Appender, verify and recover
 ///   with one thread and with `threads`; each with the ways in which it may end.
