@@ -113,18 +113,43 @@ class Appender::Impl {
       return;
     }
     attempt([&] {
-      if (!blocks_) {
-        begin();
-      }
+      begin();
       blocks_->write(bytes);
       appended_ += static_cast<int64>(bytes.size());
     });
   }
 
+  std::span<std::byte> room() {
+    requireUsable({});
+    std::span<std::byte> free;
+    attempt([&] {
+      begin();
+      free = blocks_->room();
+    });
+    room_ = free.size();
+    return free;
+  }
+
+  void advance(std::size_t count) {
+    const std::size_t room = room_;
+    requireUsable({});
+    if (count > room) {
+      refuseUse(name_, "there is no room for so many bytes");
+    }
+    attempt([&] {
+      if (count > 0) {
+        blocks_->advance(count);
+        appended_ += static_cast<int64>(count);
+      }
+    });
+  }
+
   void finish() {
     requireUsable({});
-    if (blocks_) {
+    if (appended_ > 0) {
       attempt([&] { finishWriting(); });
+    } else {
+      takeBack();  // room() alone has begun an append
     }
     state_ = State::finished;
     letGo();
@@ -163,6 +188,7 @@ class Appender::Impl {
   // Any error takes the append back, at once; later calls tell it again.
   template <typename Work>
   void attempt(Work work) {
+    room_ = 0;
     try {
       work();
     } catch (...) {
@@ -193,6 +219,9 @@ class Appender::Impl {
 
   // The last block is written anew unless it is whole.
   void begin() {
+    if (blocks_) {
+      return;
+    }
     proveLastBlock(source_, table_);
     const auto extent = datasource::form::overwrittenByAppend(row0(), table_.last());
     WritingStart start{row0(), extent.filePos, extent.logicalPos, table_.records(), 0};
@@ -258,6 +287,7 @@ class Appender::Impl {
   SourceReader source_;
   CaseTable table_;
   int64 appended_ = 0;
+  std::size_t room_ = 0;  // what room() returned, if that was the last call
   State state_ = State::open;
   std::exception_ptr error_;  // of the state `failed`
   std::optional<Error> leftBehind_;
@@ -287,6 +317,8 @@ std::size_t Appender::readAt(std::span<std::byte> buffer, std::int64_t position)
   return impl().readAt(buffer, position);
 }
 void Appender::write(std::span<const std::byte> bytes) { impl().write(bytes); }
+std::span<std::byte> Appender::room() { return impl().room(); }
+void Appender::advance(std::size_t count) { impl().advance(count); }
 void Appender::finish() { impl().finish(); }
 std::optional<Error> Appender::leftBehind() const { return impl().leftBehind(); }
 

@@ -32,14 +32,6 @@ void requireOther(const PlainInput& input, const std::string& file) {
   }
 }
 
-void writeAll(Appender& appender, PlainInput& input) {
-  while (input.fill()) {
-    appender.write(input.bytes());
-    input.take(input.available());
-  }
-  appender.finish();
-}
-
 void tellFile(const Appender& appender, const Options& options) {
   if (isSaid(Talk::verbose)) {
     InspectOptions how;
@@ -75,7 +67,8 @@ int append(const Options& options) {
   const bool goesOnInLine = isSaid(Talk::usual) && endsInsideLine(appender);
   progress.emplace(input.size());
   try {
-    writeAll(appender, input);
+    readAll(input, appender);
+    appender.finish();
   } catch (...) {
     appender.cancel();
     sayWhatIsLeft(appender, options.file);

@@ -83,19 +83,12 @@ void writeDictionary(const Options& options, Inputs& inputs, Writer& out, Progre
   }
 }
 
-void writeCaseData(PlainInput& input, Writer& out) {
-  for (std::size_t count = 1; count > 0;) {
-    count = input.read(out.room());
-    out.advance(count);
-  }
-}
-
 void writeFile(const Options& options, Inputs& inputs, Writer& out, Progress& progress) {
   warnOfForeign(inputs.plain);
   writeDictionary(options, inputs, out, progress);
   const int64 row0 = out.position();
   if (row0 > 0) {
-    writeCaseData(inputs.plain, out);
+    readAll(inputs.plain, out);
   }
   out.finish();
   sayDetail(options.output, "row-0 position " + std::to_string(row0) + ", from " +

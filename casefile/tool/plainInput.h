@@ -51,6 +51,15 @@ class PlainInput {
   std::size_t end_ = 0;
 };
 
+/// Reads the rest of an input into a Writer or an Appender, straight into its blocks.
+template <typename Output>
+void readAll(PlainInput& input, Output& output) {
+  for (std::size_t count = 1; count > 0;) {
+    count = input.read(output.room());
+    output.advance(count);
+  }
+}
+
 }  // namespace casefile::program
 
 #endif

@@ -44,9 +44,9 @@ struct AppenderOptions {
 ///   failed     its error    its error    -> cancelled
 ///   cancelled  usage        usage        stays
 ///
-/// "usage" is an Error of that kind, which changes nothing; any other error makes the state `failed` and takes the
-/// append back (finish() names one that does not). An append of no bytes leaves the file as it is.
-/// Threads: one at a time; appenders of different files are independent of each other.
+/// room() and advance() count as write. "usage" is an Error of that kind, which changes nothing; any other error makes
+/// the state `failed` and takes the append back (finish() names one that does not). An append of no bytes leaves the
+/// file as it is. Threads: one at a time; appenders of different files are independent of each other.
 class CASEFILE_API Appender {
  public:
   /// Locks the file, takes back what an unfinished append has left, and reads heading and table.
@@ -85,6 +85,18 @@ class CASEFILE_API Appender {
   ///   callback says stop. The first error in the order of the file is raised, by this call or a later one.
   /// Cost: one copy; waits while all threads have blocks to compress. 8 MiB of memory for each thread and 4 MiB more.
   void write(std::span<const std::byte> bytes);
+
+  /// Returns: room for the next bytes of case data, at least one, in the block that is being filled: for a program that
+  ///   reads straight into it. It holds until the next call.
+  /// Raises: as write, with which the append begins.
+  /// Cost: waits while all threads have blocks to compress.
+  std::span<std::byte> room();
+
+  /// Adds the first `count` bytes of what room() returned last; once, without another call in between.
+  ///
+  /// Raises: as write; `usage` when there is not so much room.
+  /// Cost: no copy.
+  void advance(std::size_t count);
 
   /// Writes what is left, table and heading, and returns when all is on the disk and the journal has gone.
   ///

@@ -140,6 +140,55 @@ TEST_F(AppenderTest, AnAppendOfNothingLeavesTheFileAsItIs) {
   EXPECT_THAT(names(), ElementsAre("file"));
 }
 
+TEST_P(AppenderSizes, CanBeReadStraightIntoTheBlocks) {
+  const auto [before, added] = std::get<0>(GetParam());
+  const auto threads = static_cast<std::size_t>(std::get<1>(GetParam()));
+  writeFile("file", before);
+  const std::string more = support::caseBytes(kRow0 + static_cast<int64>(before), added);
+  Appender appender = Appender::open(path("file"), options(threads));
+  for (std::size_t at = 0; at < added;) {
+    const auto room = appender.room();
+    ASSERT_FALSE(room.empty());
+    const std::size_t count = std::min({std::size_t{1} << 20, room.size(), added - at});
+    std::copy_n(bytesOf(more).begin() + static_cast<std::ptrdiff_t>(at), count, room.begin());
+    appender.advance(count);
+    at += count;
+    if (at < added) {
+      appender.write(bytesOf(more).subspan(at++, 1));
+    }
+  }
+  EXPECT_EQ(appender.position(), kRow0 + static_cast<int64>(before + added));
+  appender.finish();
+  EXPECT_TRUE(support::sameBytes(read("file"), support::caseBytes(kRow0, before + added)));
+}
+
+TEST_F(AppenderTest, RoomThatNobodyFillsLeavesTheFileAsItIs) {
+  for (const std::size_t size : {std::size_t{0}, std::size_t{1000}, kBlock}) {
+    writeFile("file", size);
+    const std::string before = folder_.readWhole("file");
+    Appender appender = Appender::open(path("file"), options(2));
+    EXPECT_FALSE(appender.room().empty());
+    appender.advance(0);
+    appender.finish();
+    EXPECT_FALSE(appender.leftBehind());
+    EXPECT_TRUE(support::sameBytes(folder_.readWhole("file"), before));
+    EXPECT_THAT(names(), ElementsAre("file"));
+  }
+}
+
+TEST_F(AppenderTest, MoreThanTheRoomOfTheCallBeforeIsWrongUse) {
+  writeFile("file", 1000);
+  Appender appender = Appender::open(path("file"), options(2));
+  EXPECT_EQ(errorOf([&] { appender.advance(1); }).kind(), ErrorKind::usage);
+  const std::size_t size = appender.room().size();
+  EXPECT_EQ(errorOf([&] { appender.advance(size + 1); }).kind(), ErrorKind::usage);
+  appender.write(bytesOf("more"));
+  EXPECT_EQ(errorOf([&] { appender.advance(1); }).kind(), ErrorKind::usage) << "another call came in between";
+  appender.finish();
+  EXPECT_EQ(errorOf([&] { appender.room(); }).kind(), ErrorKind::usage);
+  EXPECT_EQ(Reader::open(path("file")).size(), kRow0 + 1004);
+}
+
 TEST_F(AppenderTest, CancelAndTheDestructorLeaveTheOldFile) {
   writeFile("file", 1000);
   const std::string before = folder_.readWhole("file");
