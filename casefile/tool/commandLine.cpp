@@ -105,35 +105,22 @@ struct Row {
   const char* excluded = "";  // options from rows above that cannot stand beside it
 };
 
-Adding number(std::optional<int64> Options::*member) {
-  return [member](CLI::App& command, const Row& row, Options& options) {
-    return command.add_option(row.names, options.*member, row.help)->transform(within(0, INT64_MAX));
+// Takes what a variable holds, if it fits.
+template <typename Value>
+Adding value(Value Options::*member, const CLI::Validator& fits) {
+  return [member, fits](CLI::App& command, const Row& row, Options& options) {
+    return command.add_option(row.names, options.*member, row.help)->transform(fits);
   };
 }
+
+Adding number(std::optional<int64> Options::*member) { return value(member, within(0, INT64_MAX)); }
+Adding text(std::string Options::*member) { return value(member, CLI::Validator("")); }
 
 Adding threads(int least) {
   constexpr int kMostThreads = 1024;
   return [least](CLI::App& command, const Row& row, Options& options) {
     const auto set = [&options](std::size_t said) { options.threads = std::max<std::size_t>(1, said); };
     return command.add_option_function<std::size_t>(row.names, set, row.help)->transform(within(least, kMostThreads));
-  };
-}
-
-Adding text(std::string Options::*member) {
-  return [member](CLI::App& command, const Row& row, Options& options) {
-    return command.add_option(row.names, options.*member, row.help);
-  };
-}
-
-Adding fileName(std::string Options::*member) {
-  return [member](CLI::App& command, const Row& row, Options& options) {
-    return command.add_option(row.names, options.*member, row.help)->check(notEmpty());
-  };
-}
-
-Adding fileNames(std::vector<std::string> Options::*member) {
-  return [member](CLI::App& command, const Row& row, Options& options) {
-    return command.add_option(row.names, options.*member, row.help)->transform(unguarded());
   };
 }
 
@@ -187,7 +174,7 @@ const std::vector<Row>& rows() {
       {"append", "--header-lines", "K", "Leave out the first K lines of INPUT, which must be the dictionary part",
        number(&Options::headerLines)},
       {"pack", "--dictionary", "FILE", "The dictionary part: this file, put in front of INPUT",
-       fileName(&Options::dictionary), "--row0 --header-lines"},
+       value(&Options::dictionary, notEmpty()), "--row0 --header-lines"},
       {"cat", "--from", "POS", "First logical position (that of the case data when nothing is said)",
        number(&Options::from)},
       {"cat", "--dictionary", "", "Begin with the dictionary part", flag(&Options::withDictionary), "--from"},
@@ -215,7 +202,7 @@ const std::vector<Row>& rows() {
       {"append", "FILE", "", "Compressed file to extend", required(text(&Options::file))},
       {"append", "INPUT", "", "Case data; without it, or with -, standard input", text(&Options::input)},
       {"cat", "FILE", "", "Compressed file", required(text(&Options::file))},
-      {"info verify", "FILE", "", "Compressed files", required(fileNames(&Options::files))},
+      {"info verify", "FILE", "", "Compressed files", required(value(&Options::files, unguarded()))},
       {"pack", kOutput, "FILE", "Compressed file to make", required(text(&Options::output))},
       {"unpack", kOutput, "FILE",
        "Uncompressed file to make, - for standard output (INPUT without .case when nothing is said)",
