@@ -10,7 +10,7 @@ import pathlib
 import subprocess
 import sys
 
-HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules")
+HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules", "threads")
 # Not lists of cases: the preset that builds the programs, and how many executions are a full run. The sanitizers' goal
 # is a day of one processor at 2,000 a second.
 FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}

@@ -134,10 +134,14 @@ std::string withError(const std::string& wrong, const Outcome& outcome) {
 
 }  // namespace
 
-std::string runWithFaults(const Scenario& scenario, const std::vector<PlannedFault>& planned, Tally& tally) {
+std::string runWithFaults(const Scenario& scenario, const std::vector<PlannedFault>& planned, Tally& tally,
+                          const std::function<void()>& beforeCall) {
   MemoryDisk disk(scenario.atFirst);
   Interferer interferer(planned);
-  disk.interfereWith([&](const char* call, unsigned) { return interferer.meet(call); });
+  disk.interfereWith([&](const char* call, unsigned) {
+    beforeCall();
+    return interferer.meet(call);
+  });
   Outcome outcome = runScenario(scenario);
   disk.interfereWith({});
   interferer.tell(outcome);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,8 +34,11 @@ struct PlannedFault {
   int number;
 };
 
-/// Runs a scenario while calls fail as planned, and judges it. Returns: what is wrong.
-std::string runWithFaults(const Scenario& scenario, const std::vector<PlannedFault>& planned, Tally& tally);
+/// Runs a scenario while calls fail as planned, and judges it. `beforeCall` is called in front of each, by its thread.
+/// Returns: what is wrong.
+std::string runWithFaults(
+    const Scenario& scenario, const std::vector<PlannedFault>& planned, Tally& tally,
+    const std::function<void()>& beforeCall = [] {});
 /// The same while one allocation fails, counted from 1.
 std::string runWithoutMemory(const Scenario& scenario, int number, Tally& tally);
 

@@ -3,22 +3,16 @@
 #include <string>
 #include <vector>
 
-#include "Datasource/file.h"
-#include "Datasource/platform/extNameStr.h"
-#include "Datasource/refCount.h"
-#include "compressedForm.h"
 #include "faults/faultyRun.h"
 #include "faults/scenarios.h"
-#include "filePosInfo.h"
 #include "readWorkers.h"
 #include "schedules/plays.h"
+#include "support/blockFile.h"
 #include "support/memoryDisk.h"
-#include "support/oracle.h"
 
 namespace proof {
 namespace {
 
-constexpr std::size_t kBlock = 4096;
 constexpr Fault kBroken = {"EIO once", {EIO, false, false, false}, false, Where::everywhere};
 
 bool usesWorker(const Scenario& scenario) {
@@ -26,60 +20,7 @@ bool usesWorker(const Scenario& scenario) {
          scenario.name.starts_with("a stream reads in mode 2") || scenario.name.starts_with("a stream reads ahead");
 }
 
-// --- the three stages, which no stream uses by itself
-
-class ThreeStages : public PreIOThread_Tri_R_D {
- public:
-  using PreIOThread_Tri_R_D::PreIOThread_Tri_R_D;
-  std::size_t requestWrite(void* /*src*/, std::size_t /*size*/, int64 /*fpos*/) override { return 0; }
-  bool writeThreadStep() override { return true; }
-};
-
-// A file of three blocks, the last of them short.
-class BlockFile {
- public:
-  BlockFile() : disk_({{"/disk/blocks", image()}}), table_(kBlock) {
-    const Bytes bytes = disk_.image().at("/disk/blocks");
-    const auto heading = decode<compressionHeading>(bytes.data() + 1, false);
-    table_.loadForRead(bytes.data() + heading._infoPos, bytes.size() - static_cast<std::size_t>(heading._infoPos),
-                       false);
-    ExtNameStr name;
-    name.SetGeneric("/disk/blocks");
-    file_->Open(name, "rb");
-  }
-
-  template <typename Worker>
-  std::string read(const std::vector<std::size_t>& blocks) {
-    Worker worker(file_.get(), &table_, kBlock);
-    worker.initThread(true);
-    worker.startThread();
-    for (const std::size_t block : blocks) {
-      Bytes got(block == 2 ? 100 : kBlock);
-      const auto at = static_cast<int64>(1 + block * kBlock);
-      if (worker.requestRead(got.data(), got.size(), at) != got.size() || got != plain(block)) {
-        return "block " + std::to_string(block) + " is wrong";
-      }
-    }
-    return "";  // the destructor ends its threads, whatever they do
-  }
-
- private:
-  static Bytes plain(std::size_t block) {
-    return Bytes(block == 2 ? 100 : kBlock, static_cast<unsigned char>('a' + block));
-  }
-  static Bytes image() {
-    Bytes data;
-    for (std::size_t block = 0; block < 3; ++block) {
-      const Bytes more = plain(block);
-      data.insert(data.end(), more.begin(), more.end());
-    }
-    return makeByTheBook("d", data);
-  }
-
-  MemoryDisk disk_;
-  filePosInfo table_;
-  RefCountPtr<VORN_File> file_{new VORN_File};
-};
+// --- the workers that no stream uses by itself
 
 template <typename Worker>
 void addReader(std::vector<Play>& plays, const std::string& name, unsigned preemptions) {
