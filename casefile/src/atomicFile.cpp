@@ -32,6 +32,21 @@ std::string workingBeginning(const std::string& name) {
   return name.substr(0, end);
 }
 
+// Another user's link in a folder that both may write would have this one make or replace a file where that one
+// chooses. The folder's owner could do so anyway.
+void refuseLinkOfAnother(const std::string& name, const std::string& link) {
+  const auto status = files::statusOfName(link);
+  if (!status || !status->tellsRights || status->owner == 0 || status->owner == files::systemCalls().userId()) {
+    return;
+  }
+  const auto folder = files::statusOf(files::folderOf(link));
+  if (!folder || folder->owner != status->owner) {
+    fail(name, "create",
+         "leads elsewhere by a link of another user (" + std::to_string(status->owner) + "), which is not followed",
+         posixCode(EACCES));
+  }
+}
+
 }  // namespace
 
 AtomicFile::AtomicFile(std::string name, Rules rules) : name_(std::move(name)), rules_(rules) {
@@ -39,7 +54,7 @@ AtomicFile::AtomicFile(std::string name, Rules rules) : name_(std::move(name)), 
     throw Error(ErrorKind::usage, "no file can have this name", {name_, "create", {}, {}, {}});
   }
   try {
-    target_ = files::withoutLinks(name_);
+    target_ = files::withoutLinks(name_, [this](const std::string& link) { refuseLinkOfAnother(name_, link); });
     replaced_ = files::statusOf(target_);
     if (const auto& there = replaced_) {
       if (there->kind != files::FileKind::regular) {

@@ -3,8 +3,11 @@ import signal
 import stat
 import subprocess
 import time
+import unittest
 
 from support import BLOCK, DEADLINE, HEADER, CasefileTest, build, hardly_compressible, positions, posix_only
+
+NOBODY = 65534
 
 
 class ExistingOutput(CasefileTest):
@@ -72,6 +75,27 @@ class ExistingOutput(CasefileTest):
             self.assertTrue(os.path.islink(self.path("first")) and os.path.islink(self.path("second")))
             os.unlink(self.path("sub/target"))
         self.assertEqual(os.listdir(self.path("sub")), [])
+
+    @unittest.skipUnless(hasattr(os, "geteuid") and os.geteuid() == 0, "needs a second user")
+    def test_link_that_another_user_planted_is_not_followed(self):
+        for target, force in [("new", ()), ("out", ("--force",))]:
+            os.symlink(target, self.path("link"))
+            os.lchown(self.path("link"), NOBODY, NOBODY)
+            for command, source in [("pack", "in"), ("unpack", "file.case"), ("recover", "file.case")]:
+                result = self.run_casefile(command, *force, source, "link", cwd=self.folder, expect=1)
+                self.assert_says(result, f"casefile: link: leads elsewhere by a link of another user ({NOBODY}), which is "
+                                         "not followed")
+            self.assertEqual(self.read("out"), b"precious")
+            self.assertEqual(self.names(), ["file.case", "in", "link", "out"])
+            os.unlink(self.path("link"))
+
+    @unittest.skipUnless(hasattr(os, "geteuid") and os.geteuid() == 0, "needs a second user")
+    def test_link_of_its_folders_owner_is_followed(self):
+        os.symlink("new", self.path("link"))
+        os.lchown(self.path("link"), NOBODY, NOBODY)
+        os.chown(self.folder, NOBODY, NOBODY)
+        self.run_casefile("unpack", "file.case", "link", cwd=self.folder)
+        self.assertEqual(self.read("new"), HEADER + b"rows")
 
     @posix_only
     def test_link_is_refused_as_its_file_is(self):

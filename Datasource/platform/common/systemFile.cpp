@@ -192,11 +192,16 @@ void SystemFile::link(const std::string& name) { checked(systemCalls().linkDescr
 std::optional<FileStatus> statusOf(const std::string& name) { return statusByName(name, true); }
 std::optional<FileStatus> statusOfName(const std::string& name) { return statusByName(name, false); }
 
-std::string withoutLinks(const std::string& name) {
+std::string withoutLinks(const std::string& name, const std::function<void(const std::string& link)>& passes) {
   constexpr int kMostLinks = 40;
   std::string path = name;
   for (int links = 0;; ++links) {
-    const auto target = targetOf(path);
+    auto target = targetOf(path);
+    if (target && passes) {
+      passes(path);
+      target = targetOf(path);  // between two looks at the link, which somebody may swap
+      passes(path);
+    }
     if (!target) {
       return path;
     }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -94,8 +95,9 @@ class SystemFile {
 std::optional<FileStatus> statusOf(const std::string& name);
 /// Returns: the status of what has the name, be it a link; none when nothing has it.
 std::optional<FileStatus> statusOfName(const std::string& name);
+/// `passes` is told each link, in front of and behind the look at where it leads, and may raise.
 /// Returns: the name that links lead to, whether a file has it or not. Raises: ELOOP after forty of them.
-std::string withoutLinks(const std::string& name);
+std::string withoutLinks(const std::string& name, const std::function<void(const std::string& link)>& passes = {});
 /// Returns: the folder of a file, in front of its last separator; "." when there is none.
 std::string folderOf(const std::string& name);
 /// Returns: the names in a folder.

@@ -54,7 +54,8 @@ class CASEFILE_API Writer {
  public:
   /// Makes the file that will get the name. A name that is a link stands for what the link leads to.
   ///
-  /// Raises: Error: `system` when it cannot be made there, or when the name is taken and may not be replaced;
+  /// Raises: Error: `system` when it cannot be made there, when the name is taken and may not be replaced, or when it
+  ///   leads elsewhere by a link that belongs neither to this user nor to root nor to the owner of the link's folder;
   ///   `usage` for options that cannot be.
   /// Cost: 8 MiB of memory for each thread and 4 MiB more.
   static Writer create(const std::string& name, const WriterOptions& options = {});
