@@ -103,7 +103,7 @@ casefile_status failed(casefile_error* error) noexcept {
   }
 }
 
-casefile_status succeeded(casefile_error* error) noexcept { return fillWith(error, CASEFILE_OK, {}); }
+casefile_status succeeded(casefile_error* error) noexcept { return fillWith(error, CASEFILE_OK, ""); }
 
 void fillOrClear(casefile_error& error, const std::optional<Error>& raised) noexcept {
   if (raised) {
