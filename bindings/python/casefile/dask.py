@@ -1,0 +1,150 @@
+"""Files of records and tables as collections of Dask: each task opens the file itself and reads its own blocks."""
+
+from __future__ import annotations
+
+import contextlib
+import io
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional
+
+try:
+    import dask
+    import numpy
+except ImportError as missing:
+    raise ImportError("casefile.dask needs dask and numpy, which are not both installed") from missing
+
+from ._file import BLOCK_SIZE, File, Range
+from ._file import open as open_file
+
+_PARTITION = 16 * BLOCK_SIZE
+_STEP = 1 << 16  # in which the end of a line is looked for
+
+
+class _Place(NamedTuple):
+    """What a task needs to open the file as it was when the tasks were made."""
+
+    path: str
+    storage_options: Dict[str, Any]
+    row0: Optional[int]
+    size: Optional[int]
+
+
+@contextlib.contextmanager
+def _opened(place: _Place) -> Iterator[File]:
+    with contextlib.ExitStack() as open_files:
+        source: Any = place.path
+        if "://" in place.path:
+            import fsspec  # type: ignore
+            source = open_files.enter_context(fsspec.open(place.path, "rb", **place.storage_options))
+        file = open_files.enter_context(open_file(source, row0=place.row0, threads=1, cache=BLOCK_SIZE))
+        if place.size is not None and file.size != place.size:
+            raise ValueError(f"{place.path} is not as long as it was when its partitions were made")
+        yield file
+
+
+class _Plan(NamedTuple):
+    place: _Place
+    dictionary: bytes
+    parts: List[Range]
+
+
+def _plan(path: str, row0: Optional[int], storage_options: Optional[Dict[str, Any]], partition_size: int,
+          record_size: int) -> _Plan:
+    if partition_size < 1:
+        raise ValueError(f"partitions of {partition_size} bytes cannot be")
+    with _opened(_Place(path, storage_options or {}, row0, None)) as file:
+        data = file.size - file.row0
+        parts = file.partitions(-(-data // partition_size), record_size) if data else []
+        return _Plan(_Place(path, storage_options or {}, file.row0, file.size), file.dictionary, parts)
+
+
+def _records(place: _Place, kind: Any, first: int, last: int) -> Any:
+    with _opened(place) as file:
+        return file.records(kind, first, last)
+
+
+def read_records(path: str, dtype: Any, partition_size: int = _PARTITION, *, row0: Optional[int] = None,
+                 storage_options: Optional[Dict[str, Any]] = None) -> Any:
+    """The records of a file as a one-dimensional dask array, in partitions of about so many bytes that begin at blocks.
+
+    ``path`` is a name or a URL of fsspec's, by which each worker can reach the file. Bytes of an incomplete last record
+    are left out.
+    """
+    import dask.array
+    kind = numpy.dtype(dtype)
+    plan = _plan(path, row0, storage_options, partition_size, kind.itemsize)
+    start = plan.place.row0 or 0
+    pieces = []
+    for part in plan.parts:
+        first, last = ((position - start) // kind.itemsize for position in part)
+        task = dask.delayed(_records)(plan.place, kind, first, last)
+        pieces.append(dask.array.from_delayed(task, (last - first,), meta=numpy.empty(0, kind)))
+    return dask.array.concatenate(pieces) if pieces else dask.array.from_array(numpy.empty(0, kind))
+
+
+def _first_line(file: File, position: int) -> int:
+    """Where the first line begins whose preceding line break lies at the position or behind it; the case data begin
+    with one, and behind the last one is the end.
+    """
+    if position == file.row0:
+        return position
+    while position < file.size:
+        text = file.read_at(position, _STEP)
+        found = text.find(b"\n")
+        if found >= 0:
+            return position + found + 1
+        position += len(text)
+    return file.size
+
+
+def _lines(place: _Place, part: Range) -> bytes:
+    """The lines of a part: from its first one up to that of the next part."""
+    with _opened(place) as file:
+        start, stop = _first_line(file, part.start), _first_line(file, part.stop)
+        return file.read_at(start, stop - start)
+
+
+def _require_whole_quotes(place: _Place, text: bytes, position: int, options: Dict[str, Any]) -> None:
+    if text.count((options.get("quotechar") or '"').encode()) % 2:
+        raise ValueError(f"{place.path} cannot be cut into partitions near {position}: a line break seems to lie "
+                         "between quotes; in one partition it does no harm")
+
+
+def _table(place: _Place, part: Range, head: bytes, meta: Any, options: Dict[str, Any]) -> Any:
+    import pandas
+    text = _lines(place, part)
+    _require_whole_quotes(place, text, part.start, options)
+    if not text:
+        return meta
+    frame = pandas.read_csv(io.BytesIO(head + text), **options)
+    if meta is None:
+        return frame
+    if list(frame.columns) != list(meta.columns):
+        raise ValueError(f"the lines from {part.start} on have other columns than the first ones")
+    try:
+        return frame.astype(meta.dtypes.to_dict())
+    except (TypeError, ValueError) as failure:
+        raise ValueError(f"the lines from {part.start} on have other types than the first ones, which dtype= can tell: "
+                         f"{failure}") from failure
+
+
+def read_csv(path: str, partition_size: int = _PARTITION, *, row0: Optional[int] = None,
+             storage_options: Optional[Dict[str, Any]] = None, **options: Any) -> Any:
+    """A table whose head is the dictionary part as a dask dataframe, in partitions of about so many bytes that are cut
+    at line ends. ``options`` are those of pandas.read_csv.
+
+    A line break between quotes may hide a cut's place: a partition that does not hold an even number of quotes is an
+    error. The types of columns are those of the first lines, unless ``dtype`` tells them.
+    """
+    import dask.dataframe
+    plan = _plan(path, row0, storage_options, partition_size, 1)
+    whole = Range(plan.place.row0 or 0, plan.place.size or 0)
+    parts = plan.parts or [whole]
+    with _opened(plan.place) as file:
+        sample = file.read_at(whole.start, min(BLOCK_SIZE, whole.stop - whole.start))
+    if len(sample) < whole.stop - whole.start:
+        sample = sample[:sample.rfind(b"\n") + 1]
+    _require_whole_quotes(plan.place, sample, whole.start, options)
+    import pandas
+    meta = pandas.read_csv(io.BytesIO(plan.dictionary + sample), **options).iloc[:0]
+    tasks = [dask.delayed(_table)(plan.place, part, plan.dictionary, meta, options) for part in parts]
+    return dask.dataframe.from_delayed(tasks, meta=meta, verify_meta=False)

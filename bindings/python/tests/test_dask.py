@@ -1,0 +1,134 @@
+"""Dask's collections, with one thread and with worker processes of which one is killed."""
+
+import os
+import pathlib
+import signal
+
+import dask
+import fsspec
+import numpy
+import pandas
+import pytest
+from fsspec.implementations.memory import MemoryFile
+
+import casefile
+import casefile.dask
+from conftest import RECORD, records
+
+BLOCK = casefile.BLOCK_SIZE
+
+
+@pytest.fixture(autouse=True)
+def one_thread():
+    with dask.config.set(scheduler="synchronous"):
+        yield
+
+
+def test_reads_records_in_partitions_at_blocks(record_file):
+    found = casefile.dask.read_records(str(record_file), RECORD, BLOCK)
+    assert found.numblocks == (4,) and found.chunks[0][0] == BLOCK // RECORD.itemsize
+    assert numpy.array_equal(found.compute(), records(1_000_000))
+    assert casefile.dask.read_records(str(record_file), RECORD).numblocks == (1,)
+    with pytest.raises(ValueError, match="partitions"):
+        casefile.dask.read_records(str(record_file), RECORD, 0)
+
+
+def test_reads_a_file_without_records(tmp_path):
+    with casefile.create(tmp_path / "empty.case", b"head"):
+        pass
+    assert casefile.dask.read_records(str(tmp_path / "empty.case"), RECORD).compute().size == 0
+
+
+def test_each_task_reads_its_own_blocks_and_nothing_else(record_file, monkeypatch):
+    fsspec.filesystem("memory").pipe("/counted.case", record_file.read_bytes())
+    found = casefile.dask.read_records("memory://counted.case", RECORD, BLOCK)
+    reads = []
+    plain = MemoryFile.readinto
+
+    def counted(self, buffer):
+        count = plain(self, buffer)
+        reads.append((self.tell() - count, count))
+        return count
+    monkeypatch.setattr(MemoryFile, "readinto", counted, raising=False)
+    found.blocks[2].compute()
+    monkeypatch.undo()
+    blocks = casefile.open(record_file).blocks
+
+    def read_of(block):
+        first, last = block.file_position, block.file_position + block.compressed_size
+        return sum(max(0, min(last, start + count) - max(first, start)) for start, count in reads)
+    assert read_of(blocks[2]) == blocks[2].compressed_size
+    assert read_of(blocks[1]) == read_of(blocks[3]) == 0
+    assert read_of(blocks[0]) <= 2  # whether a block begins there is part of what tells a heading
+
+
+def test_a_file_that_changed_meanwhile_is_an_error(tmp_path):
+    path = tmp_path / "data.case"
+    with casefile.create(path, b"head") as writer:
+        writer.write(records(10))
+    found = casefile.dask.read_records(str(path), RECORD)
+    with casefile.append(path) as appender:
+        appender.write(records(1))
+    with pytest.raises(ValueError, match="not as long"):
+        found.compute()
+
+
+def test_reads_a_table_in_partitions_at_line_ends(table_file):
+    found = casefile.dask.read_csv(str(table_file), BLOCK)
+    assert found.npartitions == 3
+    whole = found.compute().reset_index(drop=True)
+    pandas.testing.assert_frame_equal(whole, casefile.read_csv(table_file))
+
+
+@pytest.mark.parametrize("length", (10, 1000, 3 * BLOCK))
+def test_lines_belong_to_one_partition_each(tmp_path, length):
+    path = tmp_path / "lines.case"
+    lines = [b"%d,%s\n" % (number, b"x" * length) for number in range(max(3, 3 * BLOCK // length))]
+    with casefile.create(path, b"number,text\n") as writer:
+        writer.write(b"".join(lines)[:-1])  # the last line has no end
+    found = casefile.dask.read_csv(str(path), BLOCK, usecols=["number"])
+    assert found.npartitions > 1
+    assert list(found.number.compute()) == list(range(len(lines)))
+
+
+@pytest.mark.parametrize("before", (0, BLOCK))
+def test_a_cut_between_quotes_is_an_error(tmp_path, before):
+    path = tmp_path / "quoted.case"
+    with casefile.create(path, b"number,text\n") as writer:
+        writer.write(b"1,a\n" * (before // 4) + b'1,"' + b"aaa\n" * (BLOCK // 4) + b'"\n2,b\n')
+    with pytest.raises(ValueError, match="between quotes"):
+        casefile.dask.read_csv(str(path), BLOCK).compute()
+    assert casefile.read_csv(path).number.iloc[-1] == 2
+
+
+def test_other_types_than_the_first_lines_have_are_an_error(tmp_path):
+    path = tmp_path / "types.case"
+    with casefile.create(path, b"number\n") as writer:
+        writer.write(b"1\n" * BLOCK + b"none at all\n")
+    with pytest.raises(ValueError, match="dtype"):
+        casefile.dask.read_csv(str(path), BLOCK).compute()
+    found = casefile.dask.read_csv(str(path), BLOCK, dtype=str)
+    assert found.number.compute().iloc[-1] == "none at all"
+
+
+def sum_unless_first(block, marker):
+    """Its worker process is killed where nobody was before."""
+    try:
+        pathlib.Path(marker).touch(exist_ok=False)
+    except FileExistsError:
+        return numpy.array([block["number"].sum()])
+    os.kill(os.getpid(), signal.SIGKILL)
+
+
+def test_workers_in_processes_agree_with_one_though_one_is_killed(record_file, tmp_path):
+    from distributed import Client, LocalCluster
+    found = casefile.dask.read_records(str(record_file), RECORD, BLOCK)
+    marker = tmp_path / "killed"
+    with dask.config.set(scheduler=None), \
+            LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
+                         local_directory=str(tmp_path)) as cluster, Client(cluster) as client:
+        sums = found.map_blocks(sum_unless_first, str(marker), dtype="i8", chunks=((1,) * 4,),
+                                meta=numpy.empty(0, "i8"))
+        total = client.compute(sums.sum()).result(timeout=120)
+    assert marker.exists()
+    assert total == records(1_000_000)["number"].sum()
