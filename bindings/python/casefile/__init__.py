@@ -33,7 +33,7 @@ def library_version() -> str:
 
 def codecs() -> "list[str]":
     """The codecs that are built in, the fastest first."""
-    names = []
+    names: "list[str]" = []
     while True:
         name = _lib.casefile_codec(len(names))
         if name == _ffi.NULL:

@@ -38,7 +38,7 @@ class Raised:
         return first
 
 
-def checked(call: Callable[[Any], int], raised: Optional[Raised] = None) -> None:
+def checked(call: Callable[[Any], Any], raised: Optional[Raised] = None) -> None:
     """Makes a call that fills the error it is given.
 
     Raises: what a callback raised, if one did; else the exception for the library's error.
@@ -122,7 +122,7 @@ class LongCall:
         self.callback = ffi.callback("int32_t(void*, const casefile_progress*)", self._state.tell, error=1,
                                      onerror=self._state.failed)
 
-    def run(self, call: Callable[[Any], int], sources: Optional[Raised] = None, short: bool = False) -> None:
+    def run(self, call: Callable[[Any], Any], sources: Optional[Raised] = None, short: bool = False) -> None:
         """As checked(); `sources` keeps what a source of the program's own raises. A short call is made at once."""
         if short or threading.current_thread() is not threading.main_thread():
             self._finish(lambda: checked(call, sources))

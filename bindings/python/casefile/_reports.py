@@ -107,7 +107,7 @@ def _range(range_: Any) -> Range:
     return Range(range_.start, range_.start + range_.size)
 
 
-def _fault(get: Callable[..., int], report: Any, index: int) -> Fault:
+def _fault(get: Callable[..., Any], report: Any, index: int) -> Fault:
     fault = ffi.new("casefile_fault*")
     checked(lambda error: get(report, index, fault, ffi.sizeof(fault[0]), error))
     kind = _KINDS[fault.kind] if 0 <= fault.kind < len(_KINDS) else "unknown"
@@ -117,7 +117,7 @@ def _fault(get: Callable[..., int], report: Any, index: int) -> Fault:
                  bool(fault.is_damage))
 
 
-def _check(options: Any, call: LongCall, source: Source, by_name: Callable[..., int], by_source: Callable[..., int],
+def _check(options: Any, call: LongCall, source: Source, by_name: Callable[..., Any], by_source: Callable[..., Any],
            made: Any) -> None:
     options.progress = call.callback
     name, object_ = opened(source)
@@ -135,7 +135,7 @@ def _check_options(row0: Optional[int], threads: Optional[int]) -> Any:
     return options
 
 
-def _info(structure: str, get: Callable[..., int], report: Any) -> Any:
+def _info(structure: str, get: Callable[..., Any], report: Any) -> Any:
     info = ffi.new(structure + "*")
     checked(lambda error: get(report, info, ffi.sizeof(info[0]), error))
     return info

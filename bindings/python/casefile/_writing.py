@@ -45,13 +45,13 @@ class _Output:
             raise ValueError("it is finished or cancelled")
         return self._handle
 
-    def _give(self, function: Callable[..., int], data: Any) -> None:
+    def _give(self, function: Callable[..., Any], data: Any) -> None:
         output = self._output()
         view = memoryview(data)
         with ffi.from_buffer("char[]", view if view.c_contiguous else view.tobytes()) as room:
             self._call.run(lambda error: function(output, room, len(room), error), short=len(room) < _SHORT)
 
-    def _write(self, function: Callable[..., int], data: "Any | Iterable[Any]") -> None:
+    def _write(self, function: Callable[..., Any], data: "Any | Iterable[Any]") -> None:
         if isinstance(data, str):
             raise TypeError("bytes are wanted, not str: text is encoded first")
         if _is_bytes(data):
