@@ -9,6 +9,7 @@
 
 #include "faults/faultyRun.h"
 #include "faults/scenarios.h"
+#include "faults/threadStarts.h"
 #include "support/harness.h"
 
 namespace proof {
@@ -25,17 +26,33 @@ constexpr Fault kFaults[] = {
     {"nothing once", {0, false, false, true}, false, Where::transfers},
 };
 constexpr std::size_t kFaultCount = std::size(kFaults);
-// For each scenario: every way to fail at every call, then no memory at every allocation. Threads make the numbers
-// vary, so there are some more of each.
+
+// What a scenario does when nothing fails.
+struct Uses {
+  std::uint64_t calls;
+  std::uint64_t allocations;
+  std::uint64_t starts;  // of threads
+};
+
+std::string runWithoutThread(const Scenario& scenario, int number, Tally& tally) {
+  const ThreadStartFailure failure(static_cast<std::uint64_t>(number));
+  Tally ignored;
+  std::string wrong = runWithFaults(scenario, {}, ignored);
+  ++tally[failure.met() ? "runs without a thread" : "runs that did not meet the fault"];
+  return wrong;
+}
+
+// For each scenario: every way to fail at every call, then no memory at every allocation, then no thread at every
+// start. Threads make the numbers vary, so there are some more calls and allocations.
 class FaultHarness : public Harness {
  public:
   FaultHarness() : scenarios_(allScenarios()) {
     constexpr std::uint64_t kMore = 5;
     listenToReports();
     for (const Scenario& scenario : scenarios_) {
-      counts_.push_back(countOf(scenario));
-      counts_.back().calls += kMore;
-      counts_.back().allocations += kMore;
+      const std::uint64_t before = threadStarts();
+      const Counts counts = countOf(scenario);
+      counts_.push_back({counts.calls + kMore, counts.allocations + kMore, threadStarts() - before});
       count_ += casesOf(counts_.back());
     }
   }
@@ -54,19 +71,24 @@ class FaultHarness : public Harness {
       const auto number = static_cast<int>(index / kFaultCount) + 1;
       return told(scenario, fault.name, number, runWithFaults(scenario, {{&fault, number}}, tally));
     }
-    const auto number = static_cast<int>(index - counts_[at].calls * kFaultCount) + 1;
-    return told(scenario, "no memory once", number, runWithoutMemory(scenario, number, tally));
+    index -= counts_[at].calls * kFaultCount;
+    if (index < counts_[at].allocations) {
+      const auto number = static_cast<int>(index) + 1;
+      return told(scenario, "no memory once", number, runWithoutMemory(scenario, number, tally));
+    }
+    const auto number = static_cast<int>(index - counts_[at].allocations) + 1;
+    return told(scenario, "no thread once", number, runWithoutThread(scenario, number, tally));
   }
 
  private:
-  static std::uint64_t casesOf(const Counts& counts) { return counts.calls * kFaultCount + counts.allocations; }
+  static std::uint64_t casesOf(const Uses& uses) { return uses.calls * kFaultCount + uses.allocations + uses.starts; }
 
   static std::string told(const Scenario& scenario, const std::string& what, int number, const std::string& wrong) {
     return wrong.empty() ? wrong : scenario.name + ", " + what + " at " + std::to_string(number) + ": " + wrong;
   }
 
   std::vector<Scenario> scenarios_;
-  std::vector<Counts> counts_;
+  std::vector<Uses> counts_;
   std::uint64_t count_ = 0;
 };
 
