@@ -10,11 +10,12 @@ import pathlib
 import subprocess
 import sys
 
-HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules", "threads")
+HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules", "threads", "security")
 # Not lists of cases: the preset that builds the programs, and how many executions are a full run. The sanitizers' goal
 # is a day of one processor at 2,000 a second.
 FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}
 LEAST_MINUTES_FOR_FUZZERS = 10
+SECURITY = pathlib.Path(__file__).resolve().parent / "security" / "security.py"
 FUZZ = pathlib.Path(__file__).resolve().parent / "fuzz" / "fuzz.py"
 
 
@@ -56,7 +57,18 @@ def presets_of(given):
 
 
 def program_of(given, name):
+    """The program whose change makes a harness begin again."""
+    if name == "security":
+        return given.build / "proof" / "casefile" / "tool" / "casefile"
     return given.build / "proof" / "proof" / f"proof_{name}"
+
+
+def command_of(given, name):
+    """A harness without its options."""
+    if name == "security":
+        return [sys.executable, "-B", SECURITY, "--casefile", program_of(given, name), "--gate",
+                given.build / "proof" / "proof" / "proof_gate.so"]
+    return [program_of(given, name)]
 
 
 def fuzzing(given, name):
@@ -84,7 +96,8 @@ def state_of(given, name):
 
 def run(given, name):
     """One harness. Returns: its summary."""
-    command = fuzzing(given, name) if name in FUZZERS else [program_of(given, name), "--state", state_of(given, name)]
+    command = (fuzzing(given, name) if name in FUZZERS else
+               command_of(given, name) + ["--state", state_of(given, name)])
     command += ["--seed", str(given.seed)]
     if not given.full:
         command += ["--seconds", str(max(1, round(given.minutes * 60 * share(given))))]
@@ -122,7 +135,7 @@ def main():
         print("\n".join(presets_of(given)))
         return 0
     if given.case is not None:
-        return subprocess.run([program_of(given, names[0]), "--case", str(given.case)], check=False).returncode
+        return subprocess.run(command_of(given, names[0]) + ["--case", str(given.case)], check=False).returncode
     print(f"seed {given.seed}, {jobs()} processors, " + ("all cases" if given.full else f"{given.minutes:g} minutes"))
     with concurrent.futures.ThreadPoolExecutor(max_workers=jobs()) as pool:
         summaries = list(pool.map(lambda name: run(given, name), names))
