@@ -8,7 +8,8 @@
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
 #   windows                 all tests on 64-bit Windows, under wine
 #   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
-# Without a name: all but tidy-change, windows and fuzz. Each builds in build/NAME (gcc in build/release),
+#   package                 the Debian packages made, installed in an empty Debian, used and removed
+# Without a name: all but tidy-change, windows, fuzz and package. Each builds in build/NAME (gcc in build/release),
 # through ccache where that is installed; what a check needs is installed first. Shown are counts and
 # what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
 # limits the jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
@@ -92,6 +93,7 @@ run_check() {
     tree) configure release && run_label tree ;;
     windows) scripts/check-windows.sh ;;
     fuzz) scripts/check-fuzz.sh ;;
+    package) scripts/check-package.sh ;;
   esac
 }
 
@@ -100,12 +102,13 @@ packages_for() {
     asan | clang | format | fuzz | tidy*) echo check ;;
     windows) echo windows ;;
     gcc) echo python ;;
+    package) echo package ;;
     *) echo build ;;
   esac
 }
 
 for name in "$@"; do
-  if [[ " ${checks[*]} tidy-change windows fuzz " != *" $name "* ]]; then
+  if [[ " ${checks[*]} tidy-change windows fuzz package " != *" $name "* ]]; then
     echo "check.sh: no such check: $name" >&2
     exit 2
   fi

@@ -5,6 +5,7 @@
 #   bench    the programs that the benchmarks compare with
 #   windows  the cross compiler and wine
 #   python   what the tests of the Python package need
+#   package  what makes Debian packages, looks at them and makes an empty Debian to try them in
 # As root it installs without a question; any other user is told what root would have to install.
 # Where nothing is missing it changes nothing and needs no network.
 set -euo pipefail
@@ -25,6 +26,9 @@ packages_python=(
   python3-cffi python3-numpy python3-pandas python3-fsspec python3-dask python3-distributed python3-pytest
 )
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
+packages_package=(
+  debhelper dh-python pybuild-plugin-pyproject python3-all python3-setuptools python3-cffi lintian mmdebstrap
+)
 
 wanted=()
 for group in "${@:-build}"; do
@@ -34,8 +38,9 @@ for group in "${@:-build}"; do
     bench) wanted+=("${packages_build[@]}" "${packages_bench[@]}") ;;
     python) wanted+=("${packages_build[@]}" "${packages_python[@]}") ;;
     windows) wanted+=("${packages_build[@]}" "${packages_windows[@]}") ;;
+    package) wanted+=("${packages_build[@]}" "${packages_package[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, bench, windows, python)" >&2
+      echo "setup.sh: no such group: $group (build, check, bench, windows, python, package)" >&2
       exit 2
       ;;
   esac

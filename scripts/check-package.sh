@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Makes the Debian packages, installs them into an empty Debian of this machine's release, builds and runs programs
+# with them there, and removes them again: scripts/check-package.sh
+# Needs root, and the network for the empty Debian.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/package.sh
+packages=$PWD/build/debian
+root=$(mktemp -d)
+trap 'rm -rf "$root"' EXIT
+chmod 755 "$root"
+. /etc/os-release
+mirror=$(apt-cache policy | sed -n "s|^ *[0-9]* \(https\{0,1\}://[^ ]*\) $VERSION_CODENAME/main .*|\1|p" | head -n 1)
+mmdebstrap --variant=minbase --include=g++,cmake,make,pkgconf "$VERSION_CODENAME" "$root" "$mirror"
+
+# inside COMMAND...: runs it in the empty Debian.
+inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root DEBIAN_FRONTEND=noninteractive "$@"; }
+# What an installation may not leave behind.
+files_inside() {
+  (cd "$root" && find etc usr var/lib -path var/lib/apt -prune -o -path var/lib/dpkg -prune -o \
+    -name __pycache__ -prune -o -print | sort)
+}
+
+mkdir "$root/packages" "$root/work"
+cp "$packages"/*.deb "$root/packages"
+cp -r tests/packaging/consumer "$root/work"
+inside apt-get -q update
+# Dependencies first: they are not what is removed again.
+mapfile -t needed < <(inside sh -c 'apt-get -q -s install /packages/*.deb' | sed -n 's/^Inst \([^ ]*\) .*/\1/p')
+mapfile -t own < <(for file in "$packages"/*.deb; do dpkg-deb --field "$file" Package; done)
+mapfile -t dependencies < <(comm -23 <(printf '%s\n' "${needed[@]}" | sort) <(printf '%s\n' "${own[@]}" | sort))
+if [ "${#dependencies[@]}" -gt 0 ]; then inside apt-get -q -y install --no-install-recommends "${dependencies[@]}"; fi
+files_inside >"$root/before"
+inside sh -c 'apt-get -q -y install --no-install-recommends /packages/*.deb'
+
+version=$(inside pkg-config --modversion datasource)
+inside sh -euc 'cd /work
+  seq 100000 >rows
+  casefile pack --header-lines 1 rows rows.case && casefile verify rows.case && casefile cat --dictionary rows.case | cmp - rows
+  for program in useLibrary:datasource useCasefile:casefile; do
+    g++ -std=c++20 consumer/${program%:*}.cpp $(pkg-config --cflags --libs ${program#*:}) -o by-hand
+    ./by-hand
+  done
+  python3 -c "import casefile; data = casefile.open(\"rows.case\"); print(len(data.read()), data.row0)"'
+inside cmake -S /work/consumer -B /work/build -DDATASOURCE_VERSION="$version"
+inside cmake --build /work/build
+inside sh -euc 'cd /work && build/useLibrary && build/useCasefile'
+
+inside apt-get -q -y purge "${own[@]}"
+left=$(files_inside | comm -13 "$root/before" -)
+if [ -n "$left" ]; then
+  echo "The packages left behind: $left" >&2
+  exit 1
+fi
+echo "installed, used and removed: ${own[*]}"
