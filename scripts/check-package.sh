@@ -22,9 +22,9 @@ files_inside() {
     -name __pycache__ -prune -o -print | sort)
 }
 
-mkdir "$root/packages" "$root/work"
+mkdir "$root/packages" "$root/programs"
 cp "$packages"/*.deb "$root/packages"
-cp -r tests/packaging/consumer "$root/work"
+cp -r tests/packaging/consumer "$root/programs"
 inside apt-get -q update
 # Dependencies first: they are not what is removed again.
 mapfile -t needed < <(inside sh -c 'apt-get -q -s install /packages/*.deb' | sed -n 's/^Inst \([^ ]*\) .*/\1/p')
@@ -35,7 +35,7 @@ files_inside >"$root/before"
 inside sh -c 'apt-get -q -y install --no-install-recommends /packages/*.deb'
 
 version=$(inside pkg-config --modversion datasource)
-inside sh -euc 'cd /work
+inside sh -euc 'cd /programs
   seq 100000 >rows
   casefile pack --header-lines 1 rows rows.case && casefile verify rows.case && casefile cat --dictionary rows.case | cmp - rows
   for program in useLibrary:datasource useCasefile:casefile; do
@@ -43,9 +43,9 @@ inside sh -euc 'cd /work
     ./by-hand
   done
   python3 -c "import casefile; data = casefile.open(\"rows.case\"); print(len(data.read()), data.row0)"'
-inside cmake -S /work/consumer -B /work/build -DDATASOURCE_VERSION="$version"
-inside cmake --build /work/build
-inside sh -euc 'cd /work && build/useLibrary && build/useCasefile'
+inside cmake -S /programs/consumer -B /programs/build -DDATASOURCE_VERSION="$version"
+inside cmake --build /programs/build
+inside sh -euc 'cd /programs && build/useLibrary && build/useCasefile'
 
 inside apt-get -q -y purge "${own[@]}"
 left=$(files_inside | comm -13 "$root/before" -)

@@ -30,7 +30,7 @@ class CASEFILE_API Error : public std::runtime_error {
  public:
   /// Where it happened, as far as that can be told.
   struct Place {
-    std::string file;                          ///< the name that the program gave; empty: there is no file
+    std::string file;  ///< the name that the program gave; empty: there is no file
     /// What was being done: "read", "open", "rename", ... With `notADataFile` a few tell more: "find": the case data
     /// were looked for, and a row-0 position that is told may help; "choose": others lie behind those that were found.
     std::string operation;
