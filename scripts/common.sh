@@ -35,32 +35,12 @@ leaves_nothing_behind() {
   return "$status"
 }
 
-# shows LOG COMMAND...: runs it, keeps all that it prints in LOG and shows what matters of it: of a build's
-# steps and of tests that pass one line that counts, everything else as it is. All of it where
+# shows LOG COMMAND...: runs it, keeps all that it prints in LOG and shows what matters of it; all of it where
 # DATASOURCE_VERBOSE is set.
 shows() {
-  local log=$1
+  local log=$1 filter=(python3 -B "${BASH_SOURCE[0]%/*}/showWhatMatters.py")
   shift
   mkdir -p "$(dirname "$log")"
-  if [ -n "${DATASOURCE_VERBOSE:-}" ]; then
-    "$@" 2>&1 | tee "$log"
-    return
-  fi
-  local terminal=0
-  if [ -t 1 ]; then terminal=1; fi
-  "$@" 2>&1 | tee "$log" | awk -v terminal="$terminal" '
-    # A terminal gets one line that is written anew, a file a line for each tenth.
-    function count(what, done, all) {
-      if (terminal) { printf "\r%s %d of %d ", what, done, all; open = 1; fflush() }
-      else if (int(10 * done / all) > tenth) { tenth = int(10 * done / all); print what, done, "of", all; fflush() }
-    }
-    function show() {
-      if (open) { printf "\r%30s\r", ""; open = 0 }
-      print; fflush()
-    }
-    /^\[[0-9]+\/[0-9]+\] / { split(substr($1, 2), step, /[\/\]]/); count("built", step[1], step[2]); next }
-    /^ *Start +[0-9]+: / { next }
-    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+: .* Passed +[0-9.]+ sec$/ { split($1, step, "/"); count("tested", step[1], step[2]); next }
-    { show() }
-    END { if (open) printf "\r%30s\r", "" }'
+  if [ -n "${DATASOURCE_VERBOSE:-}" ]; then filter=(cat); fi
+  "$@" 2>&1 | tee "$log" | "${filter[@]}"
 }
