@@ -76,6 +76,7 @@ class ExistingOutput(CasefileTest):
             os.unlink(self.path("sub/target"))
         self.assertEqual(os.listdir(self.path("sub")), [])
 
+    @posix_only
     @unittest.skipUnless(hasattr(os, "geteuid") and os.geteuid() == 0, "needs a second user")
     def test_link_that_another_user_planted_is_not_followed(self):
         for target, force in [("new", ()), ("out", ("--force",))]:
@@ -89,6 +90,7 @@ class ExistingOutput(CasefileTest):
             self.assertEqual(self.names(), ["file.case", "in", "link", "out"])
             os.unlink(self.path("link"))
 
+    @posix_only
     @unittest.skipUnless(hasattr(os, "geteuid") and os.geteuid() == 0, "needs a second user")
     def test_link_of_its_folders_owner_is_followed(self):
         os.symlink("new", self.path("link"))
