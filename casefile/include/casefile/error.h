@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "casefile/export.h"
@@ -48,7 +49,12 @@ class CASEFILE_API Error : public std::runtime_error {
   ErrorKind kind() const noexcept { return kind_; }
   const std::string& file() const noexcept { return place_->file; }
   const std::string& operation() const noexcept { return place_->operation; }
-  std::error_code code() const noexcept { return place_->code; }
+  /// Returns: the system's reason, which compares with std::errc in the program's module: a DLL with a runtime of its
+  /// own has standard categories of its own, too.
+  std::error_code code() const noexcept {
+    const bool generic = std::string_view(place_->code.category().name()) == "generic";
+    return generic ? std::error_code(place_->code.value(), std::generic_category()) : place_->code;
+  }
   std::optional<std::int64_t> filePosition() const noexcept { return place_->filePosition; }
   std::optional<LogicalRange> range() const noexcept { return place_->range; }
   // what(): "FILE: what happened: the system's reason", one line.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -39,6 +40,17 @@ TEST(ErrorPlace, IsKeptByACopy) {
   EXPECT_EQ(copy.filePosition(), 7);
   EXPECT_EQ(copy.range(), (casefile::LogicalRange{10, 20}));
   EXPECT_TRUE(std::is_nothrow_copy_constructible_v<Error>);
+}
+
+// What a source of the program's own raises keeps its category, whichever that is.
+TEST(ErrorPlace, KeepsAReasonOfAnotherCategory) {
+  const std::error_code reason = std::make_error_code(std::future_errc::broken_promise);
+  EXPECT_EQ(Error(ErrorKind::system, "cannot be read", {"a.case", "read", reason, {}, {}}).code(), reason);
+}
+
+TEST(ErrorPlace, ComparesWithTheProgramsOwnConditions) {
+  EXPECT_EQ(Error(ErrorKind::system, "cannot be written", {"a.case", "write", diskFull(), {}, {}}).code(),
+            std::errc::no_space_on_device);
 }
 
 TEST(ErrorPlace, IsCaughtByItsTypeAcrossTheLibrarysBorder) {
