@@ -4,9 +4,12 @@
   Contained    its source tree is a part of the other project
   OwnPlatform  the same, and the other project supplies the platform
 
-useFromOutside.py WAY --source FOLDER --build FOLDER --cmake PROGRAM --option NAME=VALUE ...
+useFromOutside.py WAY --source FOLDER --build FOLDER --cmake PROGRAM --option NAME=VALUE ... [--emulator PROGRAM]
+
+With an emulator the programs are Windows': they find the DLLs in their own folder.
 """
 import argparse
+import glob
 import os
 import shutil
 import subprocess
@@ -62,6 +65,7 @@ def main():
     parser.add_argument("--build", required=True)
     parser.add_argument("--cmake", required=True)
     parser.add_argument("--option", action="append", default=[])
+    parser.add_argument("--emulator")
     arguments = parser.parse_args()
 
     work = os.path.join(arguments.build, "packaging", arguments.way)
@@ -81,6 +85,13 @@ def main():
     consumer = os.path.join(arguments.source, "tests", "packaging", "consumer")
     run(arguments.cmake, "-S", consumer, "-B", project, *options)
     run(arguments.cmake, "--build", project, "--parallel", "2")
+    if arguments.emulator:
+        for dll in glob.glob(os.path.join(prefix, "bin", "*.dll")):
+            shutil.copy(dll, project)
+        for program in ("useLibrary.exe", "useCasefile.exe"):
+            run(arguments.emulator, os.path.join(project, program), cwd=work)
+        uninstall(arguments.cmake, arguments.source, arguments.build, work)
+        return 0
     run(os.path.join(project, "useLibrary"), cwd=work)
     run(os.path.join(project, "useCasefile"), cwd=work)
     if arguments.way == "OwnPlatform":

@@ -6,6 +6,8 @@
       constructor's or destructor's variants apart demangle to one.
   dllTables.py imports --objdump OBJDUMP --file FILE [--file FILE...]
       Each file needs nothing but DLLs of the system itself; a program needs Datasource.dll too.
+  dllTables.py version --version VERSION --file FILE [--file FILE...]
+      Each file's properties show the version.
   dllTables.py same --list FILE --other FILE
       Two reviewed lists agree, apart from how the platforms name integer types and apart from tables
       of class information, which belong to the whole class on one platform and to members on the other.
@@ -56,6 +58,16 @@ def foreign_imports(objdump, file):
             yield f"{file}: needs {name}"
 
 
+def without_version(version, file):
+    """The properties' texts are UTF-16, each behind its name."""
+    with open(file, "rb") as opened:
+        contents = opened.read()
+    for field in ("FileVersion", "ProductVersion"):
+        if not re.search((field + "\0").encode("utf-16-le") + b"(?:\0\0)?" + (version + "\0").encode("utf-16-le"),
+                         contents, re.DOTALL):
+            yield f"{file}: shows no {field} {version}"
+
+
 def neutral(name):
     name = re.sub(r"\bunsigned long long\b", "unsigned long", name)
     name = re.sub(r"\b(\d+)ull\b", r"\1ul", name)
@@ -83,9 +95,10 @@ def differences(ours, others):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("check", choices=["exports", "imports", "same"])
+    parser.add_argument("check", choices=["exports", "imports", "version", "same"])
     parser.add_argument("--objdump")
     parser.add_argument("--demangler")
+    parser.add_argument("--version")
     parser.add_argument("--list")
     parser.add_argument("--other")
     parser.add_argument("--file", dest="files", action="append", default=[])
@@ -100,6 +113,8 @@ def main():
         if not arguments.files:
             parser.error("imports needs a --file")
         complaints = [line for file in arguments.files for line in foreign_imports(arguments.objdump, file)]
+    elif arguments.check == "version":
+        complaints = [line for file in arguments.files for line in without_version(arguments.version, file)]
     else:
         complaints = list(differences(listed(arguments.list), listed(arguments.other)))
     print("\n".join(complaints) or "as reviewed")
