@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "scheduler/strand.h"
 
@@ -13,6 +15,12 @@ namespace proof {
 namespace {
 
 constexpr std::size_t kMostSteps = 100000;
+
+// What threads that wait for ever use. It is never destroyed, and named, so that nobody takes it for a leak.
+std::vector<std::shared_ptr<void>>& keptForEver() {
+  static auto* const kept = std::make_unique<std::vector<std::shared_ptr<void>>>().release();
+  return *kept;
+}
 
 std::string attempt(const std::function<std::string()>& body) {
   try {
@@ -77,12 +85,12 @@ ScheduleResult Scheduler::run(const std::function<std::string()>& body, const st
 void Scheduler::abandon() {
   for (auto& strand : strands_) {
     strand->thread.detach();
-    static_cast<void>(strand.release());  // NOLINT(bugprone-unused-return-value)
+    keptForEver().emplace_back(std::move(strand));
   }
   strands_.clear();
   recursive_.clear();
   // The one that gave the last turn may not be quite out of it.
-  static_cast<void>(control_.release());  // NOLINT(bugprone-unused-return-value)
+  keptForEver().emplace_back(std::move(control_));
   control_ = std::make_unique<Turn>();
 }
 
