@@ -70,6 +70,11 @@ const Fault* firstHindrance(const std::vector<Fault>& faults) noexcept {
   return found == faults.end() ? nullptr : &*found;
 }
 
+bool tableLiesInFile(const compressionHeading& heading, int64 fileSize) noexcept {
+  return heading._size >= 0 && heading._infoPos >= 0 && heading._infoPos <= fileSize &&
+         heading._size <= fileSize - heading._infoPos;
+}
+
 bool checkHeading(const compressionHeading& heading, int64 row0, int64 fileSize, std::vector<Fault>& faults) {
   if (heading._caseStartPos != row0) {
     faults.push_back({Rule::headingNamesItsPlace, {}, heading._caseStartPos, row0});
@@ -78,7 +83,7 @@ bool checkHeading(const compressionHeading& heading, int64 row0, int64 fileSize,
     faults.push_back({Rule::tableHasHeader, {}, heading._size, kRecord});
     return false;
   }
-  if (heading._infoPos < 0 || heading._infoPos > fileSize || heading._size > fileSize - heading._infoPos) {
+  if (!tableLiesInFile(heading, fileSize)) {
     faults.push_back({Rule::tableLiesInFile, {}, heading._infoPos, fileSize - heading._size});
     return false;
   }

@@ -65,6 +65,9 @@ struct Fault {
 /// Returns: the first fault that hinders reading, or null.
 const Fault* firstHindrance(const std::vector<Fault>& faults) noexcept;
 
+/// Returns: whether all `_size` bytes at `_infoPos`, which may be any numbers, lie in a file of `fileSize` bytes.
+bool tableLiesInFile(const compressionHeading& heading, int64 fileSize) noexcept;
+
 /// Adds what a heading read at row-0 position `row0` breaks, in a file of `fileSize` bytes.
 /// Returns: whether the table that it names can be looked at.
 bool checkHeading(const compressionHeading& heading, int64 row0, int64 fileSize, std::vector<Fault>& faults);

@@ -6,6 +6,7 @@
 #include "arithmetic.h"
 #include "faultWords.h"
 #include "formReading.h"
+#include "formRules.h"
 
 namespace casefile {
 namespace {
@@ -15,11 +16,6 @@ using datasource::form::TableRecord;
 
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
 constexpr std::size_t kBetweenReports = 2048;  // records
-
-bool liesInFile(const compressionHeading& table, int64 fileSize) {
-  return table._infoPos >= 0 && table._size >= 0 && table._infoPos <= fileSize &&
-         table._size <= fileSize - table._infoPos;
-}
 
 void takeFaults(const FormReading& form, Layout& layout) {
   for (const datasource::form::Fault& fault : form.faults()) {
@@ -56,7 +52,7 @@ int64 Layout::blocksEnd() const noexcept {
 }
 
 int64 Layout::tableEnd() const noexcept {
-  return liesInFile(heading, fileSize) ? heading._infoPos + heading._size : fileSize;
+  return datasource::form::tableLiesInFile(heading, fileSize) ? heading._infoPos + heading._size : fileSize;
 }
 
 bool Layout::isDamaged() const noexcept {

@@ -9,6 +9,7 @@
 #include "casefile/error.h"
 #include "compressedForm.h"
 #include "foreignFormat.h"
+#include "formRules.h"
 #include "headingSearch.h"
 
 namespace casefile {
@@ -61,8 +62,7 @@ Fit fitOf(SourceReader& source, const HeadingBytes& bytes, const Place& place) {
   const bool dataFollow =
       heading._infoPos == place.row0 + kHead || datasource::form::beginsZlibStream(bytes.data() + kHeadingSize);
   const Fit alone = dataFollow ? Fit::headingOnly : Fit::none;
-  if (heading._size > kLargestTable || heading._infoPos > source.size() ||
-      heading._size > source.size() - heading._infoPos) {
+  if (heading._size > kLargestTable || !datasource::form::tableLiesInFile(heading, source.size())) {
     return alone;
   }
   constexpr int kNearlyAll = 5;
@@ -93,12 +93,6 @@ BestFit bestFit(SourceReader& source, int64 row0, ByteOrder order) {
   return best;
 }
 
-// Returns: whether a heading's table lies in the file.
-bool hasTable(const SourceReader& source, const compressionHeading& heading) {
-  return heading._size >= kRecord && heading._infoPos >= 0 && heading._infoPos <= source.size() &&
-         heading._size <= source.size() - heading._infoPos;
-}
-
 // The heading that names its place. In the file's first byte one does so in both byte orders: the one whose table
 // lies in the file is meant.
 std::optional<Place> placeNamed(SourceReader& source, int64 row0, ByteOrder order) {
@@ -112,7 +106,7 @@ std::optional<Place> placeNamed(SourceReader& source, int64 row0, ByteOrder orde
     if (!allows(order, swap) || heading._caseStartPos != row0) {
       continue;
     }
-    if (hasTable(source, heading)) {
+    if (heading._size >= kRecord && datasource::form::tableLiesInFile(heading, source.size())) {
       return Place{row0, swap};
     }
     named = named.value_or(Place{row0, swap});
