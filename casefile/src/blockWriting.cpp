@@ -3,23 +3,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <utility>
 
-#include "blockCodec.h"
+#include "blockBytes.h"
 #include "caseTable.h"
 #include "casefile/error.h"
 
 namespace casefile {
-namespace {
-
-using datasource::form::CodecResult;
-using datasource::form::Verdict;
-
-unsigned char* bytesOf(pipeline::PooledBuffer& buffer) { return reinterpret_cast<unsigned char*>(buffer.data()); }
-
-}  // namespace
-
 BlockWriting::BlockWriting(BlockTarget& file, WritingStart start, const Compressing& how, ProgressReport& report)
     : file_(file),
       row0_(start.row0),
@@ -82,8 +72,16 @@ void BlockWriting::write(std::span<const std::byte> bytes) {
   }
 }
 
-void BlockWriting::handOver() {
-  slotOf(handedOver_).size = std::exchange(filled_, 0);
+void BlockWriting::writeBlock(std::span<const std::byte> compressed) {
+  std::memcpy(room().data(), compressed.data(), compressed.size());
+  filled_ = kBlockSize;
+  handOver(compressed.size());
+}
+
+void BlockWriting::handOver(std::size_t compressedSize) {
+  Slot& slot = slotOf(handedOver_);
+  slot.size = std::exchange(filled_, 0);
+  slot.compressedSize = compressedSize;
   ++handedOver_;
   line_.offer(1);
   if (!threads_) {
@@ -94,43 +92,50 @@ void BlockWriting::handOver() {
 
 void BlockWriting::make(std::size_t item, std::size_t worker) {
   Worker& own = workers_[worker];
-  if (!own.encoder) {
-    own.encoder = datasource::form::makeEncoder(encoder_);
+  if (!own.made) {
+    own.made.emplace(pool_);
   }
-  if (!own.compressed) {
-    own.compressed.emplace(pool_);
+  if (slotOf(item).compressedSize > 0) {
+    requireWholeBlock(item, own);
+  } else {
+    compress(item, own);
   }
-  compress(item, own);
 }
 
-// As the streams do, a stream that is cut inside its check value is written, since all data come out of it.
 void BlockWriting::compress(std::size_t block, Worker& worker) {
+  if (!worker.encoder) {
+    worker.encoder = datasource::form::makeEncoder(encoder_);
+  }
   Slot& slot = slotOf(block);
-  unsigned char* const dest = bytesOf(*worker.compressed);
-  const CodecResult result = datasource::form::encodeBlock(*worker.encoder, bytesOf(*slot.bytes), slot.size, dest,
-                                                           worker.compressed->capacity());
-  worker.size = result.produced;
-  if (result.verdict == Verdict::complete) {
-    return;
+  const auto size = compressInto(*worker.encoder, slot.bytes->data(), slot.size, worker.made->data());
+  if (!size) {
+    refuse(ErrorKind::doesNotFit, block, " does not fit its compressed form: the data hardly compress");
   }
-  if (result.verdict != Verdict::outputFull) {
-    throw std::bad_alloc();
+  worker.size = *size;
+}
+
+// What is put into a file must come out of it.
+void BlockWriting::requireWholeBlock(std::size_t block, Worker& worker) {
+  Slot& slot = slotOf(block);
+  if (!isWholeBlock(slot.bytes->data(), slot.compressedSize, worker.made->data())) {
+    refuse(ErrorKind::damaged, block, " cannot be written: what was given is no compressed block");
   }
-  if (!datasource::form::yieldsAll(dest, result.produced, slot.size)) {
-    const LogicalRange range = rangeOf(block);
-    throw Error(ErrorKind::doesNotFit,
-                blockName(blocksBefore_ + block, range) + " does not fit its compressed form: the data hardly compress",
-                {file_.name(), "write", {}, {}, range});
-  }
+}
+
+void BlockWriting::refuse(ErrorKind kind, std::size_t block, const char* why) {
+  const LogicalRange range = rangeOf(block);
+  throw Error(kind, blockName(blocksBefore_ + block, range) + why, {file_.name(), "write", {}, {}, range});
 }
 
 void BlockWriting::deliver(std::size_t item, std::size_t worker) {
+  const Slot& slot = slotOf(item);
   const Worker& own = workers_[worker];
+  const bool ready = slot.compressedSize > 0;
+  const std::size_t size = ready ? slot.compressedSize : own.size;
   const LogicalRange range = rangeOf(item);
-  file_.writeAt(own.compressed->data(), own.size, fileEnd_);
-  records_.push_back(
-      {range.start, fileEnd_, static_cast<std::int32_t>(range.size), static_cast<std::int32_t>(own.size)});
-  fileEnd_ += static_cast<int64>(own.size);
+  file_.writeAt(ready ? slot.bytes->data() : own.made->data(), size, fileEnd_);
+  records_.push_back({range.start, fileEnd_, static_cast<std::int32_t>(range.size), static_cast<std::int32_t>(size)});
+  fileEnd_ += static_cast<int64>(size);
   report_.advance(item == 0 ? range.size - known_ : range.size);
 }
 

@@ -9,6 +9,7 @@
 
 #include "blockTarget.h"
 #include "bufferPool.h"
+#include "casefile/error.h"
 #include "casefile/range.h"
 #include "compressedForm.h"
 #include "encoder/blockEncoder.h"
@@ -62,6 +63,12 @@ class BlockWriting : public pipeline::OrderedWork {
   void advance(std::size_t count);
   /// Raises: as advance.
   void write(std::span<const std::byte> bytes);
+  /// Returns: whether no block is partly filled.
+  bool isBetweenBlocks() const noexcept { return filled_ == 0; }
+  /// Adds a whole block that was compressed elsewhere.
+  /// Requires: isBetweenBlocks(); no more bytes than a block has.
+  /// Raises: as advance; of this call's block Error (`damaged`) when it is none.
+  void writeBlock(std::span<const std::byte> compressed);
   /// Writes the last block, the table and the heading. Raises: as write.
   void finish();
 
@@ -71,19 +78,23 @@ class BlockWriting : public pipeline::OrderedWork {
  private:
   struct Slot {
     std::optional<pipeline::PooledBuffer> bytes;
-    std::size_t size = 0;
+    std::size_t size = 0;            // of the block, uncompressed
+    std::size_t compressedSize = 0;  // of the bytes, when they are a block compressed elsewhere; else 0
   };
-  // What a thread compresses with, made by itself with its first block, and the block that it made.
+  // What a thread compresses with, made by itself with its first block, and the block that it made. A block that was
+  // compressed elsewhere is inflated there.
   struct Worker {
     std::unique_ptr<datasource::form::BlockEncoder> encoder;
-    std::optional<pipeline::PooledBuffer> compressed;
+    std::optional<pipeline::PooledBuffer> made;
     std::size_t size = 0;
   };
 
   Slot& slotOf(std::size_t block) { return slots_[block % slots_.size()]; }
   LogicalRange rangeOf(std::size_t block);
-  void handOver();
+  void handOver(std::size_t compressedSize = 0);
   void compress(std::size_t block, Worker& worker);
+  void requireWholeBlock(std::size_t block, Worker& worker);
+  [[noreturn]] void refuse(ErrorKind kind, std::size_t block, const char* why);
   void writeTable();
 
   BlockTarget& file_;

@@ -77,6 +77,22 @@ class Writer::Impl {
     });
   }
 
+  void writeBlock(std::span<const std::byte> compressed) {
+    requireUsable(compressed);
+    requireDictionary();
+    if (compressed.empty() || compressed.size() > kBlockSize) {
+      refuseUse(name_, "no compressed block has so many bytes");
+    }
+    if (blocks_ && !blocks_->isBetweenBlocks()) {
+      refuseUse(name_, "a compressed block comes behind whole blocks only");
+    }
+    attempt([&] {
+      beginCaseData();
+      blocks_->writeBlock(compressed);
+      caseBytes_ += static_cast<int64>(kBlockSize);
+    });
+  }
+
   std::span<std::byte> room() {
     requireUsable({});
     requireDictionary();
@@ -239,6 +255,7 @@ Writer::Impl& Writer::impl() const {
 
 void Writer::writeDictionary(std::span<const std::byte> bytes) { impl().writeDictionary(bytes); }
 void Writer::write(std::span<const std::byte> bytes) { impl().write(bytes); }
+void Writer::writeBlock(std::span<const std::byte> compressed) { impl().writeBlock(compressed); }
 std::span<std::byte> Writer::room() { return impl().room(); }
 void Writer::advance(std::size_t count) { impl().advance(count); }
 void Writer::finish() { impl().finish(); }

@@ -280,6 +280,9 @@ casefile_status casefile_recovery_get_loss(const casefile_recovery* recovery, si
                                                         casefile_loss* loss, size_t size, casefile_error* error);
 void casefile_recovery_free(casefile_recovery* recovery);
 enum { CASEFILE_AUTOMATIC = 0, CASEFILE_ZLIB = 1, CASEFILE_LIBDEFLATE = 2, CASEFILE_ISAL = 3 };
+size_t casefile_block_size(void);
+casefile_status casefile_compress_block(const void* bytes, size_t size, int32_t encoder, void* buffer,
+                                                     size_t room, size_t* length, casefile_error* error);
 typedef struct casefile_writer_options {
   size_t size;
   size_t threads;
@@ -298,6 +301,11 @@ casefile_status casefile_writer_write_dictionary(casefile_writer* writer, const 
                                                               casefile_error* error);
 casefile_status casefile_writer_write(casefile_writer* writer, const void* bytes, size_t size,
                                                    casefile_error* error);
+casefile_status casefile_writer_write_block(casefile_writer* writer, const void* bytes, size_t size,
+                                                         casefile_error* error);
+casefile_status casefile_writer_get_room(casefile_writer* writer, void** room, size_t* size,
+                                                      casefile_error* error);
+casefile_status casefile_writer_advance(casefile_writer* writer, size_t count, casefile_error* error);
 casefile_status casefile_writer_finish(casefile_writer* writer, casefile_error* error);
 casefile_status casefile_writer_cancel(casefile_writer* writer, casefile_error* error);
 casefile_status casefile_writer_get_position(const casefile_writer* writer, int64_t* position,
@@ -330,6 +338,10 @@ casefile_status casefile_appender_read_at(casefile_appender* appender, void* buf
                                                        int64_t position, size_t* done, casefile_error* error);
 casefile_status casefile_appender_write(casefile_appender* appender, const void* bytes, size_t size,
                                                      casefile_error* error);
+casefile_status casefile_appender_get_room(casefile_appender* appender, void** room, size_t* size,
+                                                        casefile_error* error);
+casefile_status casefile_appender_advance(casefile_appender* appender, size_t count,
+                                                       casefile_error* error);
 casefile_status casefile_appender_finish(casefile_appender* appender, casefile_error* error);
 casefile_status casefile_appender_cancel(casefile_appender* appender, casefile_error* error);
 casefile_status casefile_appender_get_left_behind(const casefile_appender* appender, casefile_error* why,

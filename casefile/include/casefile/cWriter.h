@@ -17,6 +17,17 @@ extern "C" {
 /// By which codec blocks are compressed.
 enum { CASEFILE_AUTOMATIC = 0, CASEFILE_ZLIB = 1, CASEFILE_LIBDEFLATE = 2, CASEFILE_ISAL = 3 };
 
+/// How many uncompressed bytes each block of case data holds but a file's last one, which may hold fewer.
+CASEFILE_API size_t casefile_block_size(void);
+
+/// Compresses one whole block of case data, for casefile_writer_write_block: in another process or on another machine
+/// than that which puts the file together. `encoder` is CASEFILE_AUTOMATIC or another one of them.
+///
+/// Requires: `size` is casefile_block_size(), and there is `room` for as many bytes; `length` gets how many there are.
+/// Threads: any number at once.
+CASEFILE_API casefile_status casefile_compress_block(const void* bytes, size_t size, int32_t encoder, void* buffer,
+                                                     size_t room, size_t* length, casefile_error* error);
+
 typedef struct casefile_writer_options {
   size_t size;
   size_t threads;       ///< that compress; 0 (default): as many as the process may keep busy
@@ -43,6 +54,16 @@ CASEFILE_API casefile_status casefile_writer_write_dictionary(casefile_writer* w
 /// Adds case data. An error, of this call or an earlier one, stays: the writer can only be freed then.
 CASEFILE_API casefile_status casefile_writer_write(casefile_writer* writer, const void* bytes, size_t size,
                                                    casefile_error* error);
+/// Adds a block of case data that casefile_compress_block has made, behind whole blocks only. It is inflated once, so
+/// that nothing gets into the file that does not come out of it again.
+CASEFILE_API casefile_status casefile_writer_write_block(casefile_writer* writer, const void* bytes, size_t size,
+                                                         casefile_error* error);
+/// Gives room for the next bytes of case data, at least one, for a program that reads straight into it. It holds until
+/// the next call.
+CASEFILE_API casefile_status casefile_writer_get_room(casefile_writer* writer, void** room, size_t* size,
+                                                      casefile_error* error);
+/// Adds the first `count` bytes of the room that the call before gave.
+CASEFILE_API casefile_status casefile_writer_advance(casefile_writer* writer, size_t count, casefile_error* error);
 /// Writes what is left and gives the file its name.
 CASEFILE_API casefile_status casefile_writer_finish(casefile_writer* writer, casefile_error* error);
 /// Gives up: the file never appears.
@@ -90,6 +111,11 @@ CASEFILE_API casefile_status casefile_appender_read_at(casefile_appender* append
                                                        int64_t position, size_t* done, casefile_error* error);
 CASEFILE_API casefile_status casefile_appender_write(casefile_appender* appender, const void* bytes, size_t size,
                                                      casefile_error* error);
+/// As casefile_writer_get_room and casefile_writer_advance.
+CASEFILE_API casefile_status casefile_appender_get_room(casefile_appender* appender, void** room, size_t* size,
+                                                        casefile_error* error);
+CASEFILE_API casefile_status casefile_appender_advance(casefile_appender* appender, size_t count,
+                                                       casefile_error* error);
 /// Returns when all is on the disk.
 CASEFILE_API casefile_status casefile_appender_finish(casefile_appender* appender, casefile_error* error);
 /// Gives up: the file is as it was.

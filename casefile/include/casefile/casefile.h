@@ -4,6 +4,7 @@
 /// The whole library: compressed data files, read from any thread and written on all cores.
 
 #include "casefile/appender.h"
+#include "casefile/block.h"
 #include "casefile/encoder.h"
 #include "casefile/error.h"
 #include "casefile/fault.h"

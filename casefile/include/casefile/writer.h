@@ -47,9 +47,9 @@ struct WriterOptions {
 ///   failed      its error        its error     its error     -> cancelled
 ///   cancelled   usage            usage         usage         stays
 ///
-/// room() and advance() count as write. "usage" is an Error of that kind, which changes nothing; any other error makes
-/// the state `failed`. Pieces of no bytes change no state.
-/// Threads: one at a time; different writers are independent of each other.
+/// writeBlock(), room() and advance() count as write. "usage" is an Error of that kind, which changes nothing; any
+/// other error makes the state `failed`. Pieces of no bytes change no state. Threads: one at a time; different writers
+/// are independent of each other.
 class CASEFILE_API Writer {
  public:
   /// Makes the file that will get the name. A name that is a link stands for what the link leads to.
@@ -75,6 +75,15 @@ class CASEFILE_API Writer {
   ///   order of the file is raised, by this call or a later one.
   /// Cost: one copy; waits while all threads have blocks to compress.
   void write(std::span<const std::byte> bytes);
+
+  /// Adds a block of case data that compressBlock() has made, here or in another process. It is inflated once, so that
+  /// nothing gets into the file that does not come out of it again.
+  ///
+  /// Requires: the case data so far are whole blocks, blockSize() bytes each (Error, `usage`).
+  /// Raises: as write; Error (`damaged`) with the block's logical range when the bytes are not one whole compressed
+  ///   block and nothing else, by this call or a later one.
+  /// Cost: one copy, and inflating on one of the threads; waits while all of them are busy.
+  void writeBlock(std::span<const std::byte> compressed);
 
   /// Returns: room for the next bytes of case data, at least one, in the block that is being filled: for a program that
   ///   reads straight into it. It holds until the next call.

@@ -69,6 +69,15 @@ casefile_status casefile_appender_write(casefile_appender* appender, const void*
   return guarded(error, [&] { required(appender).appender.write(bytesOf<const std::byte>(bytes, size)); });
 }
 
+casefile_status casefile_appender_get_room(casefile_appender* appender, void** room, size_t* size,
+                                           casefile_error* error) {
+  return guarded(error, [&] { handOutRoom(required(appender).appender, room, size); });
+}
+
+casefile_status casefile_appender_advance(casefile_appender* appender, size_t count, casefile_error* error) {
+  return guarded(error, [&] { required(appender).appender.advance(count); });
+}
+
 casefile_status casefile_appender_finish(casefile_appender* appender, casefile_error* error) {
   return guarded(error, [&] { required(appender).appender.finish(); });
 }

@@ -45,6 +45,16 @@ std::span<Byte> bytesOf(Void* bytes, std::size_t size) {
   return {static_cast<Byte*>(bytes), size};
 }
 
+/// Hands out the room of a Writer or an Appender.
+template <class Output>
+void handOutRoom(Output& output, void** room, std::size_t* size) {
+  required(room);
+  required(size);
+  const std::span<std::byte> free = output.room();
+  *room = free.data();
+  *size = free.size();
+}
+
 /// Returns: no callback for a null pointer.
 ProgressCallback progressOf(casefile_progress_callback callback, void* user);
 

@@ -1,8 +1,10 @@
 #include "casefile/writer.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "boundary.h"
+#include "casefile/block.h"
 #include "casefile/cWriter.h"
 #include "values.h"
 
@@ -41,6 +43,23 @@ WriterOptions optionsOf(const casefile_writer_options* given) {
 
 using namespace casefile::c;
 
+size_t casefile_block_size(void) { return casefile::blockSize(); }
+
+casefile_status casefile_compress_block(const void* bytes, size_t size, int32_t encoder, void* buffer, size_t room,
+                                        size_t* length, casefile_error* error) {
+  return guarded(error, [&] {
+    const auto to = bytesOf<std::byte>(buffer, room);
+    required(length);
+    if (room < casefile::blockSize()) {
+      refuse("too little room for a compressed block");
+    }
+    const auto made =
+        casefile::compressBlock(bytesOf<const std::byte>(bytes, size), enumerated(encoder, casefile::Encoder::isal));
+    std::copy(made.begin(), made.end(), to.begin());
+    *length = made.size();
+  });
+}
+
 void casefile_writer_options_init(casefile_writer_options* options, size_t size) {
   handOutDefaults(defaults(), options, size);
 }
@@ -57,6 +76,19 @@ casefile_status casefile_writer_write_dictionary(casefile_writer* writer, const 
 
 casefile_status casefile_writer_write(casefile_writer* writer, const void* bytes, size_t size, casefile_error* error) {
   return guarded(error, [&] { required(writer).writer.write(bytesOf<const std::byte>(bytes, size)); });
+}
+
+casefile_status casefile_writer_write_block(casefile_writer* writer, const void* bytes, size_t size,
+                                            casefile_error* error) {
+  return guarded(error, [&] { required(writer).writer.writeBlock(bytesOf<const std::byte>(bytes, size)); });
+}
+
+casefile_status casefile_writer_get_room(casefile_writer* writer, void** room, size_t* size, casefile_error* error) {
+  return guarded(error, [&] { handOutRoom(required(writer).writer, room, size); });
+}
+
+casefile_status casefile_writer_advance(casefile_writer* writer, size_t count, casefile_error* error) {
+  return guarded(error, [&] { required(writer).writer.advance(count); });
 }
 
 casefile_status casefile_writer_finish(casefile_writer* writer, casefile_error* error) {

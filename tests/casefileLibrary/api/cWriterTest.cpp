@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -130,6 +131,76 @@ TEST_F(CWriter, DataThatHardlyCompressDoNotFit) {
   EXPECT_EQ(status, CASEFILE_DOES_NOT_FIT);
   EXPECT_EQ(error_.range_start, 10);
   EXPECT_EQ(error_.range_size, 4'190'208);
+}
+
+TEST_F(CWriter, PutsTogetherBlocksThatWereCompressedElsewhere) {
+  const std::string block(casefile_block_size(), 'a');
+  std::string compressed(block.size(), '\0');
+  std::size_t length = 0;
+  ASSERT_EQ(casefile_compress_block(block.data(), block.size(), CASEFILE_ZLIB, compressed.data(), compressed.size(),
+                                    &length, &error_),
+            CASEFILE_OK);
+  const auto writer = create();
+  casefile_writer_write_dictionary(writer.get(), "0123456789", 10, &error_);
+  EXPECT_EQ(casefile_writer_write_block(writer.get(), compressed.data(), length, &error_), CASEFILE_OK);
+  EXPECT_EQ(casefile_writer_write(writer.get(), "end", 3, &error_), CASEFILE_OK);
+  EXPECT_EQ(casefile_writer_write_block(writer.get(), compressed.data(), length, &error_), CASEFILE_USAGE);
+  EXPECT_EQ(casefile_writer_finish(writer.get(), &error_), CASEFILE_OK) << error_.message;
+  casefile_reader* reader = nullptr;
+  ASSERT_EQ(casefile_reader_open(name_.c_str(), nullptr, &reader, &error_), CASEFILE_OK);
+  const Held<casefile_reader> held(reader);
+  std::array<char, 10> last{};
+  std::size_t done = 0;
+  casefile_reader_read_at(reader, last.data(), last.size(), static_cast<int64_t>(block.size()) + 8, &done, &error_);
+  EXPECT_EQ(std::string(last.data(), done), "aaend");
+}
+
+TEST_F(CWriter, RefusesWhatIsNoBlock) {
+  const std::string block(casefile_block_size(), 'a');
+  std::string room(block.size(), '\0');
+  std::size_t length = 1;
+  EXPECT_EQ(casefile_compress_block(block.data(), 3, CASEFILE_ZLIB, room.data(), room.size(), &length, &error_),
+            CASEFILE_USAGE);
+  EXPECT_EQ(casefile_compress_block(block.data(), block.size(), CASEFILE_ZLIB, room.data(), 3, &length, &error_),
+            CASEFILE_USAGE);
+  EXPECT_EQ(casefile_compress_block(block.data(), block.size(), 17, room.data(), room.size(), &length, &error_),
+            CASEFILE_USAGE);
+  EXPECT_EQ(
+      casefile_compress_block(block.data(), block.size(), CASEFILE_ZLIB, room.data(), room.size(), nullptr, &error_),
+      CASEFILE_USAGE);
+  const auto writer = create();
+  casefile_writer_write_dictionary(writer.get(), "0123456789", 10, &error_);
+  casefile_status status = casefile_writer_write_block(writer.get(), "no block", 8, &error_);
+  if (status == CASEFILE_OK) {
+    status = casefile_writer_finish(writer.get(), &error_);
+  }
+  EXPECT_EQ(status, CASEFILE_DAMAGED);
+  EXPECT_EQ(error_.range_start, 10);
+}
+
+TEST_F(CWriter, GivesRoomForBytesThatAreReadStraightIntoIt) {
+  void* room = nullptr;
+  std::size_t size = 0;
+  {
+    const auto writer = create();
+    EXPECT_EQ(casefile_writer_get_room(writer.get(), &room, &size, &error_), CASEFILE_USAGE);
+    casefile_writer_write_dictionary(writer.get(), "0123456789", 10, &error_);
+    EXPECT_EQ(casefile_writer_get_room(writer.get(), &room, nullptr, &error_), CASEFILE_USAGE);
+    ASSERT_EQ(casefile_writer_get_room(writer.get(), &room, &size, &error_), CASEFILE_OK);
+    ASSERT_GE(size, 3U);
+    std::memcpy(room, "one", 3);
+    EXPECT_EQ(casefile_writer_advance(writer.get(), 3, &error_), CASEFILE_OK);
+    EXPECT_EQ(casefile_writer_advance(writer.get(), 1, &error_), CASEFILE_USAGE);
+    EXPECT_EQ(casefile_writer_finish(writer.get(), &error_), CASEFILE_OK);
+  }
+  const auto appender = append();
+  ASSERT_EQ(casefile_appender_get_room(appender.get(), &room, &size, &error_), CASEFILE_OK);
+  std::memcpy(room, "two", 3);
+  EXPECT_EQ(casefile_appender_advance(appender.get(), size + 1, &error_), CASEFILE_USAGE);
+  ASSERT_EQ(casefile_appender_get_room(appender.get(), &room, &size, &error_), CASEFILE_OK);
+  EXPECT_EQ(casefile_appender_advance(appender.get(), 3, &error_), CASEFILE_OK);
+  EXPECT_EQ(casefile_appender_finish(appender.get(), &error_), CASEFILE_OK);
+  EXPECT_EQ(contents(), "0123456789onetwo");
 }
 
 TEST_F(CWriter, AppendsBehindWhatThereIs) {
