@@ -5,7 +5,8 @@ include(GNUInstallDirs)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Datasource)
 install(TARGETS Datasource Datasource_headers Datasource_casefile Datasource_casefileHeaders EXPORT DatasourceTargets)
-install(DIRECTORY Datasource/include/ casefile/include/ ${PROJECT_BINARY_DIR}/casefile/include/
+install(DIRECTORY Datasource/include/ casefile/include/
+        ${PROJECT_BINARY_DIR}/Datasource/include/ ${PROJECT_BINARY_DIR}/casefile/include/
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 # A shared library brings what it needs; whoever links a static one links its dependencies too.

@@ -138,8 +138,9 @@ NO_PATH_OF_THE_TREE = re.compile(r"^(build|\.\.?)(/|$)|NAME|^[A-Z]+/")
 
 
 def documents_name_paths_that_exist(top, _):
-    """A back-ticked path in a document is, or ends, a path of the tree."""
+    """A back-ticked path in a document is, or ends, a path of the tree, or of what the build makes of NAME.in."""
     paths = set(files(top))
+    paths |= {path[:-len(".in")] for path in paths if path.endswith(".h.in")}
     for path in list(paths):
         while "/" in path:
             path = path.rpartition("/")[0]

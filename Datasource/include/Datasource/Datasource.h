@@ -11,6 +11,7 @@
 #include "Datasource/sortTemp/zlibCompress.h"
 #include "Datasource/strBaseIO.h"
 #include "Datasource/systemFileException.h"
+#include "Datasource/version.h"
 #include "Datasource/zcmpsFilestr.h"
 
 #endif
