@@ -8,6 +8,7 @@ import sys
 import documentRules
 import layers
 import sourceRules
+import versionRules
 
 RULES = {
     "EveryTestSourceIsBuilt": sourceRules.every_test_source_is_built,
@@ -28,6 +29,7 @@ RULES = {
     "DocumentsNameMembersThatExist": documentRules.documents_name_members_that_exist,
     "EverySourceIsInADocument": documentRules.every_source_is_in_a_document,
     "ErrorsDocumentHasTheAssertions": documentRules.errors_document_has_the_assertions,
+    "VersionsAgree": versionRules.versions_agree,
 }
 
 

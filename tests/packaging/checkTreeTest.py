@@ -124,6 +124,7 @@ class Documents(Rule):
         tree = {"Datasource/platform/posix/cRuntime.cpp": "", "Datasource/platform/windows/cRuntime.cpp": ""}
         self.keeps("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`posix/cRuntime`, `{posix,windows}/cRuntime.cpp`, "
                                                                         "`Datasource/platform/`, `*/cRuntime.cpp`, `cRuntime.cpp`"})
+        self.keeps("DocumentsNamePathsThatExist", {**tree, "made.h.in": "", "docs/a.md": "`made.h`, `made.h.in`"})
         self.breaks("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`common/cRuntime`"}, "common/cRuntime")
         self.breaks("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`{posix,other}/cRuntime`"}, "a.md:1")
         self.breaks("DocumentsNamePathsThatExist", {**tree, "docs/a.md": "`bRuntime.cpp`"}, "bRuntime.cpp")
@@ -152,6 +153,26 @@ class Documents(Rule):
                     'reports no `"c" != 0`')
         self.breaks("ErrorsDocumentHasTheAssertions", {**tree, "Datasource/src/a.cpp": source + 'ASSERT(d, "d", k);'},
                     "does not tell of `d`")
+
+
+class Versions(Rule):
+    TREE = {"CMakeLists.txt": "project(Datasource VERSION 1.2.3 LANGUAGES CXX)\n",
+            "CHANGELOG.md": "# Changes\n\n## 1.2.3 (not released)\n\n- new\n\n## 1.2.2\n",
+            "bindings/python/pyproject.toml": 'name = "casefile"\nversion = "1.2.3"\n',
+            "bindings/python/casefile/__init__.py": '__version__ = "1.2.3"\n',
+            "bindings/python/casefile/_interface.py": 'VERSION = "1.2"\n',
+            "casefile/tool/casefile.1": '.TH CASEFILE 1 "2026-01-01" "Datasource 1.2.3" "User Commands"\n',
+            "debian/changelog": "datasource (1.2.3-1) unstable; urgency=medium\n\ndatasource (1.2.2) unstable\n",
+            "debian/control": "Package: libdatasource1.2\n\nPackage: libcasefile1.2\n"}
+
+    def test_each_place_that_names_another_version_is_named(self):
+        self.keeps("VersionsAgree", self.TREE)
+        for name, contents in self.TREE.items():
+            if name in ("CMakeLists.txt", "debian/control"):
+                continue
+            self.breaks("VersionsAgree", {**self.TREE, name: contents.replace("1.2", "1.1")}, name)
+        self.breaks("VersionsAgree", {**self.TREE, "debian/control": "Package: libdatasource1.2\n"}, "names None")
+        self.breaks("VersionsAgree", {**self.TREE, "CMakeLists.txt": ""}, "no version")
 
 
 class Coverage(unittest.TestCase):
