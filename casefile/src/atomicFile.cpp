@@ -90,8 +90,7 @@ void AtomicFile::makeWorkingFile() {
   } catch (const std::system_error& error) {
     file_.reset();  // a system may keep the name of an open file
     if (files::systemCalls().unlink(working_.c_str()) != 0) {
-      fail(name_, "create", "cannot be made, and its working file " + working_ + " cannot be removed and must be",
-           error.code());
+      throw Error(Error(ErrorKind::system, "cannot be made", {name_, "create", error.code(), {}, {}}), working_);
     }
     throw;
   }
@@ -150,8 +149,21 @@ void AtomicFile::giveName() {
     fail(name_, "rename", "was given to another file meanwhile", {});
   }
   if (!once) {
-    fail(name_, "unlink", "is complete, but its working name " + working + " cannot be removed and must be",
-         posixCode(error));
+    throw Error(ErrorKind::system, "is complete, but its working name " + working + " cannot be removed and must be",
+                {name_, "unlink", posixCode(error), {}, {}, working});
+  }
+}
+
+void AtomicFile::make(const std::function<void()>& write) {
+  try {
+    write();
+    commit();
+  } catch (const Error& error) {
+    discard();
+    if (leftBehind_) {
+      throw Error(error, leftBehind_->leftBehind());
+    }
+    throw;
   }
 }
 
@@ -192,7 +204,7 @@ void AtomicFile::discard() noexcept {
     const int error = errno;
     try {
       leftBehind_.emplace(ErrorKind::system, "its working file " + working_ + " cannot be removed and must be",
-                          Error::Place{name_, "unlink", posixCode(error), {}, {}});
+                          Error::Place{name_, "unlink", posixCode(error), {}, {}, working_});
     } catch (...) {
       // No memory for words.
     }

@@ -2,6 +2,7 @@
 #define CASEFILE_ATOMICFILE_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -35,6 +36,8 @@ class AtomicFile : public BlockTarget {
   /// The file will have the times of `source`, unless that is no regular file.
   void takeTimesOf(const files::FileStatus& source) noexcept;
 
+  /// Lets `write` write the contents and gives the file its name. An Error of either tells what stays of the file.
+  void make(const std::function<void()>& write);
   /// Gives the file its access rights, its times and its name. Raises: Error (`system`).
   void commit();
   /// Removes it. Nothing happens after commit().

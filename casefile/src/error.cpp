@@ -26,12 +26,23 @@ std::string message(const std::string& happened, const Error::Place& place) {
   return onOneLine(std::move(text));
 }
 
+Error::Place withLeftBehind(Error::Place place, const std::string& name) {
+  place.leftBehind = name;
+  return place;
+}
+
 }  // namespace
 
 Error::Error(ErrorKind kind, const std::string& happened, Place place)
     : std::runtime_error(message(happened, place)),
       kind_(kind),
       place_(std::make_shared<const Place>(std::move(place))) {}
+
+Error::Error(const Error& error, const std::string& leftBehind)
+    : std::runtime_error(
+          onOneLine(error.what() + ("; its working file " + leftBehind + " cannot be removed and must be"))),
+      kind_(error.kind_),
+      place_(std::make_shared<const Place>(withLeftBehind(*error.place_, leftBehind))) {}
 
 Error::Error(const Error&) noexcept = default;
 Error& Error::operator=(const Error&) noexcept = default;

@@ -157,8 +157,7 @@ Recovery rescue(SourceReader& source, const std::string& output, const RecoverOp
   if (rightsOf) {
     file.limitRightsTo(*rightsOf);
   }
-  rescue.write(file);
-  file.commit();
+  file.make([&] { rescue.write(file); });
   return rescue.told();
 }
 

@@ -432,7 +432,7 @@ void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
                    [=] { return readByReader(threads, finds); }, onlyReads});
   }
   all.push_back({"verify" + with, sound(), [=] { return verifyFile(threads); }, onlyReads});
-  all.push_back({"recover" + with, sound(), [=] { return recoverFile(threads); }, judgeRecovered});
+  all.push_back({"recover" + with, sound(), [=] { return recoverFile(threads); }, judgeRecovered, true});
 }
 
 }  // namespace

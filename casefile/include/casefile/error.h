@@ -38,10 +38,13 @@ class CASEFILE_API Error : public std::runtime_error {
     std::error_code code;                      ///< the system's reason; no error: it gave none
     std::optional<std::int64_t> filePosition;  ///< in the file as it lies on the disk
     std::optional<LogicalRange> range;         ///< of the uncompressed data
+    std::string leftBehind = {};               ///< see Error::leftBehind()
   };
 
   /// `happened` follows the file's name in a sentence: "cannot be read", "block 3 is damaged".
   Error(ErrorKind kind, const std::string& happened, Place place);
+  /// The same error of a call that leaves its working file behind.
+  Error(const Error& error, const std::string& leftBehind);
   Error(const Error&) noexcept;
   Error& operator=(const Error&) noexcept;
   ~Error() override;
@@ -57,6 +60,9 @@ class CASEFILE_API Error : public std::runtime_error {
   }
   std::optional<std::int64_t> filePosition() const noexcept { return place_->filePosition; }
   std::optional<LogicalRange> range() const noexcept { return place_->range; }
+  /// Returns: the name of the working file in which the call wrote its output and which it could not remove when it
+  ///   failed; empty: nothing is left behind. Writer and Appender have a call of their own for it.
+  const std::string& leftBehind() const noexcept { return place_->leftBehind; }
   // what(): "FILE: what happened: the system's reason", one line.
 
  private:

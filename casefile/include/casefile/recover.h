@@ -74,7 +74,7 @@ struct Recovery {
 /// Raises: Error: `system` when the input cannot be read or the output not be made; `notADataFile` when neither a
 ///   heading nor a sound block is found, or those of several row-0 positions; `damaged` when the journal of an
 ///   unfinished append does not fit the input; `usage` for options that cannot be, and for the input as output;
-///   `cancelled` when the callback says stop. Nothing is left behind then.
+///   `cancelled` when the callback says stop. Nothing is left behind then but what Error::leftBehind() names.
 /// Threads: the callback is called by one thread at a time, not always the same one.
 /// Cost: two passes over the file, three where it is damaged; 8 MiB of memory for each thread.
 CASEFILE_API Recovery recover(const std::string& input, const std::string& output, const RecoverOptions& options = {});
