@@ -1,8 +1,12 @@
 #include "casefile/verify.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "arithmetic.h"
+#include "check/blockCheck.h"
 #include "check/blockSweep.h"
 #include "check/layout.h"
 #include "hiddenData.h"
@@ -74,6 +78,29 @@ void addHiddenData(SourceReader& source, const Layout& layout, ProgressReport& r
   }
 }
 
+// A last record that gives its block a wrong size tells wrongly where the blocks end, and the rule that looks there for
+// another one sees nothing.
+void addHiddenBlock(SourceReader& source, const Layout& layout, const std::vector<bool>& damaged, Verification& told) {
+  if (damaged.empty() || !damaged.back()) {
+    return;
+  }
+  BlockCheck check(source);
+  const bInfo& last = layout.records.back();
+  const auto facts = check.inspect(last.translatePos);
+  const int64 end = positionPlus(last.translatePos, facts.compressedSize);
+  const bool isLookedAt = end == layout.blocksEnd() || end >= layout.heading._infoPos;
+  if (facts.sound() && !isLookedAt && check.inspect(end).sound()) {
+    told.faults.push_back(
+        {FaultKind::hiddenBlock,
+         {},
+         end,
+         {},
+         "a block that no record names begins where the last one's zlib stream ends, at " + std::to_string(end),
+         false,
+         true});
+  }
+}
+
 }  // namespace
 
 Verification verify(std::shared_ptr<const RandomAccessFile> file, const VerifyOptions& options) {
@@ -93,7 +120,9 @@ Verification verify(std::shared_ptr<const RandomAccessFile> file, const VerifyOp
     }
   }
   listLost(layout, swept.damaged, told);
-  told.faults = inOrder(layout.faults, std::move(swept.faults));
+  told.faults = layout.faults;
+  addHiddenBlock(source, layout, swept.damaged, told);
+  told.faults = inOrder(std::move(told.faults), std::move(swept.faults));
   limitBlocks(told.faults);
   if (told.sound()) {
     addHiddenData(source, layout, report, told);

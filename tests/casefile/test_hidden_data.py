@@ -30,6 +30,7 @@ class FileInTheDictionaryPart(CasefileTest):
             self.assertEqual(result.stdout, b"")
             self.assertEqual(self.read("file"), data)
             self.assertEqual(self.names(), ["file", "file2"])
+        self.run_casefile("info", self.path("file"), expect=0)  # looks at heading and table alone
         self.run_casefile("verify", "--row0", P, self.path("file"), expect=1)
         self.run_casefile("append", "--row0", P, self.path("file"), self.path("file2"), expect=1)
         self.run_casefile("recover", "--row0", P, self.path("file"), self.path("out"))

@@ -142,6 +142,22 @@ class HiddenBlocks(CasefileTest):
         self.assert_says(self.run_casefile("verify", self.path("file.case"), expect=1), "hides blocks")
         self.run_casefile("unpack", self.path("file.case"), self.path("out"), expect=1)
 
+    def test_a_wrong_last_record_hides_one_from_reading_but_not_from_verify(self):
+        data = bytearray(self.pack(text_rows(BLOCK + 100)))
+        form = Form(data)
+        _, position, _, size = form.records[0]
+        struct.pack_into("<q", data, P + 16, 48)
+        struct.pack_into("<i", data, form.table + 20, 1)
+        struct.pack_into("<i", data, form.table + 44, size + 3)
+        self.write("file.case", data)
+        result = self.run_casefile("verify", self.path("file.case"), expect=1)
+        self.assert_says(result, f"a block that no record names begins where the last one's zlib stream ends, at "
+                         f"{position + size}", "its record says")
+        self.run_casefile("info", self.path("file.case"))
+        self.assertEqual(self.unpacked(), HEADER + text_rows(BLOCK))
+        self.run_casefile("recover", self.path("file.case"), self.path("out"))
+        self.assertEqual(self.unpacked("out"), HEADER + text_rows(BLOCK + 100))
+
 
 class EverySingleByteChange(CasefileTest):
     """Of heading and table: verify notices, or what is read is right; reading is right or fails."""

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <filesystem>
@@ -120,6 +121,34 @@ TEST_P(VerifyTest, AStreamMayBeShorterThanRecorded) {
   const Verification told = verified();
   ASSERT_EQ(told.faults.size(), 1U);
   EXPECT_EQ(told.faults[0].kind, FaultKind::streamSize);
+}
+
+// The record's wrong size hides where the blocks end, and so what begins there.
+TEST_P(VerifyTest, ABlockMayHideBehindAWrongRecordOfTheLastOne) {
+  const int64 hidden = image_.records.back().translatePos;
+  for (const int wrong : {-2, 3, image_.records.back().translateSize}) {
+    Image image = image_;
+    image.records.pop_back();
+    image.records.back().translateSize += wrong;
+    image.heading._size -= static_cast<int64>(kRecordSize);
+    image.tableHead.translateSize -= 1;
+    const Verification told = verifyBytes(image.bytes(), options());
+    EXPECT_THAT(told.lost, ElementsAre(blocks(3, 1)));
+    const auto fault = std::find_if(told.faults.begin(), told.faults.end(),
+                                    [](const auto& each) { return each.kind == FaultKind::hiddenBlock; });
+    ASSERT_NE(fault, told.faults.end()) << wrong;
+    EXPECT_EQ(fault->filePosition, hidden);
+    EXPECT_TRUE(fault->isDamage && !fault->hindersReading && !fault->block);
+  }
+}
+
+TEST_P(VerifyTest, BehindAWrongRecordOfTheLastBlockNothingMayHide) {
+  image_.records.back().translateSize += 3;
+  image_.heading._infoPos += 3;
+  image_.blocks.back() += "\x78\x01?";
+  const Verification told = verified();
+  ASSERT_EQ(told.faults.size(), 1U);
+  EXPECT_EQ(told.faults.front().kind, FaultKind::streamSize);
 }
 
 TEST_P(VerifyTest, AStreamMayBeCut) {
