@@ -101,6 +101,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   ///   counts as open, and every later operation on it but Open fails without touching the descriptor.
   DATASOURCE_MEMBER int Close();
 
+  /// Returns: whether there is a file, be it one whose close failed.
   bool IsOpen() const noexcept { return fHandle != -1; }
 
   // ---- For the streams and their workers; none of it is exported.
@@ -115,6 +116,7 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Returns: `size`, or on an enciphered file what Write returns.
   /// Raises: 1002, also when no more bytes can be written.
   DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position, std::size_t& written);
+  /// The same for a caller that asks for no count.
   DATASOURCE_LOCAL std::size_t WriteWhole(const void* buffer, std::size_t size, int64 position);
 
   /// Read for a worker that forgets a failure: the good flag is left alone, whatever happens.
@@ -129,8 +131,8 @@ class DATASOURCE_CLASS VORN_File : public VORN_RefCntObject {
   /// Which file a reopen must find: any one; or the one of an identity; or one that could not be told, which no file
   /// is.
   struct NotedFile {
-    bool wanted = false;
-    std::optional<datasource::platform::FileIdentity> identity;
+    bool wanted = false;                                         ///< false: any file will do
+    std::optional<datasource::platform::FileIdentity> identity;  ///< the one; none: it could not be told
   };
   /// Notes which file is open, for a Reopen after a Close. Returns: the note.
   DATASOURCE_LOCAL NotedFile NoteIdentity();

@@ -29,9 +29,9 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   /// One read or write on its way through the stream; every step that moves n bytes advances `dest`
   /// by n, lowers `remaining` by n and raises `*position` by n.
   struct ReadRequest {
-    unsigned char* dest;
-    std::size_t remaining;
-    int64* position;
+    unsigned char* dest;    ///< where the next byte goes, or comes from
+    std::size_t remaining;  ///< bytes still to move
+    int64* position;        ///< the stream's, which goes along
   };
 
   /// A stream without a file.
@@ -42,6 +42,7 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   explicit VORN_FileStream(const void*) = delete;
   /// Opens a file; whether that succeeded, the first operation tells (Seek gives -1).
   VORN_FileStream(const char* name, const char* mode);
+  /// The same; `encrypt` as above.
   VORN_FileStream(const char* name, const char* mode, bool encrypt);
   /// A stream on the same raw file, with an empty buffer, at position 0. Last, `other` is closed in
   /// the sense of Close: its pending bytes and its cipher tail are written out.
@@ -74,8 +75,11 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   ///   buffer is left as it was, and a reference from GetNameStr and the pointer from Name end here.
   /// Returns: 1 if the file was opened, else 0; the stream then reports not open.
   virtual int Open(const ExtNameStr& name, const ExtNameStr& password, const char* mode);
+  /// The same by a generic name.
   virtual int Open(const char* name, const char* password, const char* mode);
+  /// The same without a password.
   virtual int Open(const ExtNameStr& name, const char* mode);
+  /// The same by a generic name, without a password.
   virtual int Open(const char* name, const char* mode);
 
   /// Back to position 0 with an empty buffer.
@@ -88,6 +92,7 @@ class DATASOURCE_API VORN_FileStream : public VORN_StrBaseIO {
   /// Writes out what is buffered and finishes the encryption. The file stays open, the stream usable.
   /// Returns: 1; 0 if the file is not open.
   virtual int Close() const;
+  /// The same.
   virtual int Close();
 
   /// Writes out what is buffered; the buffer stays valid for reading.

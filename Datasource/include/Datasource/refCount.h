@@ -22,6 +22,7 @@ class DATASOURCE_API VORN_RefCntObject {
   /// Returns: 1 when the count, read as unsigned, is greater than 1, else 0.
   int IsShared() const noexcept { return static_cast<std::uint32_t>(fCount) > 1 ? 1 : 0; }
 
+  /// Counts one reference more.
   void AddReference() noexcept { fCount = static_cast<std::int32_t>(static_cast<std::uint32_t>(fCount) + 1); }
 
   /// Drops one reference; at 0 the object deletes itself through its virtual destructor.
@@ -39,8 +40,8 @@ class DATASOURCE_API VORN_RefCntObject {
   /// Copies nothing: the copy starts unreferenced and shareable.
   VORN_RefCntObject(const VORN_RefCntObject&) noexcept {}
 
-  std::int32_t fCount = 0;
-  bool fShareable = true;
+  std::int32_t fCount = 0;  ///< how many references there are
+  bool fShareable = true;   ///< whether pointers share the object; otherwise each makes a copy
 };
 
 /// A counted pointer to an object of a class derived from VORN_RefCntObject; handed an unshareable
@@ -55,11 +56,12 @@ template <typename T>
 class RefCountPtr {
  public:
   RefCountPtr() noexcept = default;
-  // Implicit, so that a raw pointer and a counted one are interchangeable as arguments.
+  /// Holds this object, or none. Implicit, so that a raw pointer and a counted one are interchangeable as arguments.
   RefCountPtr(T* p) : ptr(p) { Init(); }  // NOLINT(google-explicit-constructor)
   RefCountPtr(const RefCountPtr& other) : ptr(other.ptr) { Init(); }
   ~RefCountPtr() { Drop(); }
 
+  /// Holds this object from now on, and drops the one before.
   RefCountPtr& operator=(T* p) {
     if (p != ptr) {
       // The new reference is taken first: the old object may hold the new one, and a copy that
@@ -83,11 +85,17 @@ class RefCountPtr {
   int operator!=(const RefCountPtr& other) const noexcept { return ptr != other.ptr ? 1 : 0; }
   int operator!=(const T* other) const noexcept { return ptr != other ? 1 : 0; }
 
+  /// Returns: the object held, which is not checked.
   T* operator->() noexcept { return ptr; }
+  /// Returns: the object held, which is not checked.
   T* operator->() const noexcept { return ptr; }
+  /// Returns: the object held. Requires: there is one.
   T& operator*() noexcept { return *ptr; }
+  /// Returns: the object held. Requires: there is one.
   T& operator*() const noexcept { return *ptr; }
+  /// Returns: the object held, or null.
   T* get() noexcept { return ptr; }
+  /// Returns: the object held, or null.
   T* get() const noexcept { return ptr; }
 
   /// Returns: 1 when an object is held, else 0.
@@ -121,7 +129,7 @@ class RefCountPtr {
     ptr->AddReference();
   }
 
-  T* ptr = nullptr;
+  T* ptr = nullptr;  ///< the object held, or null
 
  private:
   void Drop() {

@@ -91,8 +91,8 @@ class DATASOURCE_API zcmpsFilestr : public VORN_FileStream {
 
   /// The logical positions of a block: from `begin` up to, and without, `end`.
   struct LogicalRange {
-    int64 begin;
-    int64 end;
+    int64 begin;  ///< of the first byte
+    int64 end;    ///< behind the last byte
   };
   /// Returns: where the blocks lie that truncatedBlocks counts, in their order. Ask after Close: what a worker that
   ///   is alive has cut is not among them.

@@ -20,10 +20,10 @@ namespace casefile {
 struct AppenderOptions {
   /// Where the dictionary part ends and the case data begin; none: it is looked for.
   std::optional<std::int64_t> row0;
-  ByteOrder byteOrder = ByteOrder::find;
+  ByteOrder byteOrder = ByteOrder::find;  ///< in which order the file's numbers lie
   /// How many threads compress; 0: as many as the process may keep busy. With 1 the caller's compresses.
   std::size_t threads = 0;
-  Encoder encoder = Encoder::automatic;
+  Encoder encoder = Encoder::automatic;  ///< by which codec blocks are compressed
   /// Is told the appended uncompressed bytes whose blocks are written; how many there will be is not known.
   ProgressCallback progress;
 };

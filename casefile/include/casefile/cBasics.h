@@ -34,15 +34,15 @@ CASEFILE_API const char* casefile_status_name(casefile_status status);
 
 /// Why a call could not do what it was asked to. It needs no preparation, holds no memory, and its size is for ever.
 typedef struct casefile_error {
-  casefile_status status;
-  int32_t system_code;    ///< the system's error number; 0: it gave none
-  int64_t file_position;  ///< in the file as it lies on the disk; -1: it cannot be told
-  int64_t range_start;    ///< of the uncompressed data that are meant; -1: it cannot be told
-  int64_t range_size;
-  char operation[32];    ///< what was being done: "read", "open", "rename", ...
-  char file[1024];       ///< the name that the program gave; empty: there is no file. A longer one is cut.
-  char message[1536];    ///< one line: "FILE: what happened: the system's reason". A longer one is cut.
-  uint8_t reserved[64];  ///< zeros
+  casefile_status status;  ///< what kind of error it is
+  int32_t system_code;     ///< the system's error number; 0: it gave none
+  int64_t file_position;   ///< in the file as it lies on the disk; -1: it cannot be told
+  int64_t range_start;     ///< of the uncompressed data that are meant; -1: it cannot be told
+  int64_t range_size;      ///< how many of those bytes
+  char operation[32];      ///< what was being done: "read", "open", "rename", ...
+  char file[1024];         ///< the name that the program gave; empty: there is no file. A longer one is cut.
+  char message[1536];      ///< one line: "FILE: what happened: the system's reason". A longer one is cut.
+  uint8_t reserved[64];    ///< zeros
 } casefile_error;
 
 /// Returns: the version of the library that the program runs with, such as "1.2.3".
@@ -53,8 +53,8 @@ CASEFILE_API const char* casefile_codec(size_t index);
 
 /// Bytes of the uncompressed data.
 typedef struct casefile_range {
-  int64_t start;
-  int64_t size;
+  int64_t start;  ///< logical position of the first one
+  int64_t size;   ///< how many
 } casefile_range;
 
 /// Where one block lies.
@@ -74,9 +74,9 @@ enum {
 
 /// How far a long call has come.
 typedef struct casefile_progress {
-  int64_t bytes_done;
+  int64_t bytes_done;    ///< how far the call has come
   int64_t bytes_in_all;  ///< 0: not known
-  int32_t phase;
+  int32_t phase;         ///< CASEFILE_SEARCHING and its kin
 } casefile_progress;
 
 /// Is told how far a call has come, at least once a block.
@@ -97,8 +97,8 @@ typedef struct casefile_source casefile_source;
 
 /// A source of the program's own. The callbacks are called by any number of threads at once.
 typedef struct casefile_source_callbacks {
-  size_t size;
-  void* user;
+  size_t size;  ///< sizeof of this structure as the program knows it; the init function sets it
+  void* user;   ///< is handed to each of the functions
   /// Gives the length in bytes, which does not change. Returns: 0, or a system's error number (errno).
   int32_t (*length)(void* user, int64_t* length);
   /// Reads up to `size` bytes at a file position; `done` of 0 means the end. Returns: 0, or an error number.

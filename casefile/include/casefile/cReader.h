@@ -17,15 +17,16 @@ extern "C" {
 /// In which order the bytes of a file's numbers lie.
 enum { CASEFILE_FIND_BYTE_ORDER = 0, CASEFILE_THIS_MACHINES_BYTE_ORDER = 1, CASEFILE_OTHER_BYTE_ORDER = 2 };
 
+/// How a file is read.
 typedef struct casefile_reader_options {
-  size_t size;
+  size_t size;          ///< sizeof of this structure as the program knows it; the init function sets it
   int64_t row0;         ///< where the case data begin; -1 (default): it is looked for
   size_t threads;       ///< of casefile_reader_read and its kin; 0 (default): as many as the process may keep busy
   size_t cache_bytes;   ///< memory for decoded blocks; 64 MiB
   int32_t byte_order;   ///< CASEFILE_FIND_BYTE_ORDER
   uint8_t reserved[4];  ///< zeros
   casefile_progress_callback progress;  ///< of the search for the case data; may be NULL
-  void* progress_user;
+  void* progress_user;                  ///< is handed to `progress`
 } casefile_reader_options;
 
 CASEFILE_API void casefile_reader_options_init(casefile_reader_options* options, size_t size);
@@ -42,6 +43,7 @@ CASEFILE_API casefile_status casefile_reader_open_source(const casefile_source* 
                                                          casefile_reader** reader, casefile_error* error);
 CASEFILE_API void casefile_reader_free(casefile_reader* reader);
 
+/// What a reader tells of its file.
 typedef struct casefile_reader_info {
   int64_t row0;        ///< position of the first case byte, which is also the dictionary part's length
   int64_t size;        ///< logical end of the case data

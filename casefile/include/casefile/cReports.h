@@ -47,11 +47,11 @@ typedef struct casefile_fault {
   int32_t kind;             ///< CASEFILE_FAULT_...
   int32_t hinders_reading;  ///< 0: the data can be read all the same
   int32_t is_damage;        ///< 0: it only deserves a word
-  uint8_t reserved[4];
-  int64_t block;          ///< the block that it makes doubtful; -1: it is the file
-  int64_t file_position;  ///< of heading, table or block; -1: it cannot be told
-  casefile_range range;   ///< that block's bytes; a start of -1: it cannot be told
-  const char* what;       ///< in words, one line; lasts as long as the report
+  uint8_t reserved[4];      ///< zeros
+  int64_t block;            ///< the block that it makes doubtful; -1: it is the file
+  int64_t file_position;    ///< of heading, table or block; -1: it cannot be told
+  casefile_range range;     ///< that block's bytes; a start of -1: it cannot be told
+  const char* what;         ///< in words, one line; lasts as long as the report
 } casefile_fault;
 
 /// What lies beside a file under the name of the journal that an append keeps.
@@ -65,13 +65,13 @@ enum {
 
 /// How a file is inspected or verified.
 typedef struct casefile_check_options {
-  size_t size;
+  size_t size;          ///< sizeof of this structure as the program knows it; the init function sets it
   int64_t row0;         ///< where the case data begin; -1 (default): it is looked for
   size_t threads;       ///< that inflate; 0 (default): as many as the process may keep busy. Inspecting has one.
   int32_t byte_order;   ///< CASEFILE_FIND_BYTE_ORDER
   uint8_t reserved[4];  ///< zeros
   casefile_progress_callback progress;  ///< may be NULL
-  void* progress_user;
+  void* progress_user;                  ///< is handed to `progress`
 } casefile_check_options;
 
 CASEFILE_API void casefile_check_options_init(casefile_check_options* options, size_t size);
@@ -80,8 +80,9 @@ CASEFILE_API void casefile_check_options_init(casefile_check_options* options, s
 /// Threads: any number at once.
 typedef struct casefile_inspection casefile_inspection;
 
+/// The numbers of an inspection.
 typedef struct casefile_inspection_info {
-  int64_t file_size;
+  int64_t file_size;       ///< length of the file in bytes
   int64_t row0;            ///< where the heading lies
   int64_t heading_row0;    ///< the row-0 position that the heading names
   int64_t table_position;  ///< a file position, as the heading gives it
@@ -95,7 +96,7 @@ typedef struct casefile_inspection_info {
   int32_t swapped;         ///< the file's numbers lie in the other byte order than this machine's
   int32_t readable;        ///< whether a reader would read it, as far as heading and table tell
   int32_t journal;         ///< CASEFILE_JOURNAL_...
-  uint8_t reserved[4];
+  uint8_t reserved[4];     ///< zeros
 } casefile_inspection_info;
 
 /// Reads heading and table, and lists the rules that they break. Blocks are not looked into. `options` may be NULL.
@@ -118,8 +119,9 @@ CASEFILE_API void casefile_inspection_free(casefile_inspection* inspection);
 /// Threads: any number at once.
 typedef struct casefile_verification casefile_verification;
 
+/// The numbers of a verification.
 typedef struct casefile_verification_info {
-  int64_t row0;
+  int64_t row0;              ///< where the case data begin
   int64_t case_bytes;        ///< case data, uncompressed
   int64_t dead_bytes;        ///< behind the table
   uint64_t blocks;           ///< that the table names
@@ -156,8 +158,9 @@ enum {
   CASEFILE_HOLES_ZERO = 2   ///< they keep their logical positions: what is lost is zeros
 };
 
+/// How a file is rescued.
 typedef struct casefile_recover_options {
-  size_t size;
+  size_t size;      ///< sizeof of this structure as the program knows it; the init function sets it
   int64_t row0;     ///< where the case data begin; -1 (default): it is looked for
   size_t threads;   ///< that inflate; 0 (default): as many as the process may keep busy
   int32_t holes;    ///< CASEFILE_HOLES_STOP
@@ -165,7 +168,7 @@ typedef struct casefile_recover_options {
   int32_t replace;  ///< 1; 0: a file that has the output's name by then is an error
   int32_t sync;     ///< 0; 1: the output is on the disk when the call returns
   casefile_progress_callback progress;  ///< may be NULL
-  void* progress_user;
+  void* progress_user;                  ///< is handed to `progress`
 } casefile_recover_options;
 
 CASEFILE_API void casefile_recover_options_init(casefile_recover_options* options, size_t size);
@@ -174,8 +177,9 @@ CASEFILE_API void casefile_recover_options_init(casefile_recover_options* option
 /// Threads: any number at once.
 typedef struct casefile_recovery casefile_recovery;
 
+/// The numbers of a rescue.
 typedef struct casefile_recovery_info {
-  int64_t row0;
+  int64_t row0;              ///< where the case data of the output begin
   int64_t case_bytes;        ///< case data in the output out of sound blocks
   int64_t zero_bytes;        ///< zeros in place of lost ones
   int64_t partial_bytes;     ///< out of the damaged block
@@ -187,7 +191,7 @@ typedef struct casefile_recovery_info {
   int32_t swapped;           ///< the output's numbers lie in the other byte order than this machine's
   int32_t complete;          ///< whether everything that the file tells of is in the output
   int32_t journal;           ///< CASEFILE_JOURNAL_...; the output is as the file was before the append
-  uint8_t reserved[4];
+  uint8_t reserved[4];       ///< zeros
 } casefile_recovery_info;
 
 /// Case data that are lost.

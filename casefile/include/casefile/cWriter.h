@@ -28,15 +28,16 @@ CASEFILE_API size_t casefile_block_size(void);
 CASEFILE_API casefile_status casefile_compress_block(const void* bytes, size_t size, int32_t encoder, void* buffer,
                                                      size_t room, size_t* length, casefile_error* error);
 
+/// How a file is written.
 typedef struct casefile_writer_options {
-  size_t size;
+  size_t size;          ///< sizeof of this structure as the program knows it; the init function sets it
   size_t threads;       ///< that compress; 0 (default): as many as the process may keep busy
   int32_t encoder;      ///< CASEFILE_AUTOMATIC
   int32_t replace;      ///< 1; 0: a file that has the name by then is an error
   int32_t sync;         ///< 0; 1: the file and its name are on the disk when casefile_writer_finish returns
   uint8_t reserved[4];  ///< zeros
   casefile_progress_callback progress;  ///< may be NULL
-  void* progress_user;
+  void* progress_user;                  ///< is handed to `progress`
 } casefile_writer_options;
 
 CASEFILE_API void casefile_writer_options_init(casefile_writer_options* options, size_t size);
@@ -78,14 +79,15 @@ CASEFILE_API casefile_status casefile_writer_get_left_behind(const casefile_writ
 /// Gives up what is not finished.
 CASEFILE_API void casefile_writer_free(casefile_writer* writer);
 
+/// How case data are appended.
 typedef struct casefile_appender_options {
-  size_t size;
+  size_t size;                          ///< sizeof of this structure as the program knows it; the init function sets it
   int64_t row0;                         ///< where the case data begin; -1 (default): it is looked for
   size_t threads;                       ///< that compress; 0 (default): as many as the process may keep busy
   int32_t byte_order;                   ///< CASEFILE_FIND_BYTE_ORDER
   int32_t encoder;                      ///< CASEFILE_AUTOMATIC
   casefile_progress_callback progress;  ///< may be NULL
-  void* progress_user;
+  void* progress_user;                  ///< is handed to `progress`
 } casefile_appender_options;
 
 CASEFILE_API void casefile_appender_options_init(casefile_appender_options* options, size_t size);
@@ -94,11 +96,12 @@ CASEFILE_API void casefile_appender_options_init(casefile_appender_options* opti
 /// Threads: one at a time.
 typedef struct casefile_appender casefile_appender;
 
+/// What an appender tells of its file.
 typedef struct casefile_appender_info {
-  int64_t row0;       ///< where the case data begin
-  int64_t position;   ///< the logical position behind all bytes, those given so far included
-  int32_t took_back;  ///< whether opening took back an append that had not finished
-  uint8_t reserved[4];
+  int64_t row0;         ///< where the case data begin
+  int64_t position;     ///< the logical position behind all bytes, those given so far included
+  int32_t took_back;    ///< whether opening took back an append that had not finished
+  uint8_t reserved[4];  ///< zeros
 } casefile_appender_info;
 
 /// Locks the file, and takes back what an unfinished append has left; `options` may be NULL.

@@ -49,8 +49,11 @@ class CASEFILE_API Error : public std::runtime_error {
   Error& operator=(const Error&) noexcept;
   ~Error() override;
 
+  /// Returns: what kind of error it is, for a program that decides by it.
   ErrorKind kind() const noexcept { return kind_; }
+  /// Returns: the name that the program gave; empty: there is no file.
   const std::string& file() const noexcept { return place_->file; }
+  /// Returns: what was being done (Place::operation).
   const std::string& operation() const noexcept { return place_->operation; }
   /// Returns: the system's reason, which compares with std::errc in the program's module: a DLL with a runtime of its
   /// own has standard categories of its own, too.
@@ -58,7 +61,9 @@ class CASEFILE_API Error : public std::runtime_error {
     const bool generic = std::string_view(place_->code.category().name()) == "generic";
     return generic ? std::error_code(place_->code.value(), std::generic_category()) : place_->code;
   }
+  /// Returns: where it happened in the file as it lies on the disk; none: it cannot be told.
   std::optional<std::int64_t> filePosition() const noexcept { return place_->filePosition; }
+  /// Returns: the uncompressed bytes that it concerns; none: it cannot be told.
   std::optional<LogicalRange> range() const noexcept { return place_->range; }
   /// Returns: the name of the working file in which the call wrote its output and which it could not remove when it
   ///   failed; empty: nothing is left behind. Writer and Appender have a call of their own for it.

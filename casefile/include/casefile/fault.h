@@ -40,7 +40,7 @@ enum class FaultKind {
 
 /// One thing that is wrong with a file, and where.
 struct Fault {
-  FaultKind kind = FaultKind::unlisted;
+  FaultKind kind = FaultKind::unlisted;      ///< which rule is broken
   std::optional<std::size_t> block;          ///< the block that it makes doubtful; none: it is the file
   std::optional<std::int64_t> filePosition;  ///< of heading, table or block; none: it cannot be told
   std::optional<LogicalRange> range;         ///< that block's bytes, as it and its neighbours tell it

@@ -22,25 +22,25 @@ namespace casefile {
 struct InspectOptions {
   /// Where the dictionary part ends and the case data begin; none: it is looked for.
   std::optional<std::int64_t> row0;
-  ByteOrder byteOrder = ByteOrder::find;
+  ByteOrder byteOrder = ByteOrder::find;  ///< in which order the file's numbers lie
   /// Is told how far the search for the case data is.
   ProgressCallback progress;
 };
 
 /// What heading and position table of a file say, be they damaged or not.
 struct Inspection {
-  std::int64_t fileSize = 0;
-  std::int64_t row0 = 0;  ///< where the heading lies, which is also the dictionary part's length
-  bool swapped = false;   ///< the file's numbers lie in the other byte order than this machine's
-  std::endian byteOrder = std::endian::native;
-  std::int64_t headingRow0 = 0;       ///< the row-0 position that the heading names
-  std::int64_t tablePosition = 0;     ///< as the heading gives it
-  std::int64_t tableSize = 0;         ///< as the heading gives it
-  std::int64_t logicalSize = 0;       ///< logical end of the case data
-  std::int64_t blocksEnd = 0;         ///< file position behind the last block
-  std::int64_t deadBytes = 0;         ///< behind the table
-  std::vector<Block> blocks;          ///< as recorded: in a damaged table the numbers may be anything
-  std::size_t unreadBlocks = 0;       ///< records of a table so damaged that it was not read to its end
+  std::int64_t fileSize = 0;                    ///< length of the file in bytes
+  std::int64_t row0 = 0;                        ///< where the heading lies, which is also the dictionary part's length
+  bool swapped = false;                         ///< the file's numbers lie in the other byte order than this machine's
+  std::endian byteOrder = std::endian::native;  ///< in which the file's numbers lie
+  std::int64_t headingRow0 = 0;                 ///< the row-0 position that the heading names
+  std::int64_t tablePosition = 0;               ///< as the heading gives it
+  std::int64_t tableSize = 0;                   ///< as the heading gives it
+  std::int64_t logicalSize = 0;                 ///< logical end of the case data
+  std::int64_t blocksEnd = 0;                   ///< file position behind the last block
+  std::int64_t deadBytes = 0;                   ///< behind the table
+  std::vector<Block> blocks;                    ///< as recorded: in a damaged table the numbers may be anything
+  std::size_t unreadBlocks = 0;                 ///< records of a table so damaged that it was not read to its end
   std::vector<Fault> faults;          ///< in the order in which rules are looked at; a thousand and one at most
   UnfinishedAppend unfinishedAppend;  ///< of a file that was opened by its name
 

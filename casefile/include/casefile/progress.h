@@ -16,9 +16,9 @@ enum class Phase {
 
 /// How far a long call has come.
 struct Progress {
-  std::int64_t bytesDone = 0;
-  std::int64_t bytesInAll = 0;  ///< 0: not known
-  Phase phase = Phase::reading;
+  std::int64_t bytesDone = 0;    ///< so far
+  std::int64_t bytesInAll = 0;   ///< 0: not known
+  Phase phase = Phase::reading;  ///< what the call is doing
 };
 
 /// A progress callback's answer.

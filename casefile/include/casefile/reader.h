@@ -28,7 +28,7 @@ enum class ByteOrder {
 struct ReaderOptions {
   /// Where the dictionary part ends and the case data begin; none: it is looked for.
   std::optional<std::int64_t> row0;
-  ByteOrder byteOrder = ByteOrder::find;
+  ByteOrder byteOrder = ByteOrder::find;  ///< in which order the file's numbers lie
   /// How many threads read() uses, the caller's among them; 0: as many as the process may keep busy.
   std::size_t threads = 0;
   /// Memory for decoded blocks, which serve the next readAt(). Less than a block (4,190,208) turns it off.
@@ -50,9 +50,9 @@ using Sink = std::function<void(std::span<const std::byte> bytes, std::int64_t p
 
 /// Uncompressed bytes where they lie in memory, and what keeps them there.
 struct View {
-  LogicalRange range;                ///< which bytes they are
-  std::span<const std::byte> bytes;  ///< `range.size` of them, never written to
-  std::shared_ptr<const void> owner;
+  LogicalRange range;                 ///< which bytes they are
+  std::span<const std::byte> bytes;   ///< `range.size` of them, never written to
+  std::shared_ptr<const void> owner;  ///< keeps the bytes where they are
 };
 
 /// A compressed data file, open for reading.
@@ -65,6 +65,8 @@ struct View {
 /// Threads: any number may call the same object at once.
 class CASEFILE_API Reader {
  public:
+  /// Opens a file by its name, and finds its case data.
+  ///
   /// Raises: Error: `system` when the file cannot be opened or read; `notADataFile` when it has no heading at
   ///   the row-0 position, or none or several are found, or when none was told and behind the table lie
   ///   heading, table or blocks of other case data; `damaged` when heading or table break a rule that hinders reading;
@@ -72,6 +74,7 @@ class CASEFILE_API Reader {
   /// Cost: one read for the heading and one for each 48 KiB of the table (24 bytes a block), which stays in memory.
   ///   Without a row-0 position one pass over the file, blocks left out; what lies behind the table is looked into.
   static Reader open(const std::string& name, const ReaderOptions& options = {});
+  /// The same of a source of the program's own.
   static Reader open(std::shared_ptr<const RandomAccessFile> file, const ReaderOptions& options = {});
 
   Reader(Reader&&) noexcept;
@@ -88,6 +91,7 @@ class CASEFILE_API Reader {
   ///   may be neither the old data nor the new; unfinishedAppendOf() tells more. False of a file that was open already.
   /// Raises: Error (`system`) when there is a journal that may count and cannot be read.
   bool unfinishedAppend() const;
+  /// Returns: how many blocks the case data lie in.
   std::size_t blockCount() const;
   /// Raises: Error (`usage`) for a block that is not there.
   Block block(std::size_t index) const;

@@ -27,7 +27,7 @@ enum class Holes {
 struct RecoverOptions {
   /// Where the dictionary part ends and the case data begin; none: it is looked for.
   std::optional<std::int64_t> row0;
-  Holes holes = Holes::stop;
+  Holes holes = Holes::stop;  ///< what becomes of sound blocks behind a damaged one
   /// The output is plain data, not a compressed file: everything up to the first damage, and what can be inflated of
   /// the damaged block. The last bytes of that may be wrong: no check value tells. Requires: `holes` is `stop`.
   bool partial = false;
@@ -50,7 +50,7 @@ struct Loss {
 
 /// What was rescued and what was not.
 struct Recovery {
-  std::int64_t row0 = 0;
+  std::int64_t row0 = 0;              ///< where the case data of the output begin
   bool swapped = false;               ///< the output's numbers lie in the other byte order than this machine's
   std::size_t blocks = 0;             ///< sound ones in the output
   std::int64_t caseBytes = 0;         ///< case data out of them

@@ -28,6 +28,7 @@ class ErrorKeepingBuffer : public std::streambuf {
   }
 
  protected:
+  /// Does the work, and keeps what it raises.
   template <typename Work>
   auto keepingErrors(Work work) {
     try {
@@ -38,6 +39,7 @@ class ErrorKeepingBuffer : public std::streambuf {
     }
   }
 
+  /// Returns: what a seek that is refused returns.
   static pos_type refusedPosition() { return pos_type(off_type(-1)); }
 
  private:
@@ -47,6 +49,7 @@ class ErrorKeepingBuffer : public std::streambuf {
 /// What an InputStream reads through: its get area is the decoded block itself.
 class InputBuffer : public ErrorKeepingBuffer {
  public:
+  /// Reads a range; what lies beyond the end of the data is left out. Raises: Error (`usage`) for a negative range.
   InputBuffer(const Reader& reader, LogicalRange range) : reader_(reader), range_(range), next_(range.start) {
     if (range.start < 0 || range.size < 0) {
       throw Error(ErrorKind::usage, "a range cannot be negative", {{}, "read", {}, {}, {}});
@@ -129,6 +132,7 @@ class InputBuffer : public ErrorKeepingBuffer {
 /// What an OutputStream writes through.
 class OutputBuffer : public ErrorKeepingBuffer {
  public:
+  /// Requires and raises what OutputStream does.
   explicit OutputBuffer(Writer& writer) : writer_(writer), bytes_(kRoom) {
     writer.write({});  // raises when it is in no state to be written
     if (writer.position() == 0) {
@@ -147,6 +151,7 @@ class OutputBuffer : public ErrorKeepingBuffer {
   OutputBuffer(const OutputBuffer&) = delete;
   OutputBuffer& operator=(const OutputBuffer&) = delete;
 
+  /// Hands over what is left and finishes the Writer. Raises: as Writer::finish.
   void finish() {
     handOver();
     writer_.finish();

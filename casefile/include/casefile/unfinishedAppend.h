@@ -18,10 +18,10 @@ enum class JournalFound {
 
 /// Whether an append to a data file has not finished, and by which file that can be seen.
 struct UnfinishedAppend {
-  JournalFound found = JournalFound::none;
-  std::string journal;  ///< the journal's name
-  std::string why;      ///< why it is not believed; else empty
-  std::string what;     ///< what there is and what can be done about it, in words, one line; empty: nothing
+  JournalFound found = JournalFound::none;  ///< what lies under the name of its journal
+  std::string journal;                      ///< the journal's name
+  std::string why;                          ///< why it is not believed; else empty
+  std::string what;  ///< what there is and what can be done about it, in words, one line; empty: nothing
 
   /// Returns: whether the file may be in a state that no append leaves.
   bool isOpen() const noexcept { return found != JournalFound::none && found != JournalFound::notBelieved; }
@@ -54,9 +54,9 @@ enum class ReplacedJournal {
 
 /// The journal that a replaced file has left beside its name.
 struct JournalOfReplaced {
-  ReplacedJournal found = ReplacedJournal::none;
-  std::string journal;  ///< the journal's name
-  std::string what;     ///< what a user should hear of it, in words, one line; empty: nothing
+  ReplacedJournal found = ReplacedJournal::none;  ///< what became of it
+  std::string journal;                            ///< the journal's name
+  std::string what;                               ///< what a user should hear of it, in words, one line; empty: nothing
 };
 
 /// Removes the journal of a file whose name another one was given, by a Writer, recover() or a rename: appends to

@@ -22,7 +22,7 @@ namespace casefile {
 struct VerifyOptions {
   /// Where the dictionary part ends and the case data begin; none: it is looked for.
   std::optional<std::int64_t> row0;
-  ByteOrder byteOrder = ByteOrder::find;
+  ByteOrder byteOrder = ByteOrder::find;  ///< in which order the file's numbers lie
   /// How many threads inflate, the caller's among them; 0: as many as the process may keep busy.
   std::size_t threads = 0;
   /// Is told the bytes of the file whose blocks were looked into.
@@ -31,7 +31,7 @@ struct VerifyOptions {
 
 /// What a file is worth.
 struct Verification {
-  std::int64_t row0 = 0;
+  std::int64_t row0 = 0;              ///< where the case data begin
   bool swapped = false;               ///< the file's numbers lie in the other byte order than this machine's
   std::size_t blocks = 0;             ///< that the table names
   std::int64_t caseBytes = 0;         ///< case data, uncompressed

@@ -20,9 +20,9 @@ namespace casefile {
 struct WriterOptions {
   /// How many threads compress; 0: as many as the process may keep busy. With 1 the caller's compresses.
   std::size_t threads = 0;
-  Encoder encoder = Encoder::automatic;
-  bool replace = true;  ///< false: a file that has the name by then is an error
-  bool sync = false;    ///< the file is on the disk before it gets its name, and the name is when finish() returns
+  Encoder encoder = Encoder::automatic;  ///< by which codec blocks are compressed
+  bool replace = true;                   ///< false: a file that has the name by then is an error
+  bool sync = false;  ///< the file is on the disk before it gets its name, and the name is when finish() returns
   /// Descriptors of the open files that the contents come from, which say how the new file appears: with no wider
   /// access rights than all of them give together, and with the times of the first one. What is no regular file
   /// says nothing, and a file that is replaced hands on its own rights. None: as any new file.

@@ -59,10 +59,15 @@ struct CRuntimeCalls {
   /// POSIX a handle that can write holds an exclusive advisory lock, and the open fails with EACCES
   /// while another such handle exists; handles that only read take no lock.
   int (*_sopen)(const char* genericName, int oflag, int shflag, int pmode);
+  /// Moves the descriptor's position, and returns it; `origin` is SEEK_SET, SEEK_CUR or SEEK_END.
   int64 (*_lseeki64)(int descriptor, int64 offset, int origin);
+  /// Reads at the position, and returns how many bytes there were; 0 at the end.
   int (*_read)(int descriptor, void* buffer, unsigned int count);
+  /// Writes at the position, and returns how many bytes it took.
   int (*_write)(int descriptor, const void* buffer, unsigned int count);
+  /// Closes the descriptor.
   int (*_close)(int descriptor);
+  /// Tells which file the descriptor leads to.
   int (*_identity)(int descriptor, FileIdentity* identity);
 };
 

@@ -33,6 +33,7 @@ class DATASOURCE_API ExtNameStr {
   /// Raises: std::invalid_argument when the name has letters that the code page lacks.
   std::string GetCodePage(unsigned int codePage = 0) const;
 
+  /// Returns: whether there is no name.
   bool IsEmpty() const noexcept { return generic_.empty(); }
 
   /// Opens the named file through the C runtime table (see cRuntime.h, which holds the flags).

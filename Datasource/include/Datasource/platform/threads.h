@@ -18,7 +18,9 @@ class DATASOURCE_API sfMutex {
   sfMutex() = default;
   sfMutex(const sfMutex&) = delete;
   sfMutex& operator=(const sfMutex&) = delete;
+  /// Waits until the mutex is free, or the caller's already.
   void lock(LockType type, const char* file, int line);
+  /// Undoes one lock of the caller's.
   void unlock(const char* file, int line) noexcept;
 
  private:
@@ -28,6 +30,7 @@ class DATASOURCE_API sfMutex {
 /// Holds an sfMutex for as long as it lives.
 class DATASOURCE_API sfGuard {
  public:
+  /// Locks the mutex, which must live longer.
   explicit sfGuard(sfMutex& mutex) : mutex_(mutex) { mutex_.lock(LockExclusive, nullptr, 0); }
   ~sfGuard() { mutex_.unlock(nullptr, 0); }
   sfGuard(const sfGuard&) = delete;
@@ -40,6 +43,7 @@ class DATASOURCE_API sfGuard {
 /// A counting semaphore. A copy works on the same count.
 class DATASOURCE_API sfSemaphore {
  public:
+  /// With so many counts to take.
   explicit sfSemaphore(unsigned int initialCount);
   sfSemaphore(const sfSemaphore&);
   sfSemaphore& operator=(const sfSemaphore&) = delete;
@@ -67,10 +71,13 @@ struct DATASOURCE_API sfWaitCancelled {};
 class DATASOURCE_API msgBaseData {
  public:
   virtual ~msgBaseData();
+  /// Returns: the pointer that travels with the callback.
   virtual void* getMsgData() const;
+  /// Replaces that pointer.
   virtual void setMsgData(void* data);
 
  protected:
+  /// With the pointer that is to travel; nobody frees it.
   explicit msgBaseData(void* data) : msgData_(data) {}
   msgBaseData(const msgBaseData&) = default;
   msgBaseData& operator=(const msgBaseData&) = default;
@@ -82,8 +89,11 @@ class DATASOURCE_API msgBaseData {
 /// A task that a pool thread runs once.
 class DATASOURCE_API CallBackObject : public msgBaseData {
  public:
+  /// With the pointer of the message part.
   explicit CallBackObject(void* data) : msgBaseData(data) {}
+  /// Keeps a pointer for whoever made the callback; the pool does not look at it.
   virtual void setCallbackData(void* data);
+  /// Returns: the pointer kept last; null before.
   virtual void* getCallbackData() const;
   /// The body. `prtData` is the data pointer that was submitted with the task.
   virtual int callBack(void* prtData) = 0;
@@ -120,6 +130,7 @@ class DATASOURCE_API sfThreadPoolBase {
   void stopAll() noexcept;
 
  protected:
+  /// With so many threads, which startAll starts.
   explicit sfThreadPoolBase(int threadCount);
 
  private:
@@ -131,6 +142,7 @@ class DATASOURCE_API sfThreadPoolBase {
 /// The pool that the workers make. `threadCount` threads; the second argument is not used.
 class DATASOURCE_API sfThreadPool : public sfThreadPoolBase {
  public:
+  /// With so many threads, which startAll starts.
   sfThreadPool(int threadCount, int reserved);
 };
 

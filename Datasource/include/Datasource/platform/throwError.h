@@ -14,6 +14,7 @@
 /// Copies share their texts and do not throw. The object owns its texts: it may outlive the file.
 class DATASOURCE_API StringSysError : public std::runtime_error {
  public:
+  /// With the fields that the calls below return; the texts are copied.
   StringSysError(const char* catalogue, long number, const char* text, int systemError);
   StringSysError(const StringSysError&) noexcept = default;
   StringSysError& operator=(const StringSysError&) noexcept = default;
