@@ -10,7 +10,7 @@ import sys
 import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-NEEDED = ("cffi", "numpy", "pandas", "fsspec", "dask", "distributed", "pytest")
+NEEDED = ("cffi", "numpy", "pandas", "fsspec", "dask", "distributed", "pytest", "mypy")
 LOOK = "import importlib.util, sys; sys.exit(not all(map(importlib.util.find_spec, sys.argv[1:])))"
 
 

@@ -8,13 +8,14 @@ from ._library import ffi as _ffi
 from ._library import lib as _lib
 from ._reports import Fault, Inspection, Loss, Recovery, Verification, inspect, recover, verify
 from ._tables import read_csv
-from ._writing import Appender, Writer, append, create
+from ._writing import Appender, Writer, append, compress_block, create
 
 __all__ = [
     "Appender", "BLOCK_SIZE", "Block", "BusyError", "CallbackError", "CancelledError", "DamagedError",
     "DoesNotFitError", "Error", "Fault", "File", "FileError", "FolderError", "ForbiddenError", "Inspection", "Loss",
-    "MissingFileError", "NameTakenError", "NotADataFileError", "Progress", "ProgressCallback", "Range", "Recovery", "UsageError", "Verification", "Writer", "append", "codecs", "create",
-    "inspect", "library_version", "open", "read_csv", "recover", "verify",
+    "MissingFileError", "NameTakenError", "NotADataFileError", "Progress", "ProgressCallback", "Range", "Recovery",
+    "UsageError", "Verification", "Writer", "append", "codecs", "compress_block", "create", "inspect",
+    "library_version", "open", "read_csv", "recover", "verify",
 ]
 
 __version__ = "0.2.0"

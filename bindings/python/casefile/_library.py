@@ -6,7 +6,7 @@ import os
 import sys
 from typing import Any, Dict
 
-import cffi  # type: ignore
+import cffi
 
 from ._interface import INTERFACE, VERSION
 

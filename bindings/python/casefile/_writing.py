@@ -7,6 +7,7 @@ from types import TracebackType
 from typing import Any, Callable, Iterable, Optional, Type, Union
 
 from ._calls import LongCall, ProgressCallback, checked
+from ._file import BLOCK_SIZE
 from ._library import encoded, ffi, lib, owned
 
 _ENCODERS = {"automatic": 0, "zlib": 1, "libdeflate": 2, "isal": 3}
@@ -117,6 +118,11 @@ class Writer(_Output):
         """Adds case data: bytes, a buffer such as an array of numpy's, or an iterable of them."""
         self._write(lib.casefile_writer_write, data)
 
+    def write_block(self, compressed: Any) -> None:
+        """Adds a block that compress_block() has made, here or elsewhere, behind whole blocks only. It is inflated once,
+        so that nothing gets into the file that does not come out of it again."""
+        self._give(lib.casefile_writer_write_block, compressed)
+
     def finish(self) -> None:
         """Writes what is left and gives the file its name."""
         output = self._output()
@@ -181,6 +187,19 @@ class Appender(_Output):
             self._call.run(lambda error: lib.casefile_appender_finish(output, error))
         finally:
             self.cancel()
+
+
+def compress_block(data: Any, encoder: str = "automatic") -> bytes:
+    """Compresses one whole block of case data, BLOCK_SIZE bytes, for Writer.write_block(): in another process or on
+    another machine than that which puts the file together.
+    """
+    number, length = _encoder(encoder), ffi.new("size_t*")
+    made = bytearray(BLOCK_SIZE)
+    view = memoryview(data)
+    with ffi.from_buffer("char[]", view if view.c_contiguous else view.tobytes()) as plain, \
+            ffi.from_buffer("char[]", made, require_writable=True) as room:
+        checked(lambda error: lib.casefile_compress_block(plain, len(plain), number, room, len(room), length, error))
+    return bytes(memoryview(made)[:length[0]])
 
 
 def create(name: Name, dictionary: Any, *, encoder: str = "automatic", threads: Optional[int] = None,

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import io
+import os
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional
 
 try:
@@ -12,6 +13,7 @@ try:
 except ImportError as missing:
     raise ImportError("casefile.dask needs dask and numpy, which are not both installed") from missing
 
+from . import _assembling
 from ._file import BLOCK_SIZE, File, Range
 from ._file import open as open_file
 
@@ -33,7 +35,7 @@ def _opened(place: _Place) -> Iterator[File]:
     with contextlib.ExitStack() as open_files:
         source: Any = place.path
         if "://" in place.path:
-            import fsspec  # type: ignore
+            import fsspec
             source = open_files.enter_context(fsspec.open(place.path, "rb", **place.storage_options))
         file = open_files.enter_context(open_file(source, row0=place.row0, threads=1, cache=BLOCK_SIZE))
         if place.size is not None and file.size != place.size:
@@ -51,6 +53,7 @@ def _plan(path: str, row0: Optional[int], storage_options: Optional[Dict[str, An
           record_size: int) -> _Plan:
     if partition_size < 1:
         raise ValueError(f"partitions of {partition_size} bytes cannot be")
+    path = _absolute(path)
     with _opened(_Place(path, storage_options or {}, row0, None)) as file:
         data = file.size - file.row0
         parts = file.partitions(-(-data // partition_size), record_size) if data else []
@@ -148,3 +151,73 @@ def read_csv(path: str, partition_size: int = _PARTITION, *, row0: Optional[int]
     meta = pandas.read_csv(io.BytesIO(plan.dictionary + sample), **options).iloc[:0]
     tasks = [dask.delayed(_table)(plan.place, part, plan.dictionary, meta, options) for part in parts]
     return dask.dataframe.from_delayed(tasks, meta=meta, verify_meta=False)
+
+
+def _described(kind: Any) -> bytes:
+    """Returns: a dictionary part of one line: "number:int64 value:float64"."""
+    fields = [f"{name}:{kind[name]}" for name in kind.names] if kind.names else [str(kind)]
+    return " ".join(fields).encode() + b"\n"
+
+
+def _kind_of(collection: Any, dtype: Any) -> Any:
+    """Returns: the type of records that a collection becomes; None for one of bytes."""
+    if dtype is not None:
+        kind = numpy.dtype(dtype)
+    elif hasattr(collection, "_meta") and hasattr(collection._meta, "to_records"):
+        kind = collection._meta.to_records(index=False).dtype
+    elif isinstance(getattr(collection, "dtype", None), numpy.dtype):
+        kind = collection.dtype
+    else:
+        return None
+    if kind.hasobject:
+        raise ValueError(f"records of {kind} are no bytes: dtype= can tell which ones they shall be")
+    return kind
+
+
+def _partitions(collection: Any) -> List[Any]:
+    if any(count != 1 for count in getattr(collection, "numblocks", ())[1:]):
+        raise ValueError("the array is divided along other axes than its first one: rechunk joins them")
+    made = collection.to_delayed() if hasattr(collection, "to_delayed") else collection
+    return list(made.ravel() if isinstance(made, numpy.ndarray) else made)
+
+
+def _absolute(path: Any) -> str:
+    """Returns: a URL, or a name that means the same to a worker that was started in another folder."""
+    name: str = os.fspath(path)
+    return name if "://" in name else os.path.abspath(name)
+
+
+def write_records(collection: Any, path: Any, dictionary: Any = None, *, dtype: Any = None, encoder: str = "automatic",
+                  temporary: Any = None, storage_options: Optional[Dict[str, Any]] = None, compute: bool = True) -> Any:
+    """Writes a collection into one file: a dask array, a dataframe without its index, or a bag or list of delayed bytes.
+
+    The workers compress their partitions, and one task puts the blocks together. It holds all that is compressed, unless
+    ``temporary`` names a folder, by its path or a URL of fsspec's, that every worker reaches: then the blocks are kept
+    there meanwhile, and it holds one at a time. ``path`` is a name or a URL; a name is taken by the whole file at once.
+
+    ``dictionary`` is the dictionary part; for arrays and dataframes one that lists names and types is made. ``dtype``
+    says which records they become.
+
+    Returns: the logical size of the file; without ``compute`` a delayed object that gives it.
+    """
+    kind, options = _kind_of(collection, dtype), storage_options or {}
+    if dictionary is None:
+        if kind is None:
+            raise ValueError("what has no dtype needs a dictionary part")
+        dictionary = _described(kind)
+    pieces = _partitions(collection)
+    folder = None if temporary is None else _assembling.folder_in(_absolute(temporary), options)
+    left: Any = numpy.empty(0, numpy.uint8)
+    parts = []
+    for piece in pieces:
+        own = dask.delayed(_assembling.plain)(piece, kind)
+        parts.append(dask.delayed(_assembling.compressed)(left, own, encoder, folder, options))
+        left = dask.delayed(_assembling.rest)(left, own)
+    written = dask.delayed(_assembling.put_together)(_absolute(path), dictionary, parts, left, encoder, options)
+    if not compute:
+        return written if folder is None else dask.delayed(_assembling.removed)(folder, options, written)
+    try:
+        return written.compute()
+    finally:
+        if folder is not None:
+            _assembling.removed(folder, options)

@@ -9,7 +9,7 @@ from __future__ import annotations
 from typing import Any
 
 try:
-    from fsspec.compression import register_compression  # type: ignore
+    from fsspec.compression import register_compression
 except ImportError as missing:
     raise ImportError("casefile.fsspec needs fsspec, which is not installed") from missing
 

@@ -7,8 +7,14 @@ import pytest
 
 import casefile
 
-# A test that hangs says where, and ends.
-faulthandler.dump_traceback_later(300, exit=True)
+# A test run that hangs says where, and ends.
+faulthandler.dump_traceback_later(500, exit=True)
+
+
+
+def pytest_addoption(parser):
+    parser.addoption("--mebibytes", type=int, default=32, help="of the files that worker processes share")
+
 
 RECORD = numpy.dtype([("number", "<i8"), ("value", "<f8")])
 DICTIONARY = b"number:int64 value:float64\n"

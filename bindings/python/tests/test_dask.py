@@ -1,8 +1,4 @@
-"""Dask's collections, with one thread and with worker processes of which one is killed."""
-
-import os
-import pathlib
-import signal
+"""Dask's collections, with one thread; test_dask_cluster.py has worker processes."""
 
 import dask
 import fsspec
@@ -109,26 +105,3 @@ def test_other_types_than_the_first_lines_have_are_an_error(tmp_path):
         casefile.dask.read_csv(str(path), BLOCK).compute()
     found = casefile.dask.read_csv(str(path), BLOCK, dtype=str)
     assert found.number.compute().iloc[-1] == "none at all"
-
-
-def sum_unless_first(block, marker):
-    """Its worker process is killed where nobody was before."""
-    try:
-        pathlib.Path(marker).touch(exist_ok=False)
-    except FileExistsError:
-        return numpy.array([block["number"].sum()])
-    os.kill(os.getpid(), signal.SIGKILL)
-
-
-def test_workers_in_processes_agree_with_one_though_one_is_killed(record_file, tmp_path):
-    from distributed import Client, LocalCluster
-    found = casefile.dask.read_records(str(record_file), RECORD, BLOCK)
-    marker = tmp_path / "killed"
-    with dask.config.set(scheduler=None), \
-            LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
-                         local_directory=str(tmp_path)) as cluster, Client(cluster) as client:
-        sums = found.map_blocks(sum_unless_first, str(marker), dtype="i8", chunks=((1,) * 4,),
-                                meta=numpy.empty(0, "i8"))
-        total = client.compute(sums.sum()).result(timeout=120)
-    assert marker.exists()
-    assert total == records(1_000_000)["number"].sum()

@@ -132,11 +132,14 @@ def test_what_a_source_raises_comes_out_unchanged(record_file):
 
 def test_a_source_is_let_go_with_its_file(record_file):
     from casefile import _source
-    before = len(_source._in_use)
-    file = casefile.open(io.BytesIO(record_file.read_bytes()))
-    assert len(_source._in_use) == before + 1
+    bytes_of_file = io.BytesIO(record_file.read_bytes())
+
+    def in_use():
+        return [reading for reading in _source._in_use.values() if reading.file is bytes_of_file]
+    file = casefile.open(bytes_of_file)
+    assert len(in_use()) == 1
     file.close()
-    assert len(_source._in_use) == before
+    assert not in_use()
 
 
 def test_errors_have_their_fields(tmp_path, record_file):

@@ -62,6 +62,25 @@ def test_data_that_hardly_compress_do_not_fit(tmp_path):
     assert refused.value.range == (4, 4 + casefile.BLOCK_SIZE)
 
 
+def test_blocks_that_were_compressed_elsewhere_become_a_file(tmp_path):
+    data = records(1_000_000).tobytes()
+    blocks = [casefile.compress_block(data[start:start + casefile.BLOCK_SIZE], "zlib")
+              for start in range(0, len(data) - casefile.BLOCK_SIZE, casefile.BLOCK_SIZE)]
+    with casefile.create(tmp_path / "new.case", DICTIONARY, encoder="zlib") as writer:
+        for block in blocks:
+            writer.write_block(block)
+        writer.write(data[len(blocks) * casefile.BLOCK_SIZE:])
+        with pytest.raises(casefile.UsageError):
+            writer.write_block(blocks[0])
+    assert content(tmp_path / "new.case") == DICTIONARY + data
+    with pytest.raises(casefile.UsageError):
+        casefile.compress_block(b"short")
+    with pytest.raises(casefile.DamagedError) as refused, casefile.create(tmp_path / "bad.case", b"head") as writer:
+        writer.write_block(b"no block")
+    assert refused.value.range == (4, 4 + casefile.BLOCK_SIZE)
+    assert not (tmp_path / "bad.case").exists()
+
+
 def test_what_progress_raises_comes_out_of_a_writer(tmp_path):
     def stop(_):
         raise LookupError("the callback's own")
