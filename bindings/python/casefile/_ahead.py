@@ -6,7 +6,7 @@ import io
 import os
 import queue
 import threading
-from typing import TYPE_CHECKING, Any, Optional
+from typing import TYPE_CHECKING, Any, List, Optional
 
 if TYPE_CHECKING:
     from ._file import File
@@ -14,12 +14,19 @@ if TYPE_CHECKING:
 _BLOCK = 4_190_208
 
 
-class ahead(io.RawIOBase):  # its name is what it does at the place of use
-    """The bytes of a File from a position on, read once and in order: a thread decodes the next window meanwhile."""
+class ahead(io.BufferedIOBase):  # its name is what it does at the place of use
+    """The bytes of a File from a position on, read once and in order: a thread decodes the next window meanwhile.
+
+    Three windows go round: one is read, one waits, one is filled. Memory that is used again costs no page faults.
+
+        _decode  --- _windows: what is decoded, None behind the end, or an exception --->  _fill
+        _decode  <-- _free: windows that were read -------------------------------------   _fill
+    """
 
     def __init__(self, file: "File", position: int, stop: Optional[int] = None) -> None:
         super().__init__()
         self._windows: "queue.Queue[Any]" = queue.Queue(1)
+        self._free: "queue.SimpleQueue[bytearray]" = queue.SimpleQueue()
         self._stopped = threading.Event()
         self._window = memoryview(b"")
         self._given = 0
@@ -32,15 +39,21 @@ class ahead(io.RawIOBase):  # its name is what it does at the place of use
         size = _BLOCK * max(4, 2 * (os.cpu_count() or 1))
         try:
             while position < stop and not self._stopped.is_set():
-                window = bytearray(min(size, stop - position))
-                done = file.read_into(window, position)
-                if done != len(window):
+                count = min(size, stop - position)
+                window = memoryview(self._take_free(count))[:count]
+                if file.read_into(window, position) != count:
                     raise ValueError("the file holds fewer bytes than it tells of")
-                self._hand_over(memoryview(window))
-                position += done
+                self._hand_over(window)
+                position += count
             self._hand_over(None)
         except BaseException as raised:  # the thread that reads raises it
             self._hand_over(raised)
+
+    def _take_free(self, size: int) -> bytearray:
+        try:
+            return self._free.get_nowait()  # they never grow: all but the last one are of one size
+        except queue.Empty:
+            return bytearray(size)
 
     def _hand_over(self, item: Any) -> None:
         while not self._stopped.is_set():
@@ -53,7 +66,8 @@ class ahead(io.RawIOBase):  # its name is what it does at the place of use
     def readable(self) -> bool:
         return True
 
-    def readinto(self, buffer: Any) -> int:
+    def _fill(self) -> None:
+        """Takes the next window when this one is used up, unless it is the last one."""
         if self.closed:
             raise ValueError("the file is closed")
         while not self._ended and self._given == len(self._window):
@@ -62,12 +76,29 @@ class ahead(io.RawIOBase):  # its name is what it does at the place of use
                 self._ended = True
                 raise item
             self._ended = item is None
-            self._window, self._given = item if item is not None else memoryview(b""), 0
-        room = memoryview(buffer).cast("B")
-        count = min(len(room), len(self._window) - self._given)
-        room[:count] = self._window[self._given:self._given + count]
+            used, self._window, self._given = self._window, item if item is not None else memoryview(b""), 0
+            if isinstance(used.obj, bytearray):
+                self._free.put(used.obj)
+
+    def read1(self, size: Optional[int] = -1) -> bytes:
+        """Returns: up to ``size`` bytes that are decoded, at least one before the end."""
+        self._fill()
+        left = len(self._window) - self._given
+        count = left if size is None or size < 0 else min(size, left)
         self._given += count
-        return count
+        return bytes(self._window[self._given - count:self._given])
+
+    def read(self, size: Optional[int] = -1) -> bytes:
+        """Returns: ``size`` bytes, fewer only at the end."""
+        missing = None if size is None or size < 0 else size
+        pieces: "List[bytes]" = []
+        while missing is None or missing > 0:
+            piece = self.read1(-1 if missing is None else missing)
+            if not piece:
+                break
+            pieces.append(piece)
+            missing = None if missing is None else missing - len(piece)
+        return pieces[0] if len(pieces) == 1 else b"".join(pieces)
 
     def close(self) -> None:
         if not self.closed:

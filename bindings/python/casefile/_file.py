@@ -17,6 +17,7 @@ BLOCK_SIZE = 4_190_208
 _CACHE = 64 << 20
 # From here on all threads decode, past the cache.
 _MANY_BYTES = 2 * BLOCK_SIZE
+_uncleared = ffi.new_allocator(should_clear_after_alloc=False)
 
 
 class Range(NamedTuple):
@@ -128,25 +129,26 @@ class File(io.RawIOBase):
 
     def read_at(self, position: int, size: int) -> bytes:
         """Returns: the bytes from ``position`` on, fewer than ``size`` only at the end."""
-        room = bytearray(max(0, min(size, self._size - position)))
-        done = self.read_into(room, position)
-        return bytes(room) if done == len(room) else bytes(room[:done])
+        room = _uncleared("char[]", max(0, min(size, self._size - position)))
+        return bytes(ffi.buffer(room, self._read_into(room, position, None)))
 
     def read_into(self, buffer: Any, position: int, progress: Optional[ProgressCallback] = None) -> int:
         """Fills a buffer with the bytes from ``position`` on. Much is decoded on all threads, little through the cache.
 
         Returns: how many bytes there were.
         """
-        done = ffi.new("size_t*")
-        reader = self._reader()
         with ffi.from_buffer("char[]", buffer, require_writable=True) as room:
-            size = len(room)
-            if size < _MANY_BYTES:
-                checked(lambda error: lib.casefile_reader_read_at(reader, room, size, position, done, error), self._raised)
-            else:
-                call = LongCall(progress)
-                call.run(lambda error: lib.casefile_reader_read_into(reader, room, size, position, done, call.callback,
-                                                                     ffi.NULL, error), self._raised)
+            return self._read_into(room, position, progress)
+
+    def _read_into(self, room: Any, position: int, progress: Optional[ProgressCallback]) -> int:
+        done = ffi.new("size_t*")
+        reader, size = self._reader(), len(room)
+        if size < _MANY_BYTES:
+            checked(lambda error: lib.casefile_reader_read_at(reader, room, size, position, done, error), self._raised)
+        else:
+            call = LongCall(progress)
+            call.run(lambda error: lib.casefile_reader_read_into(reader, room, size, position, done, call.callback,
+                                                                 ffi.NULL, error), self._raised)
         return int(done[0])
 
     def records(self, dtype: "numpy.typing.DTypeLike", start: int = 0, stop: Optional[int] = None,
@@ -169,8 +171,8 @@ class File(io.RawIOBase):
     def lines(self, encoding: str = "utf-8", errors: str = "strict", start: Optional[int] = None) -> Iterator[str]:
         """Yields the lines of the case data, without their line ends, decoding on all threads ahead of them."""
         from ._ahead import ahead
-        with ahead(self, self.row0 if start is None else start) as raw, \
-                io.TextIOWrapper(io.BufferedReader(raw, 1 << 20), encoding, errors, newline="") as text:
+        with ahead(self, self.row0 if start is None else start) as decoded, \
+                io.TextIOWrapper(decoded, encoding, errors, newline="") as text:  # type: ignore[arg-type]
             for line in text:
                 yield line.rstrip("\r\n")
 
@@ -186,6 +188,13 @@ class File(io.RawIOBase):
         done = self.read_into(buffer, self._position)
         self._position += done
         return done
+
+    def read(self, size: Optional[int] = -1) -> bytes:
+        if size is None or size < 0:
+            return self.readall()
+        read = self.read_at(self._position, size)
+        self._position += len(read)
+        return read
 
     def readall(self) -> bytes:
         read = self.read_at(self._position, max(0, self._size - self._position))

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import io
 from typing import TYPE_CHECKING, Any, Optional
 
 from ._ahead import ahead
@@ -24,5 +23,5 @@ def read_csv(source: Source, *, row0: Optional[int] = None, threads: Optional[in
         raise ImportError("casefile.read_csv needs pandas, which is not installed") from missing
     if options.get("iterator") or options.get("chunksize"):
         raise ValueError("for a table in pieces: pandas.read_csv(casefile.open(...), chunksize=...)")
-    with open_file(source, row0=row0, threads=threads, cache=0) as file, ahead(file, 0) as raw:
-        return pandas.read_csv(io.BufferedReader(raw, 1 << 20), **options)
+    with open_file(source, row0=row0, threads=threads, cache=0) as file, ahead(file, 0) as decoded:
+        return pandas.read_csv(decoded, **options)
