@@ -8,9 +8,10 @@
 #   tidy-change             clang-tidy, of what the change touches (scripts/changedSources.py)
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
 #   windows                 all tests on 64-bit Windows, under wine
+#   s390x arm64             the tests on another processor, under qemu; the first one's numbers begin with the high byte
 #   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
 #   package                 the Debian packages made, installed in an empty Debian, used and removed
-# Without a name: all but tidy-change, windows, fuzz and package. Each builds in build/NAME (gcc in build/release),
+# Without a name: all but tidy-change, windows, s390x, arm64, fuzz and package. Each builds in build/NAME (gcc in build/release),
 # through ccache where that is installed; what a check needs is installed first. Shown are counts and
 # what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
 # limits the jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
@@ -98,6 +99,7 @@ run_check() {
     install) build release && run_label install ;;
     tree) configure release && run_label tree ;;
     windows) scripts/check-windows.sh ;;
+    s390x | arm64) scripts/check-cross.sh "$1" ;;
     fuzz) scripts/check-fuzz.sh ;;
     package) scripts/check-package.sh ;;
   esac
@@ -106,7 +108,7 @@ run_check() {
 packages_for() {
   case $1 in
     asan | clang | format | fuzz | tidy*) echo check ;;
-    windows) echo windows ;;
+    windows | s390x | arm64) echo "$1" ;;
     gcc) echo python ;;
     package) echo package ;;
     *) echo build ;;
@@ -114,7 +116,7 @@ packages_for() {
 }
 
 for name in "$@"; do
-  if [[ " ${checks[*]} tidy-change windows fuzz package " != *" $name "* ]]; then
+  if [[ " ${checks[*]} tidy-change windows s390x arm64 fuzz package " != *" $name "* ]]; then
     echo "check.sh: no such check: $name" >&2
     exit 2
   fi

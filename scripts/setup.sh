@@ -4,6 +4,7 @@
 #   check    clang, its sanitizers, clang-tidy and clang-format; shells and mandoc for completions and manual page
 #   bench    the programs that the benchmarks compare with
 #   windows  the cross compiler and wine
+#   s390x    the cross compiler for that processor and qemu; arm64 likewise
 #   python   what the tests of the Python package need
 #   package  what makes Debian packages, looks at them and makes an empty Debian to try them in
 # As root it installs without a question; any other user is told what root would have to install.
@@ -26,6 +27,8 @@ packages_python=(
   python3-cffi python3-numpy python3-pandas python3-fsspec python3-dask python3-distributed python3-pytest mypy
 )
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
+packages_s390x=(g++-s390x-linux-gnu qemu-user-static googletest)
+packages_arm64=(g++-aarch64-linux-gnu qemu-user-static googletest)
 packages_package=(
   debhelper dh-python pybuild-plugin-pyproject python3-all python3-setuptools python3-cffi lintian mmdebstrap
 )
@@ -38,9 +41,11 @@ for group in "${@:-build}"; do
     bench) wanted+=("${packages_build[@]}" "${packages_bench[@]}") ;;
     python) wanted+=("${packages_build[@]}" "${packages_python[@]}") ;;
     windows) wanted+=("${packages_build[@]}" "${packages_windows[@]}") ;;
+    s390x) wanted+=("${packages_build[@]}" "${packages_s390x[@]}") ;;
+    arm64) wanted+=("${packages_build[@]}" "${packages_arm64[@]}") ;;
     package) wanted+=("${packages_build[@]}" "${packages_package[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, bench, windows, python, package)" >&2
+      echo "setup.sh: no such group: $group (build, check, bench, windows, s390x, arm64, python, package)" >&2
       exit 2
       ;;
   esac

@@ -1,7 +1,8 @@
-// Writes and checks files that are carried between platforms: carry write|append|check KIND FILE
+// Writes and checks files that are carried between platforms: carry write|append|check KIND FILE [swap]
 // Holds one for writing until standard input ends, or demands that it cannot be opened so: carry hold|refuse plain FILE
 //
-// The contents are told by the kind alone, so that whoever checks a file knows every byte of it.
+// The contents are told by the kind alone, so that whoever checks a file knows every byte of it. With the word swap the
+// file that is read lies in the other byte order.
 
 #include <Datasource/Datasource.h>
 
@@ -112,13 +113,13 @@ void writeCompressed(const char* file, int mode) {
   demand(stream.Close() == 1, "cannot close");
 }
 
-void appendCompressed(const char* file) {
+void appendCompressed(const char* file, bool swapped) {
   const VORN_FileStream plain(file, "rb");
   zcmpsFilestr stream(plain);
-  stream.readFilePosInfo(row0, false);
+  stream.readFilePosInfo(row0, swapped);
   const int64 end = row0 + static_cast<int64>(writtenCases);
   stream.Seek(end, VORN_StrBaseIO::SeekFromStart);
-  stream.setFileToAppend(end, false);
+  stream.setFileToAppend(end, swapped);
   writeRange(stream, end, row0 + static_cast<int64>(allCases));
   demand(stream.Close() == 1, "cannot close");
 }
@@ -154,17 +155,13 @@ void turn(std::fstream& file, int64 position, const std::vector<std::size_t>& wi
 }
 
 int64 numberAt(std::fstream& file, int64 position) {
-  std::array<unsigned char, 8> field{};
+  int64 number = 0;
   file.seekg(position);
-  file.read(reinterpret_cast<char*>(field.data()), 8);
-  std::uint64_t number = 0;
-  for (std::size_t i = 8; i-- > 0;) {
-    number = number << 8 | field[i];
-  }
-  return static_cast<int64>(number);
+  file.read(reinterpret_cast<char*>(&number), sizeof(number));
+  return number;
 }
 
-void writeBigEndian(const char* name) {
+void writeOtherOrder(const char* name) {
   writeCompressed(name, 0);
   std::fstream file(name, std::ios::binary | std::ios::in | std::ios::out);
   const int64 table = numberAt(file, row0 + 8);
@@ -198,23 +195,22 @@ void refuse(const char* name) {
   demand(!opensForWriting(file, name), "a second writer opened the file");
 }
 
-using Action = std::function<void(const char*)>;
+using Action = std::function<void(const char*, bool)>;
 
 const std::map<std::string, Action>& actions() {
   static const std::map<std::string, Action> all{
-      {"write plain", writePlain},
-      {"append plain", appendPlain},
-      {"check plain", [](const char* file) { checkPlain(file, writtenCases); }},
-      {"check plain-appended", [](const char* file) { checkPlain(file, allCases); }},
-      {"hold plain", hold},
-      {"refuse plain", refuse},
-      {"write inline", [](const char* file) { writeCompressed(file, 0); }},
-      {"write worker", [](const char* file) { writeCompressed(file, 1); }},
+      {"write plain", [](const char* file, bool) { writePlain(file); }},
+      {"append plain", [](const char* file, bool) { appendPlain(file); }},
+      {"check plain", [](const char* file, bool) { checkPlain(file, writtenCases); }},
+      {"check plain-appended", [](const char* file, bool) { checkPlain(file, allCases); }},
+      {"hold plain", [](const char* file, bool) { hold(file); }},
+      {"refuse plain", [](const char* file, bool) { refuse(file); }},
+      {"write inline", [](const char* file, bool) { writeCompressed(file, 0); }},
+      {"write worker", [](const char* file, bool) { writeCompressed(file, 1); }},
+      {"write other-order", [](const char* file, bool) { writeOtherOrder(file); }},
       {"append compressed", appendCompressed},
-      {"check compressed", [](const char* file) { checkCompressed(file, writtenCases, false); }},
-      {"check compressed-appended", [](const char* file) { checkCompressed(file, allCases, false); }},
-      {"write big-endian", writeBigEndian},
-      {"check big-endian", [](const char* file) { checkCompressed(file, writtenCases, true); }},
+      {"check compressed", [](const char* file, bool swapped) { checkCompressed(file, writtenCases, swapped); }},
+      {"check compressed-appended", [](const char* file, bool swapped) { checkCompressed(file, allCases, swapped); }},
   };
   return all;
 }
@@ -222,14 +218,15 @@ const std::map<std::string, Action>& actions() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fprintf(stderr, "carry write|append|check|hold|refuse KIND FILE\n");
+  const bool swapped = argc == 5 && std::string(argv[4]) == "swap";
+  if (argc != 4 && !swapped) {
+    std::fprintf(stderr, "carry write|append|check|hold|refuse KIND FILE [swap]\n");
     return 2;
   }
   try {
     const auto action = actions().find(std::string(argv[1]) + " " + argv[2]);
     demand(action != actions().end(), "no such action");
-    action->second(argv[3]);
+    action->second(argv[3], swapped);
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "carry %s %s %s: %s\n", argv[1], argv[2], argv[3], error.what());

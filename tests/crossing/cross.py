@@ -1,7 +1,10 @@
 """Carries files between two builds of the program `carry`: cross.py CASE --here COMMAND --there COMMAND
+                                                                        [--other-order]
 
 Each command is one string, split at blanks ("wine-emulator.sh carry.exe"). CASE is one of those below; what
-one side writes the other side must find to be right, byte for byte, in both directions.
+one side writes the other side must find to be right, byte for byte, in both directions. With --other-order the
+numbers of one side's machine begin with the high byte and those of the other's with the low one; whoever reads a
+compressed file is told when its numbers are not in the reader's order.
 """
 import argparse
 import filecmp
@@ -18,21 +21,25 @@ CASES = {
     "worker": ["write worker", ">", "check compressed"],
     "appended": ["write inline", ">", "append compressed", ">", "check compressed-appended", ">",
                  "check compressed-appended"],
-    "big-endian": ["write big-endian", ">", "check big-endian"],
+    "other-order": ["write other-order", ">", "check compressed", "append compressed", ">",
+                    "check compressed-appended"],
 }
 
 
-def run(command, step, file):
-    subprocess.run(command + step.split() + [file], check=True)
+def run(command, step, file, swap):
+    subprocess.run(command + step.split() + [file] + ["swap"] * swap, check=True)
 
 
-def carry(sides, steps, file):
-    side = 0
+def carry(sides, orders, steps, file):
+    """Each side writes heading and table in its own order, and in the other one where the step says so."""
+    side, order = 0, None
     for step in steps:
         if step == ">":
             side = 1 - side
-        else:
-            run(sides[side], step, file)
+            continue
+        run(sides[side], step, file, "compressed" in step and order != orders[side])
+        if not step.startswith("check"):
+            order = orders[side] ^ ("other-order" in step)
 
 
 def main():
@@ -40,13 +47,15 @@ def main():
     parser.add_argument("case", choices=CASES)
     parser.add_argument("--here", required=True)
     parser.add_argument("--there", required=True)
+    parser.add_argument("--other-order", action="store_true")
     arguments = parser.parse_args()
     here, there = shlex.split(arguments.here), shlex.split(arguments.there)
 
     with tempfile.TemporaryDirectory() as folder:
         files = [os.path.join(folder, name) for name in ("from-here", "from-there")]
-        carry([here, there], CASES[arguments.case], files[0])
-        carry([there, here], CASES[arguments.case], files[1])
+        orders = [0, 1 if arguments.other_order else 0]
+        carry([here, there], orders, CASES[arguments.case], files[0])
+        carry([there, here], orders[::-1], CASES[arguments.case], files[1])
         if arguments.case == "plain" and not filecmp.cmp(*files, shallow=False):
             print("the two plain files differ")
             return 1
