@@ -1,0 +1,245 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "formReading.h"
+#include "formRules.h"
+#include "support/bytesReader.h"
+
+// Rules at their limits: numbers that no file in a test has room for, tables of several pieces.
+
+namespace {
+
+using datasource::form::AppendExtent;
+using datasource::form::ChainCheck;
+using datasource::form::Fault;
+using datasource::form::FormReading;
+using datasource::form::Rule;
+using datasource::form::TableRecord;
+
+constexpr auto kBlock = static_cast<std::int32_t>(kBlockSize);
+constexpr auto kRecord = static_cast<int64>(kRecordSize);
+constexpr int64 kLargestTable = INT32_MAX;
+
+std::vector<Rule> rulesOf(const std::vector<Fault>& faults) {
+  std::vector<Rule> rules;
+  std::transform(faults.begin(), faults.end(), std::back_inserter(rules), [](const Fault& f) { return f.rule; });
+  return rules;
+}
+
+std::vector<Rule> brokenBy(const compressionHeading& heading, int64 fileSize) {
+  std::vector<Fault> faults;
+  const bool goesOn = datasource::form::checkHeading(heading, 100, fileSize, faults);
+  EXPECT_EQ(goesOn, faults.empty());
+  return rulesOf(faults);
+}
+
+TEST(FormRulesHeading, ATableHasRoomForItsHeaderRecordAtLeast) {
+  EXPECT_THAT(brokenBy({100, 124, kRecord}, 1000), testing::IsEmpty());
+  EXPECT_THAT(brokenBy({100, 124, kRecord - 1}, 1000), testing::ElementsAre(Rule::tableHasHeader));
+}
+
+TEST(FormRulesHeading, ATableMayEndWithTheFileAndNotBehindIt) {
+  EXPECT_THAT(brokenBy({100, 900, 100}, 1000), testing::IsEmpty());
+  EXPECT_THAT(brokenBy({100, 901, 100}, 1000), testing::ElementsAre(Rule::tableLiesInFile));
+  EXPECT_THAT(brokenBy({100, 1001, 100}, 1000), testing::ElementsAre(Rule::tableLiesInFile));
+  EXPECT_THAT(brokenBy({100, -1, 100}, 1000), testing::ElementsAre(Rule::tableLiesInFile));
+}
+
+TEST(FormRulesHeading, ATableIsNotLongerThanOneTransferMayBe) {
+  EXPECT_THAT(brokenBy({100, 124, kLargestTable}, INT64_MAX), testing::IsEmpty());
+  EXPECT_THAT(brokenBy({100, 124, kLargestTable + 1}, INT64_MAX), testing::ElementsAre(Rule::tableFitsOneTransfer));
+}
+
+TEST(FormRulesHeading, LiesInTheFileWhateverTheNumbersAre) {
+  EXPECT_TRUE(datasource::form::tableLiesInFile({0, 0, 0}, 0));
+  EXPECT_FALSE(datasource::form::tableLiesInFile({0, 0, -1}, 0));
+  EXPECT_FALSE(datasource::form::tableLiesInFile({0, INT64_MAX, INT64_MAX}, INT64_MAX));
+  EXPECT_TRUE(datasource::form::tableLiesInFile({0, INT64_MAX, 0}, INT64_MAX));
+}
+
+TEST(FormRulesTable, HasNoMoreRecordsThanBytesForBlocks) {
+  for (const int64 count : {4, 5}) {
+    std::vector<Fault> faults;
+    const compressionHeading heading{100, 128, (count + 1) * kRecord};
+    const bool goesOn =
+        checkTableHeader(tableHeader(kBlockSize, static_cast<std::size_t>(count)), heading, 100, faults);
+    EXPECT_EQ(goesOn, count == 4);
+    EXPECT_EQ(rulesOf(faults), goesOn ? std::vector<Rule>{} : std::vector<Rule>{Rule::blocksHaveRoom});
+  }
+}
+
+TEST(FormRulesTable, ThatLiesInFrontOfTheBlocksHasRoomForNone) {
+  std::vector<Fault> faults;
+  EXPECT_FALSE(checkTableHeader(tableHeader(kBlockSize, 1), {100, INT64_MIN + 24, 2 * kRecord}, 100, faults));
+  EXPECT_THAT(rulesOf(faults), testing::ElementsAre(Rule::blocksHaveRoom));
+  EXPECT_EQ(faults[0].expected, 0);
+}
+
+TEST(FormRulesAppend, OverwritesALastBlockThatIsNotWholeAndLeavesAWholeOne) {
+  const AppendExtent none = datasource::form::overwrittenByAppend(100, {});
+  EXPECT_EQ(none.filePos, 124);
+  EXPECT_EQ(none.logicalPos, 100);
+  EXPECT_FALSE(none.reopens);
+  const AppendExtent partial = datasource::form::overwrittenByAppend(100, bInfo{100, 124, kBlock - 1, 50});
+  EXPECT_EQ(partial.filePos, 124);
+  EXPECT_EQ(partial.logicalPos, 100);
+  EXPECT_TRUE(partial.reopens);
+  const AppendExtent whole = datasource::form::overwrittenByAppend(100, bInfo{100, 124, kBlock, 50});
+  EXPECT_EQ(whole.filePos, 174);
+  EXPECT_EQ(whole.logicalPos, 100 + kBlock);
+  EXPECT_FALSE(whole.reopens);
+}
+
+TEST(FormChain, AWrongSizeOfAWholeBlockShowsAtTheNextOnTheGrid) {
+  ChainCheck chain(100, 224, 10'000, 2);
+  chain.take({100, 124, 1000, 50});  // in truth a whole one
+  EXPECT_EQ(chain.take({100 + kBlock, 174, 1000, 50}), 100 + kBlock);
+  EXPECT_EQ(chain.finish(), 224);
+  const std::vector<Rule> rules = rulesOf(chain.faults());
+  EXPECT_THAT(rules, testing::UnorderedElementsAre(Rule::onlyLastBlockIsShort, Rule::blockReachesNext));
+  const auto reaches = std::find_if(chain.faults().begin(), chain.faults().end(),
+                                    [](const Fault& fault) { return fault.rule == Rule::blockReachesNext; });
+  EXPECT_EQ(reaches->block, 0U);
+  EXPECT_EQ(reaches->found, 1100);
+  EXPECT_EQ(reaches->expected, 100 + kBlock);
+}
+
+TEST(FormChain, ABlockMayEndWithTheFileAndNotBehindIt) {
+  for (const int64 fileSize : {174, 173}) {
+    ChainCheck chain(100, 174, fileSize, 1);
+    chain.take({100, 124, 1000, 50});
+    chain.finish();
+    EXPECT_EQ(rulesOf(chain.faults()),
+              fileSize == 174 ? std::vector<Rule>{} : std::vector<Rule>{Rule::recordIsPossible});
+  }
+}
+
+TEST(FormChain, AThousandFaultsAreListedAndTheOthersCounted) {
+  ChainCheck chain(100, 124, 10'000, 1500);
+  for (int64 i = 0; i < 1500; ++i) {
+    chain.take({100 + i * kBlock, 124, 0, 0});
+  }
+  EXPECT_EQ(chain.breaks(), 1500U);
+  EXPECT_EQ(rulesOf(chain.faults()), std::vector<Rule>(1000, Rule::recordIsPossible));
+  EXPECT_EQ(chain.unlistedFaults(), 500U);
+  EXPECT_TRUE(chain.unlistedHinder());
+}
+
+/// A file of `count` blocks of one compressed byte each, whose table needs several pieces.
+class SeveralPieces : public ::testing::Test {
+ protected:
+  static constexpr std::size_t kCount = 5000;
+  static constexpr std::size_t kInFirstPiece = 2047;
+  static constexpr int64 kRow0 = 100;
+
+  SeveralPieces() : bytes_(static_cast<std::size_t>(kTable) + tableLength(kCount), '\0') {
+    put(kRow0, compressionHeading{kRow0, kTable, static_cast<int64>(tableLength(kCount))});
+    put(kTable, tableHeader(kBlockSize, kCount));
+    for (std::size_t i = 0; i < kCount; ++i) {
+      put(placeOf(i), recordOf(i));
+    }
+  }
+  static int64 placeOf(std::size_t i) { return kTable + static_cast<int64>(tableLength(i)); }
+  static bInfo recordOf(std::size_t i) {
+    return {kRow0 + static_cast<int64>(i) * kBlock, kRow0 + 24 + static_cast<int64>(i), kBlock, 1};
+  }
+  template <typename T>
+  void put(int64 at, const T& value) {
+    encode(value, &bytes_[static_cast<std::size_t>(at)]);
+  }
+  /// Reads the table. Returns: how many records were given.
+  std::size_t read(FormReading::Leave leave, datasource::form::RandomAccessReader& file) {
+    FormReading reading(file, kRow0, false, leave);
+    std::size_t given = 0;
+    whole = reading.readHeading() && reading.readTableHeader() && reading.readRecords([&](const TableRecord& record) {
+      EXPECT_EQ(record.stored[0], static_cast<unsigned char>(bytes_[static_cast<std::size_t>(placeOf(given))]));
+      ++given;
+    });
+    faults = reading.faults();
+    unread = reading.unreadRecords();
+    return given;
+  }
+  std::size_t read(FormReading::Leave leave) {
+    support::BytesReader file(bytes_);
+    return read(leave, file);
+  }
+
+  static constexpr int64 kTable = kRow0 + 24 + static_cast<int64>(kCount);
+  std::string bytes_;
+  bool whole = false;
+  std::vector<Fault> faults;
+  std::size_t unread = 0;
+};
+
+TEST_F(SeveralPieces, AreReadOneBehindTheOther) {
+  EXPECT_EQ(read(FormReading::Leave::atFirstHindrance), kCount);
+  EXPECT_TRUE(whole);
+  EXPECT_EQ(unread, 0U);
+  EXPECT_THAT(faults, testing::IsEmpty());
+}
+
+TEST_F(SeveralPieces, AreLeftAtTheEndOfTheOneThatHindersReading) {
+  put(placeOf(7), bInfo{});
+  EXPECT_EQ(read(FormReading::Leave::atFirstHindrance), kInFirstPiece);
+  EXPECT_FALSE(whole);
+  EXPECT_EQ(unread, kCount - kInFirstPiece);
+  EXPECT_THAT(rulesOf(faults), testing::Not(testing::Contains(Rule::breaksAreFew)));
+  EXPECT_EQ(read(FormReading::Leave::behindAThousandBreaks), kCount);
+}
+
+TEST_F(SeveralPieces, AreLeftBehindMoreThanAThousandBreaks) {
+  for (const std::size_t broken : {std::size_t{999}, std::size_t{1000}}) {
+    for (std::size_t i = 0; i < broken; ++i) {
+      put(placeOf(i), bInfo{});
+    }
+    // The first sound record behind them does not follow either.
+    EXPECT_EQ(read(FormReading::Leave::behindAThousandBreaks), broken == 999 ? kCount : kInFirstPiece);
+    EXPECT_EQ(whole, broken == 999);
+    EXPECT_EQ(faults[0].rule == Rule::breaksAreFew, broken == 1000);
+  }
+  EXPECT_EQ(faults[0].found, static_cast<int64>(kCount - kInFirstPiece));
+  EXPECT_EQ(faults[0].expected, 1000);
+}
+
+/// Gives nothing from one position on, whatever its size promises.
+class Shrunk final : public datasource::form::RandomAccessReader {
+ public:
+  Shrunk(const std::string& bytes, int64 end) : whole_(bytes), end_(end) {}
+  int64 size() const override { return whole_.size(); }
+  std::size_t read(void* buffer, std::size_t count, int64 position) override {
+    return whole_.read(
+        buffer, static_cast<std::size_t>(std::clamp<int64>(end_ - position, 0, static_cast<int64>(count))), position);
+  }
+
+ private:
+  support::BytesReader whole_;
+  int64 end_;
+};
+
+TEST_F(SeveralPieces, ThatTheFileDoesNotGiveAreAFault) {
+  for (const int64 end : {kTable + 10, placeOf(kInFirstPiece), placeOf(3000)}) {
+    Shrunk file(bytes_, end);
+    const std::size_t given = read(FormReading::Leave::atFirstHindrance, file);
+    EXPECT_EQ(given, end == kTable + 10 ? 0 : kInFirstPiece) << end;
+    EXPECT_FALSE(whole);
+    ASSERT_EQ(rulesOf(faults), std::vector<Rule>{Rule::tableIsReadable}) << end;
+    EXPECT_LT(faults[0].found, faults[0].expected);
+  }
+}
+
+TEST_F(SeveralPieces, HideNoBlockWhereTheFileGivesNothing) {
+  Shrunk file(bytes_, kRow0 + 24);
+  FormReading reading(file, kRow0, false, FormReading::Leave::atFirstHindrance);
+  EXPECT_TRUE(reading.readHeading());
+  EXPECT_FALSE(reading.readTableHeader());
+  EXPECT_EQ(rulesOf(reading.faults()), std::vector<Rule>{Rule::tableIsReadable});
+}
+
+}  // namespace
