@@ -107,6 +107,7 @@ typedef struct casefile_source_callbacks {
   void (*release)(void* user);
 } casefile_source_callbacks;
 
+/// Fills a structure with the defaults; `size` is its sizeof.
 CASEFILE_API void casefile_source_callbacks_init(casefile_source_callbacks* callbacks, size_t size);
 
 /// Opens a regular file.
@@ -121,6 +122,7 @@ CASEFILE_API casefile_status casefile_source_from_memory(const void* bytes, size
 CASEFILE_API casefile_status casefile_source_from_callbacks(const casefile_source_callbacks* callbacks,
                                                             const char* name, casefile_source** source,
                                                             casefile_error* error);
+/// Frees the source; NULL is allowed.
 CASEFILE_API void casefile_source_free(casefile_source* source);
 
 #ifdef __cplusplus

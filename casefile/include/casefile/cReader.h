@@ -29,6 +29,7 @@ typedef struct casefile_reader_options {
   void* progress_user;                  ///< is handed to `progress`
 } casefile_reader_options;
 
+/// Fills a structure with the defaults; `size` is its sizeof.
 CASEFILE_API void casefile_reader_options_init(casefile_reader_options* options, size_t size);
 
 /// A compressed data file, open for reading.
@@ -38,9 +39,11 @@ typedef struct casefile_reader casefile_reader;
 /// Opens a file; `options` may be NULL.
 CASEFILE_API casefile_status casefile_reader_open(const char* name, const casefile_reader_options* options,
                                                   casefile_reader** reader, casefile_error* error);
+/// The same of a source.
 CASEFILE_API casefile_status casefile_reader_open_source(const casefile_source* source,
                                                          const casefile_reader_options* options,
                                                          casefile_reader** reader, casefile_error* error);
+/// Frees the reader; NULL is allowed.
 CASEFILE_API void casefile_reader_free(casefile_reader* reader);
 
 /// What a reader tells of its file.
@@ -52,8 +55,10 @@ typedef struct casefile_reader_info {
   int32_t unfinished;  ///< whether an append to the file has not finished: casefile_verify tells more
 } casefile_reader_info;
 
+/// Fills `info`; `size` is its sizeof.
 CASEFILE_API casefile_status casefile_reader_get_info(const casefile_reader* reader, casefile_reader_info* info,
                                                       size_t size, casefile_error* error);
+/// Tells where a block lies; the first one is number 0.
 CASEFILE_API casefile_status casefile_reader_get_block(const casefile_reader* reader, size_t index,
                                                        casefile_block* block, casefile_error* error);
 

@@ -74,6 +74,7 @@ typedef struct casefile_check_options {
   void* progress_user;                  ///< is handed to `progress`
 } casefile_check_options;
 
+/// Fills a structure with the defaults; `size` is its sizeof.
 CASEFILE_API void casefile_check_options_init(casefile_check_options* options, size_t size);
 
 /// What heading and position table of a file say, be they damaged or not.
@@ -102,17 +103,21 @@ typedef struct casefile_inspection_info {
 /// Reads heading and table, and lists the rules that they break. Blocks are not looked into. `options` may be NULL.
 CASEFILE_API casefile_status casefile_inspect(const char* name, const casefile_check_options* options,
                                               casefile_inspection** inspection, casefile_error* error);
+/// The same of a source.
 CASEFILE_API casefile_status casefile_inspect_source(const casefile_source* source,
                                                      const casefile_check_options* options,
                                                      casefile_inspection** inspection, casefile_error* error);
+/// Fills `info`; `size` is its sizeof.
 CASEFILE_API casefile_status casefile_inspection_get_info(const casefile_inspection* inspection,
                                                           casefile_inspection_info* info, size_t size,
                                                           casefile_error* error);
 /// A block as recorded: in a damaged table the numbers may be anything.
 CASEFILE_API casefile_status casefile_inspection_get_block(const casefile_inspection* inspection, size_t index,
                                                            casefile_block* block, casefile_error* error);
+/// Gives a fault; the first one is number 0. `size` is the sizeof of `fault`.
 CASEFILE_API casefile_status casefile_inspection_get_fault(const casefile_inspection* inspection, size_t index,
                                                            casefile_fault* fault, size_t size, casefile_error* error);
+/// Frees the report; NULL is allowed.
 CASEFILE_API void casefile_inspection_free(casefile_inspection* inspection);
 
 /// What a file is worth.
@@ -138,17 +143,21 @@ typedef struct casefile_verification_info {
 /// Checks heading, table and every block, and goes on behind damage. `options` may be NULL.
 CASEFILE_API casefile_status casefile_verify(const char* name, const casefile_check_options* options,
                                              casefile_verification** verification, casefile_error* error);
+/// The same of a source.
 CASEFILE_API casefile_status casefile_verify_source(const casefile_source* source,
                                                     const casefile_check_options* options,
                                                     casefile_verification** verification, casefile_error* error);
+/// Fills `info`; `size` is its sizeof.
 CASEFILE_API casefile_status casefile_verification_get_info(const casefile_verification* verification,
                                                             casefile_verification_info* info, size_t size,
                                                             casefile_error* error);
+/// Gives a fault; the first one is number 0. `size` is the sizeof of `fault`.
 CASEFILE_API casefile_status casefile_verification_get_fault(const casefile_verification* verification, size_t index,
                                                              casefile_fault* fault, size_t size, casefile_error* error);
 /// Bytes of damaged blocks, neighbours joined.
 CASEFILE_API casefile_status casefile_verification_get_lost(const casefile_verification* verification, size_t index,
                                                             casefile_range* lost, casefile_error* error);
+/// Frees the report; NULL is allowed.
 CASEFILE_API void casefile_verification_free(casefile_verification* verification);
 
 /// What becomes of sound blocks behind a damaged one.
@@ -171,6 +180,7 @@ typedef struct casefile_recover_options {
   void* progress_user;                  ///< is handed to `progress`
 } casefile_recover_options;
 
+/// Fills a structure with the defaults; `size` is its sizeof.
 CASEFILE_API void casefile_recover_options_init(casefile_recover_options* options, size_t size);
 
 /// What was rescued and what was not.
@@ -206,13 +216,17 @@ typedef struct casefile_loss {
 CASEFILE_API casefile_status casefile_recover(const char* input, const char* output,
                                               const casefile_recover_options* options, casefile_recovery** recovery,
                                               casefile_error* error);
+/// The same of a source.
 CASEFILE_API casefile_status casefile_recover_source(const casefile_source* input, const char* output,
                                                      const casefile_recover_options* options,
                                                      casefile_recovery** recovery, casefile_error* error);
+/// Fills `info`; `size` is its sizeof.
 CASEFILE_API casefile_status casefile_recovery_get_info(const casefile_recovery* recovery, casefile_recovery_info* info,
                                                         size_t size, casefile_error* error);
+/// Gives a loss; the first one is number 0. `size` is the sizeof of `loss`.
 CASEFILE_API casefile_status casefile_recovery_get_loss(const casefile_recovery* recovery, size_t index,
                                                         casefile_loss* loss, size_t size, casefile_error* error);
+/// Frees the report; NULL is allowed.
 CASEFILE_API void casefile_recovery_free(casefile_recovery* recovery);
 
 #ifdef __cplusplus

@@ -40,6 +40,7 @@ typedef struct casefile_writer_options {
   void* progress_user;                  ///< is handed to `progress`
 } casefile_writer_options;
 
+/// Fills a structure with the defaults; `size` is its sizeof.
 CASEFILE_API void casefile_writer_options_init(casefile_writer_options* options, size_t size);
 
 /// Writes a new file: the dictionary part first, then the case data, both in pieces of any size. The file gets its
@@ -50,6 +51,7 @@ typedef struct casefile_writer casefile_writer;
 /// `options` may be NULL.
 CASEFILE_API casefile_status casefile_writer_create(const char* name, const casefile_writer_options* options,
                                                     casefile_writer** writer, casefile_error* error);
+/// Adds to the dictionary part, which comes in front of the case data.
 CASEFILE_API casefile_status casefile_writer_write_dictionary(casefile_writer* writer, const void* bytes, size_t size,
                                                               casefile_error* error);
 /// Adds case data. An error, of this call or an earlier one, stays: the writer can only be freed then.
@@ -90,6 +92,7 @@ typedef struct casefile_appender_options {
   void* progress_user;                  ///< is handed to `progress`
 } casefile_appender_options;
 
+/// Fills a structure with the defaults; `size` is its sizeof.
 CASEFILE_API void casefile_appender_options_init(casefile_appender_options* options, size_t size);
 
 /// Appends case data to a file: after any error, a crash or a kill it is exactly the old or exactly the new one.
@@ -107,16 +110,19 @@ typedef struct casefile_appender_info {
 /// Locks the file, and takes back what an unfinished append has left; `options` may be NULL.
 CASEFILE_API casefile_status casefile_appender_open(const char* name, const casefile_appender_options* options,
                                                     casefile_appender** appender, casefile_error* error);
+/// Fills `info`; `size` is its sizeof.
 CASEFILE_API casefile_status casefile_appender_get_info(const casefile_appender* appender, casefile_appender_info* info,
                                                         size_t size, casefile_error* error);
 /// Reads what the file holds, before the first new byte is given.
 CASEFILE_API casefile_status casefile_appender_read_at(casefile_appender* appender, void* buffer, size_t size,
                                                        int64_t position, size_t* done, casefile_error* error);
+/// Adds case data behind those that there are.
 CASEFILE_API casefile_status casefile_appender_write(casefile_appender* appender, const void* bytes, size_t size,
                                                      casefile_error* error);
 /// As casefile_writer_get_room and casefile_writer_advance.
 CASEFILE_API casefile_status casefile_appender_get_room(casefile_appender* appender, void** room, size_t* size,
                                                         casefile_error* error);
+/// Adds the first `count` bytes of the room that the call before gave.
 CASEFILE_API casefile_status casefile_appender_advance(casefile_appender* appender, size_t count,
                                                        casefile_error* error);
 /// Returns when all is on the disk.

@@ -25,6 +25,7 @@ DATASOURCE_API void reportAssertion(const wchar_t* expression, const wchar_t* fi
 /// expression to the letter; `file` a wide literal such as L"Datasource/src/file".
 #define DATASOURCE_ASSERT_LINE(condition, text, file, line) \
   ((condition) ? true : (::datasource::platform::reportAssertion(L"" text, file, line), false))
+/// The same with the line on which it stands.
 #define DATASOURCE_ASSERT(condition, text, file) DATASOURCE_ASSERT_LINE(condition, text, file, __LINE__)
 
 #endif

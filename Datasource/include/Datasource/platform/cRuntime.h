@@ -13,20 +13,20 @@
 #else
 // The open, share and permission flags with the values that they have in the Windows C runtime; the
 // platform translates them.
-inline constexpr int _O_RDONLY = 0x0;
-inline constexpr int _O_WRONLY = 0x1;
-inline constexpr int _O_RDWR = 0x2;
-inline constexpr int _O_APPEND = 0x8;
-inline constexpr int _O_RANDOM = 0x10;
-inline constexpr int _O_TEMPORARY = 0x40;
-inline constexpr int _O_CREAT = 0x100;
-inline constexpr int _O_TRUNC = 0x200;
-inline constexpr int _O_SHORT_LIVED = 0x1000;
-inline constexpr int _O_TEXT = 0x4000;
-inline constexpr int _O_BINARY = 0x8000;
-inline constexpr int _SH_DENYWR = 0x20;
-inline constexpr int _S_IREAD = 0x100;
-inline constexpr int _S_IWRITE = 0x80;
+inline constexpr int _O_RDONLY = 0x0;          ///< for reading
+inline constexpr int _O_WRONLY = 0x1;          ///< for writing
+inline constexpr int _O_RDWR = 0x2;            ///< for both
+inline constexpr int _O_APPEND = 0x8;          ///< each write goes to the end
+inline constexpr int _O_RANDOM = 0x10;         ///< a hint: read at any place
+inline constexpr int _O_TEMPORARY = 0x40;      ///< gone with the last descriptor
+inline constexpr int _O_CREAT = 0x100;         ///< made if it is not there
+inline constexpr int _O_TRUNC = 0x200;         ///< emptied
+inline constexpr int _O_SHORT_LIVED = 0x1000;  ///< a hint: it will not last
+inline constexpr int _O_TEXT = 0x4000;         ///< line ends are translated, on Windows
+inline constexpr int _O_BINARY = 0x8000;       ///< bytes as they are
+inline constexpr int _SH_DENYWR = 0x20;        ///< nobody else may open it for writing
+inline constexpr int _S_IREAD = 0x100;         ///< a new file may be read
+inline constexpr int _S_IWRITE = 0x80;         ///< a new file may be written
 #endif
 
 namespace datasource::platform {

@@ -21,6 +21,7 @@ DATASOURCE_API void addExceptionCounter(ExceptionCounter counter) noexcept;
 /// Takes back one addExceptionCounter. Threads: any.
 DATASOURCE_API void removeExceptionCounter(ExceptionCounter counter) noexcept;
 
+/// Returns: how many exceptions of this module's runtime unwind the calling thread.
 inline int uncaughtExceptionsOfThisModule() noexcept { return std::uncaught_exceptions(); }
 
 /// Makes the module known that this header is compiled into, for as long as it is loaded.
@@ -32,6 +33,7 @@ class ThisModulesExceptions {
   ThisModulesExceptions& operator=(const ThisModulesExceptions&) = delete;
 };
 
+/// Lives as long as the module is loaded.
 inline const ThisModulesExceptions thisModulesExceptions;
 
 }  // namespace datasource::platform
