@@ -1,10 +1,14 @@
-# Removes what the last `cmake --install` of this build folder put in its place, and what folders of its own name
-# are empty then.
-set(manifest ${CMAKE_CURRENT_BINARY_DIR}/install_manifest.txt)
-if(NOT EXISTS ${manifest})
-  message(FATAL_ERROR "Nothing was installed from here: no ${manifest}")
+# Removes what the last `cmake --install` of this build folder, whole or by component, put in its place, and what
+# folders of its own name are empty then.
+file(GLOB manifests ${CMAKE_CURRENT_BINARY_DIR}/install_manifest*.txt)
+if(NOT manifests)
+  message(FATAL_ERROR "Nothing was installed from here: no install_manifest*.txt in ${CMAKE_CURRENT_BINARY_DIR}")
 endif()
-file(STRINGS ${manifest} files)
+set(files "")
+foreach(manifest ${manifests})
+  file(STRINGS ${manifest} its_files)
+  list(APPEND files ${its_files})
+endforeach()
 set(folders "")
 foreach(file ${files})
   set(place "$ENV{DESTDIR}${file}")
@@ -27,4 +31,4 @@ foreach(folder ${folders})
     file(REMOVE_RECURSE "${folder}")
   endif()
 endforeach()
-file(REMOVE ${manifest})
+file(REMOVE ${manifests})

@@ -58,6 +58,43 @@ def uninstall(cmake, source, build, work):
         sys.exit(f"uninstall left {left}")
 
 
+def installed_below(prefix):
+    return {os.path.relpath(os.path.join(folder, name), prefix) for folder, _, names in os.walk(prefix)
+            for name in names}
+
+
+def install_components(cmake, source, build, work):
+    """Each file belongs to one component, and to the right one; what came by component is removed again too."""
+    prefix = os.path.join(work, "whole")
+    shutil.rmtree(prefix, ignore_errors=True)
+    run(cmake, "--install", build, "--prefix", prefix, stdout=subprocess.DEVNULL)
+    whole = installed_below(prefix)
+    parts = {}
+    for component in ("runtime", "development", "tools", "documentation"):
+        prefix = os.path.join(work, "component-" + component)
+        shutil.rmtree(prefix, ignore_errors=True)
+        run(cmake, "--install", build, "--prefix", prefix, "--component", component, stdout=subprocess.DEVNULL)
+        parts[component] = installed_below(prefix)
+        print(component, len(parts[component]), "files")
+    of_all = [file for part in parts.values() for file in part]
+    if set(of_all) != whole or len(of_all) != len(whole):
+        sys.exit(f"in no component or in two: {whole.symmetric_difference(of_all)}")
+    for component, wrong in (
+            ("runtime", lambda name: ".so." not in name and not name.endswith(".dll")),
+            ("development", lambda name: ".so." in name or name.endswith(".dll")),
+            ("tools", lambda name: "casefile" not in name or name.endswith((".h", ".dll")) or ".so" in name),
+            ("documentation", lambda name: not name.endswith((".md", ".txt", "LICENSE")))):
+        strangers = sorted(filter(wrong, parts[component]))
+        if strangers:
+            sys.exit(f"not of {component}: {strangers}")
+    run(cmake, "-P", os.path.join(source, "cmake", "uninstall.cmake"), cwd=build, stderr=subprocess.DEVNULL)
+    left = [os.path.join(folder, name) for component in parts
+            for folder, _, names in os.walk(os.path.join(work, "component-" + component)) for name in names]
+    if left:
+        sys.exit(f"uninstall left {left}")
+    shutil.rmtree(os.path.join(work, "whole"), ignore_errors=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("way", choices=["Installed", "Contained", "OwnPlatform"])
@@ -91,6 +128,7 @@ def main():
         for program in ("useLibrary.exe", "useCasefile.exe"):
             run(arguments.emulator, os.path.join(project, program), cwd=work)
         uninstall(arguments.cmake, arguments.source, arguments.build, work)
+        install_components(arguments.cmake, arguments.source, arguments.build, work)
         return 0
     run(os.path.join(project, "useLibrary"), cwd=work)
     run(os.path.join(project, "useCasefile"), cwd=work)
@@ -99,6 +137,7 @@ def main():
     if arguments.way == "Installed":
         build_with_pkg_config(arguments.option, consumer, prefix, work)
         uninstall(arguments.cmake, arguments.source, arguments.build, work)
+        install_components(arguments.cmake, arguments.source, arguments.build, work)
     return 0
 
 
