@@ -84,8 +84,11 @@ void addHiddenBlock(SourceReader& source, const Layout& layout, const std::vecto
   if (damaged.empty() || !damaged.back()) {
     return;
   }
-  BlockCheck check(source);
   const bInfo& last = layout.records.back();
+  if (last.translatePos <= layout.place.row0 || last.translatePos >= layout.fileSize) {
+    return;
+  }
+  BlockCheck check(source);
   const auto facts = check.inspect(last.translatePos);
   const int64 end = positionPlus(last.translatePos, facts.compressedSize);
   const bool isLookedAt = end == layout.blocksEnd() || end >= layout.heading._infoPos;
