@@ -15,6 +15,7 @@
 #include "encoder/blockEncoder.h"
 #include "fuzz/input.h"
 #include "fuzz/target.h"
+#include "inflate/strictInflate.h"
 
 namespace proof {
 namespace {
@@ -93,6 +94,29 @@ Bytes someStream(Input& input) {
   return stream;
 }
 
+// Returns: what is wrong with the strict inflater, which takes what zlib takes, but for smaller windows.
+std::string judgeStrict(form::inflating::FastLoopCall loop, const Bytes& stream, std::size_t capacity,
+                        const Inflated& expected) {
+  Guarded dest(capacity);
+  const auto result = form::inflating::strictInflateBy(loop, stream.data(), stream.size(), dest.data(), capacity);
+  if (!dest.untouched()) {
+    return "the strict inflater writes behind the capacity";
+  }
+  if (!result) {
+    return expected.complete && stream[0] == 0x78 ? "the strict inflater refuses a sound stream" : "";
+  }
+  return expected.complete && result->consumed == expected.consumed && dest.first(result->produced) == expected.bytes
+             ? ""
+             : "the strict inflater takes a stream otherwise than zlib";
+}
+
+std::string judgeStrictLoops(const Bytes& stream, std::size_t capacity, const Inflated& expected) {
+  namespace inflating = form::inflating;
+  std::string wrong = judgeStrict(inflating::fastestLoop(), stream, capacity, expected);
+  return wrong.empty() && inflating::kMachineFits ? judgeStrict(inflating::portableLoop, stream, capacity, expected)
+                                                  : wrong;
+}
+
 std::string decompresses(Input& input) {
   const std::size_t capacity = 1 + input.below(kMostCapacity);
   const Bytes stream = someStream(input);
@@ -103,6 +127,9 @@ std::string decompresses(Input& input) {
   }
   const bool complete = result.verdict == form::Verdict::complete;
   const Inflated expected = inflateByZlib(stream, capacity);
+  if (std::string wrong = judgeStrictLoops(stream, capacity, expected); !wrong.empty()) {
+    return wrong;
+  }
   if (expected.complete) {
     return complete && result.consumed == expected.consumed && dest.first(result.produced) == expected.bytes
                ? ""

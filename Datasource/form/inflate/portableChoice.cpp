@@ -1,0 +1,7 @@
+#include "fastLoops.h"
+
+namespace datasource::form::inflating {
+
+FastLoopCall fastestLoop() noexcept { return kMachineFits ? portableLoop : nullptr; }
+
+}  // namespace datasource::form::inflating
