@@ -40,7 +40,7 @@ CodecCalls& codecCalls() noexcept;
 CodecResult compressBlock(const unsigned char* source, std::size_t count, unsigned char* dest, std::size_t capacity);
 
 /// Decompresses the zlib stream that the `count` bytes at `source` begin with, as compressBlock. A whole and sound
-/// one is left to libdeflate (fastInflate.h), all else is zlib's.
+/// one is left to faster inflaters (fastInflate.h), all else is zlib's.
 /// Returns: the produced bytes are right as far as they go unless the verdict is `damaged`. Both lengths may be
 ///   used up at once: then `outputFull` means that more would come out, `needsInput` that nothing more would.
 /// Changes: bytes of `dest` behind the produced ones may change too; never one behind the capacity.

@@ -7,7 +7,7 @@
 
 /// Turns one whole buffer into one zlib stream and back, in one call each.
 ///
-/// Lengths are passed to zlib as 32-bit counts. A whole stream is decompressed by libdeflate, which is faster.
+/// Lengths are passed to zlib as 32-bit counts. A whole stream is decompressed by faster means.
 /// Threads: an object serves one call at a time; different objects are independent.
 class DATASOURCE_API zlibCompressBlock {
  public:
