@@ -42,5 +42,8 @@ shows() {
   shift
   mkdir -p "$(dirname "$log")"
   if [ -n "${DATASOURCE_VERBOSE:-}" ]; then filter=(cat); fi
-  "$@" 2>&1 | tee "$log" | "${filter[@]}"
+  local status=0
+  "$@" 2>&1 | tee "$log" | "${filter[@]}" || status=$?
+  echo "all of the output: $log"
+  return "$status"
 }

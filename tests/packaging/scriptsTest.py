@@ -117,7 +117,9 @@ class Shows(Tree):
         self.assertEqual(done.returncode, status, done.stderr)
         with open(os.path.join(self.folder.name, "build", "x.log"), encoding="utf-8") as log:
             self.assertEqual(log.read(), text)
-        return done.stdout
+        where = "all of the output: build/x.log\n"
+        self.assertEqual(done.stdout[-len(where):], where)
+        return done.stdout[:-len(where)]
 
     def test_steps_and_tests_that_pass_are_counted(self):
         self.assertEqual(self.shown(self.BUILD), "built 20 of 20\n")
