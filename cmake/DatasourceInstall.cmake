@@ -40,7 +40,8 @@ install(FILES ${PROJECT_BINARY_DIR}/DatasourceConfig.cmake ${PROJECT_BINARY_DIR}
 
 include(DatasourcePkgConfig)
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN site EXCLUDE PATTERN figures EXCLUDE)
 if(PROJECT_IS_TOP_LEVEL)
   add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake
                     WORKING_DIRECTORY ${PROJECT_BINARY_DIR} COMMENT "Removing what was installed" VERBATIM)

@@ -81,6 +81,12 @@ class Documents(Rule):
         self.keeps("ReadmeShowsTheExample", {"README.md": "```cpp\nint a;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
         self.breaks("ReadmeShowsTheExample", {"README.md": "```cpp\nint b;\n```\n", "examples/roundTrip.cpp": "int a;\n"})
 
+    def test_the_page_for_beginners_shows_an_example(self):
+        tree = {"docs/getting-started.md": "```cpp\nint a;\n```\n", "examples/quickStart.cpp": "int a;\n"}
+        self.keeps("GettingStartedShowsTheExample", tree)
+        self.breaks("GettingStartedShowsTheExample", {**tree, "examples/quickStart.cpp": "int b;\n"}, "int a;")
+        self.breaks("GettingStartedShowsTheExample", {**tree, "docs/getting-started.md": ""}, "no program")
+
     def test_the_recipes_are_the_examples_to_the_letter_with_what_they_print(self):
         program, shown = "int a;\n", "```cpp\nint a;\n```\n\n```text\n1\n```\n"
         tree = {"examples/casefile/a.cpp": program}

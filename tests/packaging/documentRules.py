@@ -19,6 +19,18 @@ def readme_shows_the_example(top, _):
             yield f"README.md: no C++ block is identical to {name}"
 
 
+def getting_started_shows_the_example(top, _):
+    """The C++ block of the page for beginners is a program in examples to the letter."""
+    page = "docs/getting-started.md"
+    programs = [text(top, name) for name in files(top, "examples") if re.fullmatch(r"examples/[^/]+\.cpp", name)]
+    shown = re.findall(r"```cpp\n(.*?)```", text(top, page), re.DOTALL)
+    if not shown:
+        yield f"{page}: shows no program"
+    for block in shown:
+        if block not in programs:
+            yield f"{page}: shows a program that is none of examples: {block.splitlines()[0]}"
+
+
 RECIPES = "docs/recipes.md"
 
 
