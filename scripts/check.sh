@@ -11,6 +11,7 @@
 #   s390x arm64             the tests on another processor, under qemu; the first one's numbers begin with the high byte
 #   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
 #   package                 the Debian packages made, installed in an empty Debian, used and removed
+#   docs                    the site of guides and references: no warning, no link that leads nowhere
 # Without a name: all but tidy-change, windows, s390x, arm64, fuzz and package. Each builds in build/NAME (gcc in build/release),
 # through ccache where that is installed; what a check needs is installed first. Shown are counts and
 # what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
@@ -18,7 +19,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-checks=(gcc clang debug asan tsan static format tidy exports install tree)
+checks=(gcc clang debug asan tsan static format tidy exports install tree docs)
 jobs=${DATASOURCE_JOBS:-$(nproc)}
 . scripts/common.sh
 
@@ -102,6 +103,7 @@ run_check() {
     s390x | arm64) scripts/check-cross.sh "$1" ;;
     fuzz) scripts/check-fuzz.sh ;;
     package) scripts/check-package.sh ;;
+    docs) scripts/docs.sh ;;
   esac
 }
 
@@ -110,7 +112,7 @@ packages_for() {
     asan | clang | format | fuzz | tidy*) echo check ;;
     windows | s390x | arm64) echo "$1" ;;
     gcc) echo python ;;
-    package) echo package ;;
+    package | docs) echo "$1" ;;
     *) echo build ;;
   esac
 }

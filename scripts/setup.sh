@@ -6,6 +6,7 @@
 #   windows  the cross compiler and wine
 #   s390x    the cross compiler for that processor and qemu; arm64 likewise
 #   python   what the tests of the Python package need
+#   docs     what makes the site of guides and references
 #   package  what makes Debian packages, looks at them and makes an empty Debian to try them in
 # As root it installs without a question; any other user is told what root would have to install.
 # Where nothing is missing it changes nothing and needs no network.
@@ -33,6 +34,8 @@ packages_package=(
   debhelper dh-python pybuild-plugin-pyproject python3-all python3-setuptools python3-cffi lintian mmdebstrap
 )
 
+packages_docs=(python3 doxygen python3-sphinx python3-myst-parser)
+
 wanted=()
 for group in "${@:-build}"; do
   case $group in
@@ -40,12 +43,13 @@ for group in "${@:-build}"; do
     check) wanted+=("${packages_build[@]}" "${packages_check[@]}") ;;
     bench) wanted+=("${packages_build[@]}" "${packages_bench[@]}") ;;
     python) wanted+=("${packages_build[@]}" "${packages_python[@]}") ;;
+    docs) wanted+=("${packages_docs[@]}") ;;
     windows) wanted+=("${packages_build[@]}" "${packages_windows[@]}") ;;
     s390x) wanted+=("${packages_build[@]}" "${packages_s390x[@]}") ;;
     arm64) wanted+=("${packages_build[@]}" "${packages_arm64[@]}") ;;
     package) wanted+=("${packages_build[@]}" "${packages_package[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, bench, windows, s390x, arm64, python, package)" >&2
+      echo "setup.sh: no such group: $group (build, check, bench, windows, s390x, arm64, python, docs, package)" >&2
       exit 2
       ;;
   esac
