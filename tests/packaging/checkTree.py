@@ -23,6 +23,7 @@ RULES = {
     "ReadmeListsTheOptions": documentRules.readme_lists_the_options,
     "ReadmeShowsTheExample": documentRules.readme_shows_the_example,
     "GettingStartedShowsTheExample": documentRules.getting_started_shows_the_example,
+    "ReadmeShowsTheLastRun": documentRules.readme_shows_the_last_run,
     "RecipesShowTheExamples": documentRules.recipes_show_the_examples,
     "RecipesListTheRecordSizes": documentRules.recipes_list_the_record_sizes,
     "DocumentsLinkToWhatIsThere": documentRules.documents_link_to_what_is_there,

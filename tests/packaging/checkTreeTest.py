@@ -87,6 +87,13 @@ class Documents(Rule):
         self.breaks("GettingStartedShowsTheExample", {**tree, "examples/quickStart.cpp": "int b;\n"}, "int a;")
         self.breaks("GettingStartedShowsTheExample", {**tree, "docs/getting-started.md": ""}, "no program")
 
+    def test_the_readme_has_the_numbers_of_the_last_run(self):
+        run = "## The last run\n\n| harness | cases run | of |\n|---|---|---|\n| `a` | 1,000 (5 steps) | 2,000 |\n"
+        tree = {"docs/reliability.md": run, "README.md": "| harness | cases run |\n| --- | --- |\n| `a` | 1,000 of 2,000 |\n\n"}
+        self.keeps("ReadmeShowsTheLastRun", tree)
+        self.breaks("ReadmeShowsTheLastRun", {**tree, "docs/reliability.md": run.replace("1,000", "1,001")}, "1,001 of 2,000")
+        self.breaks("ReadmeShowsTheLastRun", {**tree, "docs/reliability.md": ""}, "no table")
+
     def test_the_recipes_are_the_examples_to_the_letter_with_what_they_print(self):
         program, shown = "int a;\n", "```cpp\nint a;\n```\n\n```text\n1\n```\n"
         tree = {"examples/casefile/a.cpp": program}

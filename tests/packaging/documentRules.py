@@ -31,6 +31,23 @@ def getting_started_shows_the_example(top, _):
             yield f"{page}: shows a program that is none of examples: {block.splitlines()[0]}"
 
 
+def last_run(top):
+    """Name of each harness, and how many cases the page on reliability says were run of how many."""
+    section = text(top, "docs/reliability.md").partition("## The last run")[2].partition("\n## ")[0]
+    return [(name, f"{run} of {of}") for name, run, of in
+            re.findall(r"^\| `([\w-]+)` \| ([\d,]*\d)[^|]* \| ([\d,]*\d)[^|]* \|$", section, re.MULTILINE)]
+
+
+def readme_shows_the_last_run(top, _):
+    """The README's table of harnesses is made of that of the last run on the page on reliability."""
+    wanted = last_run(top)
+    table = "".join(f"| `{name}` | {count} |\n" for name, count in wanted)
+    if not wanted:
+        yield "docs/reliability.md: has no table of the last run"
+    elif f"\n| --- | --- |\n{table}\n" not in text(top, "README.md"):
+        yield f"README.md: its table of harnesses is not that of the last run, which is\n{table}"
+
+
 RECIPES = "docs/recipes.md"
 
 
