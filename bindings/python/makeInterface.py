@@ -7,7 +7,7 @@ import os
 import re
 import sys
 
-HEADERS = ("cBasics.h", "cReader.h", "cReports.h", "cWriter.h")
+HEADERS = ("cBasics.h", "cJournal.h", "cReader.h", "cReports.h", "cWriter.h")
 
 
 def declarations(header):

@@ -4,6 +4,8 @@ from ._calls import Progress, ProgressCallback
 from ._errors import (BusyError, CallbackError, CancelledError, DamagedError, DoesNotFitError, Error, FileError,
                       FolderError, ForbiddenError, MissingFileError, NameTakenError, NotADataFileError, UsageError)
 from ._file import BLOCK_SIZE, Block, File, Range, open
+from ._journals import (JournalOfReplaced, UnfinishedAppend, remove_journal_of_replaced, take_back_append,
+                        unfinished_append)
 from ._library import ffi as _ffi
 from ._library import lib as _lib
 from ._reports import Fault, Inspection, Loss, Recovery, Verification, inspect, recover, verify
@@ -12,10 +14,11 @@ from ._writing import Appender, Writer, append, compress_block, create
 
 __all__ = [
     "Appender", "BLOCK_SIZE", "Block", "BusyError", "CallbackError", "CancelledError", "DamagedError",
-    "DoesNotFitError", "Error", "Fault", "File", "FileError", "FolderError", "ForbiddenError", "Inspection", "Loss",
-    "MissingFileError", "NameTakenError", "NotADataFileError", "Progress", "ProgressCallback", "Range", "Recovery",
-    "UsageError", "Verification", "Writer", "append", "codecs", "compress_block", "create", "inspect",
-    "library_version", "open", "read_csv", "recover", "verify",
+    "DoesNotFitError", "Error", "Fault", "File", "FileError", "FolderError", "ForbiddenError", "Inspection",
+    "JournalOfReplaced", "Loss", "MissingFileError", "NameTakenError", "NotADataFileError", "Progress",
+    "ProgressCallback", "Range", "Recovery", "UnfinishedAppend", "UsageError", "Verification", "Writer", "append",
+    "codecs", "compress_block", "create", "inspect", "library_version", "open", "read_csv", "recover",
+    "remove_journal_of_replaced", "take_back_append", "unfinished_append", "verify",
 ]
 
 __version__ = "0.2.0"

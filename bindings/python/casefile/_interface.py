@@ -70,6 +70,38 @@ casefile_status casefile_source_from_callbacks(const casefile_source_callbacks* 
                                                             const char* name, casefile_source** source,
                                                             casefile_error* error);
 void casefile_source_free(casefile_source* source);
+enum {
+  CASEFILE_JOURNAL_NONE = 0,
+  CASEFILE_JOURNAL_UNFINISHED = 1,
+  CASEFILE_JOURNAL_DAMAGED = 2,
+  CASEFILE_JOURNAL_OF_ANOTHER = 3,
+  CASEFILE_JOURNAL_NOT_BELIEVED = 4
+};
+typedef struct casefile_unfinished_append {
+  int32_t found;
+  int32_t is_open;
+  char journal[1024];
+  char why[512];
+  char what[1536];
+} casefile_unfinished_append;
+casefile_status casefile_find_unfinished_append(const char* name, casefile_unfinished_append* found,
+                                                             size_t size, casefile_error* error);
+casefile_status casefile_take_back_append(const char* name, int32_t* took_back, casefile_error* error);
+enum {
+  CASEFILE_REPLACED_NONE = 0,
+  CASEFILE_REPLACED_FINISHED = 1,
+  CASEFILE_REPLACED_UNFINISHED = 2,
+  CASEFILE_REPLACED_DAMAGED = 3
+};
+typedef struct casefile_journal_of_replaced {
+  int32_t found;
+  uint8_t reserved[4];
+  char journal[1024];
+  char what[1536];
+} casefile_journal_of_replaced;
+casefile_status casefile_remove_journal_of_replaced(const char* name,
+                                                                 casefile_journal_of_replaced* removed, size_t size,
+                                                                 casefile_error* error);
 enum { CASEFILE_FIND_BYTE_ORDER = 0, CASEFILE_THIS_MACHINES_BYTE_ORDER = 1, CASEFILE_OTHER_BYTE_ORDER = 2 };
 typedef struct casefile_reader_options {
   size_t size;
@@ -114,6 +146,12 @@ casefile_status casefile_reader_read(const casefile_reader* reader, int64_t star
 casefile_status casefile_reader_read_unordered(const casefile_reader* reader, int64_t start, int64_t size,
                                                             casefile_sink sink, casefile_progress_callback progress,
                                                             void* user, casefile_error* error);
+typedef struct casefile_lines casefile_lines;
+casefile_status casefile_lines_open(const casefile_reader* reader, int64_t start, int64_t size,
+                                                 casefile_lines** lines, casefile_error* error);
+casefile_status casefile_lines_next(casefile_lines* lines, const char** line, size_t* length,
+                                                 casefile_error* error);
+void casefile_lines_free(casefile_lines* lines);
 casefile_status casefile_reader_get_partitions(const casefile_reader* reader, size_t count,
                                                             int64_t record_size, casefile_range* ranges, size_t* found,
                                                             casefile_error* error);
@@ -153,13 +191,6 @@ typedef struct casefile_fault {
   casefile_range range;
   const char* what;
 } casefile_fault;
-enum {
-  CASEFILE_JOURNAL_NONE = 0,
-  CASEFILE_JOURNAL_UNFINISHED = 1,
-  CASEFILE_JOURNAL_DAMAGED = 2,
-  CASEFILE_JOURNAL_OF_ANOTHER = 3,
-  CASEFILE_JOURNAL_NOT_BELIEVED = 4
-};
 typedef struct casefile_check_options {
   size_t size;
   int64_t row0;

@@ -16,7 +16,7 @@ _KINDS = (
     "table block size", "table count", "table header position", "table not at blocks' end", "hidden block",
     "too many breaks", "record impossible", "logical position", "block position", "short block", "stream damaged",
     "stream cut", "stream too long", "stream size", "plain size", "other data", "unlisted")
-_JOURNALS = ("none", "unfinished", "damaged", "of another", "not believed")
+JOURNALS = ("none", "unfinished", "damaged", "of another", "not believed")
 _HOLES = {"stop": 0, "skip": 1, "zero": 2}
 
 
@@ -155,7 +155,7 @@ def inspect(source: Source, *, row0: Optional[int] = None, progress: Optional[Pr
 
     return Inspection(info.file_size, info.row0, info.heading_row0, info.table_position, info.table_size,
                       info.logical_size, info.blocks_end, info.dead_bytes, info.unread_blocks, bool(info.swapped),
-                      bool(info.readable), _JOURNALS[info.journal], [block(index) for index in range(info.blocks)],
+                      bool(info.readable), JOURNALS[info.journal], [block(index) for index in range(info.blocks)],
                       [_fault(lib.casefile_inspection_get_fault, report, index) for index in range(info.faults)])
 
 
@@ -174,7 +174,7 @@ def verify(source: Source, *, row0: Optional[int] = None, threads: Optional[int]
         return _range(found)
 
     return Verification(info.row0, info.case_bytes, info.dead_bytes, info.blocks, info.damaged_blocks,
-                        info.unlisted_lost, bool(info.swapped), bool(info.sound), _JOURNALS[info.journal],
+                        info.unlisted_lost, bool(info.swapped), bool(info.sound), JOURNALS[info.journal],
                         bool(info.as_before_append),
                         [_fault(lib.casefile_verification_get_fault, report, index) for index in range(info.faults)],
                         [lost(index) for index in range(info.lost)])
@@ -217,4 +217,4 @@ def recover(source: Source, output: Name, *, row0: Optional[int] = None, holes: 
 
     return Recovery(info.row0, info.case_bytes, info.zero_bytes, info.partial_bytes, info.more_bytes, info.blocks,
                     info.more_blocks, info.unlisted_losses, bool(info.swapped), bool(info.complete),
-                    _JOURNALS[info.journal], [loss(index) for index in range(info.losses)])
+                    JOURNALS[info.journal], [loss(index) for index in range(info.losses)])

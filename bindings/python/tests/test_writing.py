@@ -1,6 +1,9 @@
 """Writing, appending, judging and rescuing."""
 
 import pathlib
+import shutil
+import subprocess
+import sys
 
 import numpy
 import pytest
@@ -105,6 +108,32 @@ def test_appends(tmp_path):
         appender.write(b" third")
         raise LookupError
     assert content(path) == b"headfirst second"
+
+
+def test_an_append_that_was_killed_is_seen_and_taken_back(tmp_path):
+    path = tmp_path / "data.case"
+    with casefile.create(path, b"head") as writer:
+        writer.write(b"first")
+    before = path.read_bytes()
+    assert not casefile.unfinished_append(path).is_open and not casefile.take_back_append(path)
+    code = ("import sys, os, casefile\nappender = casefile.append(sys.argv[1])\n"
+            "appender.write(bytes(3 * casefile.BLOCK_SIZE))\nos.kill(os.getpid(), 9)")
+    subprocess.run([sys.executable, "-c", code, str(path)], check=False, stdin=subprocess.DEVNULL, timeout=120)
+    found = casefile.unfinished_append(path)
+    assert found.found == "unfinished" and found.is_open and found.what
+    assert found.journal == f"{path}.journal"
+    kept = tmp_path / "kept"
+    shutil.copy2(found.journal, kept)
+    assert casefile.take_back_append(path)
+    assert path.read_bytes() == before and not casefile.unfinished_append(path).is_open
+    path.unlink()
+    with casefile.create(path, b"another head") as writer:
+        writer.write(b"second")
+    shutil.copy2(kept, found.journal)
+    assert casefile.remove_journal_of_replaced(path).found == "unfinished"
+    assert casefile.remove_journal_of_replaced(path).found == "none"
+    with pytest.raises(FileNotFoundError):
+        casefile.take_back_append(tmp_path / "missing.case")
 
 
 @pytest.fixture

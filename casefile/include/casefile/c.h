@@ -19,6 +19,7 @@
 /// dictionary part comes first in them, and the case data follow at row0.
 
 #include "casefile/cBasics.h"
+#include "casefile/cJournal.h"
 #include "casefile/cReader.h"
 #include "casefile/cReports.h"
 #include "casefile/cWriter.h"

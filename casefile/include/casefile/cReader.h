@@ -91,6 +91,21 @@ CASEFILE_API casefile_status casefile_reader_read_unordered(const casefile_reade
                                                             casefile_sink sink, casefile_progress_callback progress,
                                                             void* user, casefile_error* error);
 
+/// The lines of a range of a reader's uncompressed data.
+/// Requires: the reader is freed after it.
+/// Threads: one at a time; several over one reader are independent.
+typedef struct casefile_lines casefile_lines;
+
+/// Begins with the first byte of a range; what lies beyond the end of the data is left out.
+CASEFILE_API casefile_status casefile_lines_open(const casefile_reader* reader, int64_t start, int64_t size,
+                                                 casefile_lines** lines, casefile_error* error);
+/// Gives the next line without the line feed at its end; a carriage return in front of that stays. Behind the last one
+/// `line` gets NULL. A null byte, which `length` does not count, follows the line; it lasts until the next call.
+CASEFILE_API casefile_status casefile_lines_next(casefile_lines* lines, const char** line, size_t* length,
+                                                 casefile_error* error);
+/// Frees what casefile_lines_open has made.
+CASEFILE_API void casefile_lines_free(casefile_lines* lines);
+
 /// Divides the case data for as many workers, at records and near the beginnings of blocks.
 ///
 /// Requires: room for `count` ranges. `found` gets how many there are, which may be fewer.

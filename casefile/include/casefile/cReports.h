@@ -7,6 +7,7 @@
 #include <stdint.h>  // NOLINT(modernize-deprecated-headers): C
 
 #include "casefile/cBasics.h"
+#include "casefile/cJournal.h"
 #include "casefile/export.h"
 
 // NOLINTBEGIN(modernize-use-using, modernize-redundant-void-arg): C has no others.
@@ -53,15 +54,6 @@ typedef struct casefile_fault {
   casefile_range range;     ///< that block's bytes; a start of -1: it cannot be told
   const char* what;         ///< in words, one line; lasts as long as the report
 } casefile_fault;
-
-/// What lies beside a file under the name of the journal that an append keeps.
-enum {
-  CASEFILE_JOURNAL_NONE = 0,         ///< nothing that has something to take back
-  CASEFILE_JOURNAL_UNFINISHED = 1,   ///< an append has not finished: the next one takes it back
-  CASEFILE_JOURNAL_DAMAGED = 2,      ///< an append has not finished, and its journal cannot be used
-  CASEFILE_JOURNAL_OF_ANOTHER = 3,   ///< an append to another file has not finished
-  CASEFILE_JOURNAL_NOT_BELIEVED = 4  ///< somebody else could have made it: it counts for nothing
-};
 
 /// How a file is inspected or verified.
 typedef struct casefile_check_options {

@@ -25,12 +25,6 @@ std::size_t wholeLetters(std::string_view text, std::size_t most) noexcept {
   return most;
 }
 
-void copy(std::string_view text, std::span<char> to) noexcept {
-  const std::size_t count = wholeLetters(text, to.size() - 1);
-  std::memcpy(to.data(), text.data(), count);
-  to[count] = '\0';
-}
-
 void clear(casefile_error& error, casefile_status status) noexcept {
   error.status = status;
   error.system_code = 0;
@@ -66,7 +60,7 @@ casefile_status statusOf(ErrorKind kind) noexcept {
 casefile_status fillWith(casefile_error* error, casefile_status status, std::string_view message) noexcept {
   if (error != nullptr) {
     clear(*error, status);
-    copy(message, error->message);
+    copyText(message, error->message);
   }
   return status;
 }
@@ -79,9 +73,9 @@ void fill(casefile_error& error, const Error& raised) noexcept {
     error.range_start = raised.range()->start;
     error.range_size = raised.range()->size;
   }
-  copy(raised.operation(), error.operation);
-  copy(raised.file(), error.file);
-  copy(raised.what(), error.message);
+  copyText(raised.operation(), error.operation);
+  copyText(raised.file(), error.file);
+  copyText(raised.what(), error.message);
 }
 
 }  // namespace
@@ -104,6 +98,12 @@ casefile_status failed(casefile_error* error) noexcept {
 }
 
 casefile_status succeeded(casefile_error* error) noexcept { return fillWith(error, CASEFILE_OK, ""); }
+
+void copyText(std::string_view text, std::span<char> to) noexcept {
+  const std::size_t count = wholeLetters(text, to.size() - 1);
+  std::memcpy(to.data(), text.data(), count);
+  to[count] = '\0';
+}
 
 void fillOrClear(casefile_error& error, const std::optional<Error>& raised) noexcept {
   if (raised) {

@@ -6,7 +6,9 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "casefile/cBasics.h"
 #include "casefile/error.h"
@@ -21,6 +23,9 @@ casefile_status failed(casefile_error* error) noexcept;
 casefile_status succeeded(casefile_error* error) noexcept;
 /// Fills `error` with an Error, or with the fact that there is none.
 void fillOrClear(casefile_error& error, const std::optional<Error>& raised) noexcept;
+
+/// Copies a text and its null byte, as much of it as there is room for in whole letters.
+void copyText(std::string_view text, std::span<char> to) noexcept;
 
 /// Runs the body of a C function.
 template <class Body>

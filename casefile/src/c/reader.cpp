@@ -1,4 +1,4 @@
-#include "casefile/reader.h"
+#include "reader.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,13 +8,8 @@
 #include <vector>
 
 #include "boundary.h"
-#include "casefile/cReader.h"
 #include "source.h"
 #include "values.h"
-
-struct casefile_reader {
-  casefile::Reader reader;
-};
 
 namespace casefile::c {
 namespace {

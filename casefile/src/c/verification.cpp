@@ -15,12 +15,6 @@ struct casefile_verification {
 namespace casefile::c {
 namespace {
 
-static_assert(CASEFILE_JOURNAL_NONE == static_cast<int>(JournalFound::none));
-static_assert(CASEFILE_JOURNAL_UNFINISHED == static_cast<int>(JournalFound::unfinished));
-static_assert(CASEFILE_JOURNAL_DAMAGED == static_cast<int>(JournalFound::damaged));
-static_assert(CASEFILE_JOURNAL_OF_ANOTHER == static_cast<int>(JournalFound::ofAnother));
-static_assert(CASEFILE_JOURNAL_NOT_BELIEVED == static_cast<int>(JournalFound::notBelieved));
-
 VerifyOptions optionsOf(const casefile_check_options* given) {
   const casefile_check_options options = known(given, checkDefaults());
   VerifyOptions result;

@@ -12,6 +12,7 @@ namespace support {
 struct Free {
   void operator()(casefile_source* handle) const { casefile_source_free(handle); }
   void operator()(casefile_reader* handle) const { casefile_reader_free(handle); }
+  void operator()(casefile_lines* handle) const { casefile_lines_free(handle); }
   void operator()(casefile_writer* handle) const { casefile_writer_free(handle); }
   void operator()(casefile_appender* handle) const { casefile_appender_free(handle); }
   void operator()(casefile_inspection* handle) const { casefile_inspection_free(handle); }
