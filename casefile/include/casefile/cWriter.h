@@ -119,10 +119,11 @@ CASEFILE_API casefile_status casefile_appender_read_at(casefile_appender* append
 /// Adds case data behind those that there are.
 CASEFILE_API casefile_status casefile_appender_write(casefile_appender* appender, const void* bytes, size_t size,
                                                      casefile_error* error);
-/// As casefile_writer_get_room and casefile_writer_advance.
+/// As casefile_writer_get_room.
 CASEFILE_API casefile_status casefile_appender_get_room(casefile_appender* appender, void** room, size_t* size,
                                                         casefile_error* error);
 /// Adds the first `count` bytes of the room that the call before gave.
+/// As casefile_writer_advance.
 CASEFILE_API casefile_status casefile_appender_advance(casefile_appender* appender, size_t count,
                                                        casefile_error* error);
 /// Returns when all is on the disk.
