@@ -3,9 +3,10 @@
 from __future__ import annotations
 
 import contextlib
+import csv
 import io
 import os
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
 
 try:
     import dask
@@ -41,6 +42,13 @@ def _opened(place: _Place) -> Iterator[File]:
         if place.size is not None and file.size != place.size:
             raise ValueError(f"{place.path} is not as long as it was when its partitions were made")
         yield file
+
+
+class _Quotes(NamedTuple):
+    """Which parts of a table begin between quotes, and what a quote is."""
+
+    mark: bytes
+    inside: List[bool]
 
 
 class _Plan(NamedTuple):
@@ -84,37 +92,84 @@ def read_records(path: str, dtype: Any, partition_size: int = _PARTITION, *, row
     return dask.array.concatenate(pieces) if pieces else dask.array.from_array(numpy.empty(0, kind))
 
 
-def _first_line(file: File, position: int) -> int:
-    """Where the first line begins whose preceding line break lies at the position or behind it; the case data begin
-    with one, and behind the last one is the end.
+def _break_outside(text: bytes, inside: bool, quote: bytes) -> Tuple[int, bool]:
+    """Returns: where the first line break outside quotes is, or -1 and whether the text ends between quotes."""
+    at = 0
+    while True:
+        if inside:
+            at = text.find(quote, at) + 1
+            if at == 0:
+                return -1, True
+        else:
+            found = text.find(b"\n", at)
+            opening = text.find(quote, at, found if found >= 0 else len(text))
+            if opening < 0:
+                return found, False
+            at = opening + 1
+        inside = not inside
+
+
+def _first_line(file: File, position: int, quotes: Optional[_Quotes], index: int) -> int:
+    """Where the first line begins whose preceding line break lies at the position, the start of part `index`, or behind
+    it; the case data begin with one, and behind the last one is the end.
     """
     if position == file.row0:
         return position
+    inside = quotes is not None and quotes.inside[index]
     while position < file.size:
         text = file.read_at(position, _STEP)
-        found = text.find(b"\n")
+        found, inside = _break_outside(text, inside, quotes.mark) if quotes else (text.find(b"\n"), False)
         if found >= 0:
             return position + found + 1
         position += len(text)
     return file.size
 
 
-def _lines(place: _Place, part: Range) -> bytes:
+def _lines(place: _Place, part: Range, quotes: Optional[_Quotes], index: int) -> bytes:
     """The lines of a part: from its first one up to that of the next part."""
     with _opened(place) as file:
-        start, stop = _first_line(file, part.start), _first_line(file, part.stop)
-        return file.read_at(start, stop - start)
+        start = _first_line(file, part.start, quotes, index)
+        return file.read_at(start, _first_line(file, part.stop, quotes, index + 1) - start)
+
+
+def _holds_odd_quotes(place: _Place, part: Range, mark: bytes) -> bool:
+    with _opened(place) as file:
+        return sum(file.read_at(position, min(BLOCK_SIZE, part.stop - position)).count(mark)
+                   for position in range(part.start, part.stop, BLOCK_SIZE)) % 2 == 1
+
+
+def _quotes(place: _Place, mark: bytes, odd: List[bool]) -> _Quotes:
+    """Returns: which parts begin between quotes, by the counts of all parts before them."""
+    inside = [False]
+    for each in odd:
+        inside.append(inside[-1] != each)
+    if inside[-1]:
+        raise ValueError(f"{place.path} has an odd number of quotes: it cannot be told which line breaks lie between "
+                         "them")
+    return _Quotes(mark, inside)
+
+
+def _whole_lines(text: bytes, mark: Optional[bytes]) -> bytes:
+    """Returns: the text up to its last line break that lies outside quotes."""
+    count, end = text.count(mark) if mark else 0, len(text)
+    while True:
+        found = text.rfind(b"\n", 0, end)
+        count -= text.count(mark, found + 1, end) if mark else 0
+        if found < 0 or count % 2 == 0:
+            return text[:found + 1]
+        end = found
 
 
 def _require_whole_quotes(place: _Place, text: bytes, position: int, options: Dict[str, Any]) -> None:
     if text.count((options.get("quotechar") or '"').encode()) % 2:
         raise ValueError(f"{place.path} cannot be cut into partitions near {position}: a line break seems to lie "
-                         "between quotes; in one partition it does no harm")
+                         "between quotes, which quoted_line_breaks=True allows")
 
 
-def _table(place: _Place, part: Range, head: bytes, meta: Any, options: Dict[str, Any]) -> Any:
+def _table(place: _Place, part: Range, head: bytes, meta: Any, options: Dict[str, Any], quotes: Optional[_Quotes],
+           index: int) -> Any:
     import pandas
-    text = _lines(place, part)
+    text = _lines(place, part, quotes, index)
     _require_whole_quotes(place, text, part.start, options)
     if not text:
         return meta
@@ -130,26 +185,42 @@ def _table(place: _Place, part: Range, head: bytes, meta: Any, options: Dict[str
                          f"{failure}") from failure
 
 
+def _mark(options: Dict[str, Any]) -> bytes:
+    """Returns: the quote, where counting quotes tells what lies between them."""
+    if options.get("escapechar") or options.get("doublequote", True) is False or options.get("quoting") == csv.QUOTE_NONE:
+        raise ValueError("quoted_line_breaks are found by counting quotes, which escapechar, doublequote=False and "
+                         "QUOTE_NONE make impossible")
+    return str(options.get("quotechar") or '"').encode()
+
+
 def read_csv(path: str, partition_size: int = _PARTITION, *, row0: Optional[int] = None,
-             storage_options: Optional[Dict[str, Any]] = None, **options: Any) -> Any:
+             storage_options: Optional[Dict[str, Any]] = None, quoted_line_breaks: bool = False, **options: Any) -> Any:
     """A table whose head is the dictionary part as a dask dataframe, in partitions of about so many bytes that are cut
     at line ends. ``options`` are those of pandas.read_csv.
 
-    A line break between quotes may hide a cut's place: a partition that does not hold an even number of quotes is an
-    error. The types of columns are those of the first lines, unless ``dtype`` tells them.
+    Fields with line breaks in them are allowed where ``quoted_line_breaks`` says so: then tasks of their own count the
+    quotes first, and each block is read twice. Without it a partition that does not hold an even number of quotes is an
+    error, since it was cut at such a line break. The types of columns are those of the first lines, unless ``dtype``
+    tells them.
     """
     import dask.dataframe
+    mark = _mark(options) if quoted_line_breaks else None
     plan = _plan(path, row0, storage_options, partition_size, 1)
     whole = Range(plan.place.row0 or 0, plan.place.size or 0)
     parts = plan.parts or [whole]
     with _opened(plan.place) as file:
         sample = file.read_at(whole.start, min(BLOCK_SIZE, whole.stop - whole.start))
     if len(sample) < whole.stop - whole.start:
-        sample = sample[:sample.rfind(b"\n") + 1]
+        sample = _whole_lines(sample, mark)
     _require_whole_quotes(plan.place, sample, whole.start, options)
     import pandas
     meta = pandas.read_csv(io.BytesIO(plan.dictionary + sample), **options).iloc[:0]
-    tasks = [dask.delayed(_table)(plan.place, part, plan.dictionary, meta, options) for part in parts]
+    quotes = None
+    if mark is not None:
+        odd = [dask.delayed(_holds_odd_quotes)(plan.place, part, mark) for part in parts]
+        quotes = dask.delayed(_quotes)(plan.place, mark, odd)
+    tasks = [dask.delayed(_table)(plan.place, part, plan.dictionary, meta, options, quotes, index)
+             for index, part in enumerate(parts)]
     return dask.dataframe.from_delayed(tasks, meta=meta, verify_meta=False)
 
 

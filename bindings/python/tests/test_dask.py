@@ -97,6 +97,30 @@ def test_a_cut_between_quotes_is_an_error(tmp_path, before):
     assert casefile.read_csv(path).number.iloc[-1] == 2
 
 
+@pytest.mark.parametrize("field", (b"a\nb", b'a""\n""b', b"\n" * 2 * BLOCK), ids=("short", "quotes", "of_blocks"))
+def test_line_breaks_between_quotes_are_no_cuts_where_the_caller_says_so(tmp_path, field):
+    path = tmp_path / "quoted.case"
+    line = b'%d,"' + field + b'"\n%d,plain\n'
+    count = max(2, 2 * BLOCK // len(line))
+    with casefile.create(path, b"number,text\n") as writer:
+        writer.write(b"".join(line % (2 * number, 2 * number + 1) for number in range(count)))
+    kinds = {"number": "i8", "text": str}  # no line ends in the first block of the last file
+    found = casefile.dask.read_csv(str(path), BLOCK, dtype=kinds, quoted_line_breaks=True)
+    assert found.npartitions > 1
+    assert found.compute().reset_index(drop=True).equals(casefile.read_csv(path, dtype=kinds))
+
+
+def test_quotes_that_cannot_be_counted_are_an_error(tmp_path):
+    path = tmp_path / "inches.case"
+    with casefile.create(path, b"number,text\n") as writer:
+        writer.write(b"1,a\n" * (BLOCK // 2) + b'2,5" pipe\n')
+    with pytest.raises(ValueError, match="odd number"):
+        casefile.dask.read_csv(str(path), BLOCK, quoted_line_breaks=True).compute()
+    for options in ({"escapechar": "\\"}, {"doublequote": False}, {"quoting": 3}):
+        with pytest.raises(ValueError, match="counting"):
+            casefile.dask.read_csv(str(path), BLOCK, quoted_line_breaks=True, **options)
+
+
 def test_other_types_than_the_first_lines_have_are_an_error(tmp_path):
     path = tmp_path / "types.case"
     with casefile.create(path, b"number\n") as writer:
