@@ -7,12 +7,13 @@
 #   format tidy             clang-format; clang-tidy, of everything but the tests
 #   tidy-change             clang-tidy, of what the change touches (scripts/changedSources.py)
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
+#   abi                     types and functions of both libraries beside those recorded of the release; part of debug
 #   windows                 all tests on 64-bit Windows, under wine
 #   s390x arm64             the tests on another processor, under qemu; the first one's numbers begin with the high byte
 #   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
 #   package                 the Debian packages made, installed in an empty Debian, used and removed
 #   docs                    the site of guides and references: no warning, no link that leads nowhere
-# Without a name: all but tidy-change, windows, s390x, arm64, fuzz and package. Each builds in build/NAME (gcc in build/release),
+# Without a name: all but tidy-change, abi, windows, s390x, arm64, fuzz and package. Each builds in build/NAME (gcc in build/release),
 # through ccache where that is installed; what a check needs is installed first. Shown are counts and
 # what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
 # limits the jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
@@ -99,6 +100,7 @@ run_check() {
     exports) build release Datasource && run_label exports ;;
     install) build release && run_label install ;;
     tree) configure release && run_label tree ;;
+    abi) build debug Datasource && build debug Datasource_casefile && run_tests debug --label-regex '^abi$' ;;
     windows) scripts/check-windows.sh ;;
     s390x | arm64) scripts/check-cross.sh "$1" ;;
     fuzz) scripts/check-fuzz.sh ;;
@@ -111,6 +113,7 @@ packages_for() {
   case $1 in
     asan | clang | format | fuzz | tidy*) echo check ;;
     windows | s390x | arm64) echo "$1" ;;
+    abi | debug) echo abi ;;
     gcc) echo python ;;
     package | docs) echo "$1" ;;
     *) echo build ;;
@@ -118,7 +121,7 @@ packages_for() {
 }
 
 for name in "$@"; do
-  if [[ " ${checks[*]} tidy-change windows s390x arm64 fuzz package " != *" $name "* ]]; then
+  if [[ " ${checks[*]} tidy-change abi windows s390x arm64 fuzz package " != *" $name "* ]]; then
     echo "check.sh: no such check: $name" >&2
     exit 2
   fi

@@ -2,6 +2,7 @@
 # Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]
 #   build    what building, testing and demonstrating needs (the default)
 #   check    clang, its sanitizers, clang-tidy and clang-format; shells and mandoc for completions and manual page
+#   abi      what compares a library with the recorded release
 #   bench    the programs that the benchmarks compare with
 #   windows  the cross compiler and wine
 #   s390x    the cross compiler for that processor and qemu; arm64 likewise
@@ -27,6 +28,7 @@ packages_bench=(gzip pigz tabix zstd)
 packages_python=(
   python3-cffi python3-numpy python3-pandas python3-fsspec python3-dask python3-distributed python3-pytest mypy
 )
+packages_abi=(abigail-tools)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
 packages_s390x=(g++-s390x-linux-gnu qemu-user-static googletest)
 packages_arm64=(g++-aarch64-linux-gnu qemu-user-static googletest)
@@ -41,6 +43,7 @@ for group in "${@:-build}"; do
   case $group in
     build) wanted+=("${packages_build[@]}") ;;
     check) wanted+=("${packages_build[@]}" "${packages_check[@]}") ;;
+    abi) wanted+=("${packages_build[@]}" "${packages_abi[@]}") ;;
     bench) wanted+=("${packages_build[@]}" "${packages_bench[@]}") ;;
     python) wanted+=("${packages_build[@]}" "${packages_python[@]}") ;;
     docs) wanted+=("${packages_docs[@]}") ;;
@@ -49,7 +52,7 @@ for group in "${@:-build}"; do
     arm64) wanted+=("${packages_build[@]}" "${packages_arm64[@]}") ;;
     package) wanted+=("${packages_build[@]}" "${packages_package[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, bench, windows, s390x, arm64, python, docs, package)" >&2
+      echo "setup.sh: no such group: $group (build, check, abi, bench, windows, s390x, arm64, python, docs, package)" >&2
       exit 2
       ;;
   esac
