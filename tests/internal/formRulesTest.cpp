@@ -132,6 +132,21 @@ TEST(FormChain, AThousandFaultsAreListedAndTheOthersCounted) {
   EXPECT_TRUE(chain.unlistedHinder());
 }
 
+TEST(FormRecord, WhoseSumsOverflowCannotBeUsed) {
+  EXPECT_TRUE(isUsable({INT64_MAX - 10, INT64_MAX - 20, 10, 20}));
+  EXPECT_FALSE(isUsable({INT64_MAX - 10, 0, 11, 20}));
+  EXPECT_FALSE(isUsable({0, INT64_MAX - 20, 10, 21}));
+}
+
+TEST(FormRecord, OfAWholeBlockIsTheLargestThatCanBeUsed) {
+  EXPECT_TRUE(isUsable({0, 0, kBlock, kBlock}));
+  EXPECT_FALSE(isUsable({0, 0, kBlock + 1, kBlock}));
+  EXPECT_FALSE(isUsable({0, 0, kBlock, kBlock + 1}));
+  EXPECT_FALSE(isUsable({0, 0, 0, 1}));
+  EXPECT_FALSE(isUsable({0, 0, 1, 0}));
+  EXPECT_FALSE(isUsable({0, -1, 1, 1}));
+}
+
 /// A file of `count` blocks of one compressed byte each, whose table needs several pieces.
 class SeveralPieces : public ::testing::Test {
  protected:
@@ -234,12 +249,37 @@ TEST_F(SeveralPieces, ThatTheFileDoesNotGiveAreAFault) {
   }
 }
 
-TEST_F(SeveralPieces, HideNoBlockWhereTheFileGivesNothing) {
-  Shrunk file(bytes_, kRow0 + 24);
-  FormReading reading(file, kRow0, false, FormReading::Leave::atFirstHindrance);
-  EXPECT_TRUE(reading.readHeading());
-  EXPECT_FALSE(reading.readTableHeader());
-  EXPECT_EQ(rulesOf(reading.faults()), std::vector<Rule>{Rule::tableIsReadable});
+TEST_F(SeveralPieces, ThatTheFileDoesNotGiveAreNoBreaks) {
+  Shrunk file(bytes_, placeOf(3000));
+  EXPECT_EQ(read(FormReading::Leave::behindAThousandBreaks, file), kInFirstPiece);
+  EXPECT_EQ(rulesOf(faults), std::vector<Rule>{Rule::tableIsReadable});
+}
+
+/// Gives no two bytes at one position.
+class Holed final : public datasource::form::RandomAccessReader {
+ public:
+  Holed(const std::string& bytes, int64 hole) : whole_(bytes), hole_(hole) {}
+  int64 size() const override { return whole_.size(); }
+  std::size_t read(void* buffer, std::size_t count, int64 position) override {
+    return whole_.read(buffer, position == hole_ && count == 2 ? 1 : count, position);
+  }
+
+ private:
+  support::BytesReader whole_;
+  int64 hole_;
+};
+
+TEST_F(SeveralPieces, HideABlockThatTheFileGives) {
+  // The last two are left out of the table: where the others end, a zlib stream may begin.
+  put(kRow0, compressionHeading{kRow0, kTable, static_cast<int64>(tableLength(kCount - 2))});
+  put(kTable, tableHeader(kBlockSize, kCount - 2));
+  constexpr int64 kHidden = kTable - 2;
+  bytes_.replace(static_cast<std::size_t>(kHidden), 2, "\x78\x9C");
+  ASSERT_EQ(read(FormReading::Leave::atFirstHindrance), kCount - 2);
+  EXPECT_THAT(rulesOf(faults), testing::ElementsAre(Rule::tableFollowsBlocks, Rule::tableHidesNoBlock));
+  Holed file(bytes_, kHidden);
+  EXPECT_EQ(read(FormReading::Leave::atFirstHindrance, file), kCount - 2);
+  EXPECT_THAT(rulesOf(faults), testing::ElementsAre(Rule::tableFollowsBlocks));
 }
 
 }  // namespace
