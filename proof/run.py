@@ -15,14 +15,18 @@ HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules", "thread
 # is a day of one processor at 2,000 a second.
 FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}
 LEAST_MINUTES_FOR_FUZZERS = 10
+# Run by name alone: each has a build of its own, which takes minutes, and a report rather than cases.
+BY_NAME = ("coverage",)
+COVERAGE = pathlib.Path(__file__).resolve().parent / "coverage" / "coverage.py"
 SECURITY = pathlib.Path(__file__).resolve().parent / "security" / "security.py"
 FUZZ = pathlib.Path(__file__).resolve().parent / "fuzz" / "fuzz.py"
 
 
 def arguments():
     parser = argparse.ArgumentParser(prog="prove.sh", description="Tries to break everything.")
-    parser.add_argument("names", nargs="*", metavar="NAME", help=f"harnesses: {', '.join((*HARNESSES, *FUZZERS))}; "
-                        f"default: all, the fuzzers from {LEAST_MINUTES_FOR_FUZZERS} minutes on")
+    parser.add_argument("names", nargs="*", metavar="NAME",
+                        help=f"harnesses: {', '.join((*HARNESSES, *FUZZERS, *BY_NAME))}; default: all but "
+                        f"{' and '.join(BY_NAME)}, the fuzzers from {LEAST_MINUTES_FOR_FUZZERS} minutes on")
     parser.add_argument("--minutes", type=float, default=10, help="how long, about (default: 10)")
     parser.add_argument("--full", action="store_true", help="until all cases have run")
     parser.add_argument("--seed", type=int, default=1, help="orders the cases (default: 1)")
@@ -32,12 +36,12 @@ def arguments():
     parser.add_argument("--presets", action="store_true", help=argparse.SUPPRESS)
     given = parser.parse_args()
     for name in given.names:
-        if name not in (*HARNESSES, *FUZZERS):
+        if name not in (*HARNESSES, *FUZZERS, *BY_NAME):
             parser.error(f"no such harness: {name}")
     if given.case is not None and len(given.names) != 1:
         parser.error("--case needs the name of one harness")
-    if given.case is not None and given.names[0] in FUZZERS:
-        parser.error("a fuzzer's finding names the command that repeats it")
+    if given.case is not None and given.names[0] in (*FUZZERS, "coverage"):
+        parser.error("a finding of this one names the command that repeats it")
     return given
 
 
@@ -52,7 +56,7 @@ def names_of(given):
 def presets_of(given):
     """What has to be built, by the names of CMake's presets."""
     names = names_of(given)
-    lists = [] if set(names) <= set(FUZZERS) else ["proof"]
+    lists = [] if set(names) <= {*FUZZERS, *BY_NAME} else ["proof"]
     return lists + [preset for name, (preset, _) in FUZZERS.items() if name in names]
 
 
@@ -68,6 +72,8 @@ def command_of(given, name):
     if name == "security":
         return [sys.executable, "-B", SECURITY, "--casefile", program_of(given, name), "--gate",
                 given.build / "proof" / "proof" / "proof_gate.so"]
+    if name == "coverage":
+        return [sys.executable, "-B", COVERAGE, "--folder", given.build.resolve() / "coverage"]
     return [program_of(given, name)]
 
 
@@ -84,9 +90,12 @@ def fuzzing(given, name):
 
 def state_of(given, name):
     """The file of a harness's progress, which holds for one seed and one program: another build begins again."""
-    program = hashlib.sha256(program_of(given, name).read_bytes()).hexdigest()[:16]
     state = given.build / "proof" / "state"
     state.mkdir(parents=True, exist_ok=True)
+    if name in BY_NAME:  # their builds are theirs, and so is the progress
+        program = "own"
+    else:
+        program = hashlib.sha256(program_of(given, name).read_bytes()).hexdigest()[:16]
     path = state / f"{name}-{given.seed}-{program}"
     for old in state.glob(f"{name}-{given.seed}-*"):
         if given.fresh or old != path:

@@ -32,6 +32,7 @@ RULES = {
     "EverySourceIsInADocument": documentRules.every_source_is_in_a_document,
     "ErrorsDocumentHasTheAssertions": documentRules.errors_document_has_the_assertions,
     "VersionsAgree": versionRules.versions_agree,
+    "ListsOfProofNameLinesThatExist": documentRules.lists_of_proof_name_lines_that_exist,
 }
 
 

@@ -157,6 +157,15 @@ class Documents(Rule):
         self.breaks("EverySourceIsInADocument", {**tree, "Datasource/src/newFile.cpp": ""}, "newFile.cpp")
         self.breaks("EverySourceIsInADocument", {**tree, "docs/architecture.md": "| `file.h` | `*` |\n"}, "file.cpp")
 
+    def test_a_line_that_no_test_reaches_exists_and_has_a_reason(self):
+        entry = "# why\n\nfile: casefile/src/a.cpp\nline: return 1;\nmissing: line\nbecause: it cannot be\n"
+        tree = {"casefile/src/a.cpp": "int f() {\n  return 1;\n}\n", "proof/coverage/excluded.txt": entry}
+        self.keeps("ListsOfProofNameLinesThatExist", tree)
+        self.breaks("ListsOfProofNameLinesThatExist", {**tree, "casefile/src/a.cpp": "return 2;\n"}, "return 1;")
+        self.breaks("ListsOfProofNameLinesThatExist", {"proof/coverage/excluded.txt": entry}, "a.cpp")
+        self.breaks("ListsOfProofNameLinesThatExist",
+                    {**tree, "proof/coverage/excluded.txt": entry.replace("because: it cannot be\n", "")}, "no reason")
+
     def test_assertions_and_their_document_agree(self):
         document = "## Assertions\n| expression |\n| `a\\|\\|b`, `\"c\" != 0` |\n## Results\n| `other` |\n"
         source = 'ASSERT(f(a), "a||"\n  "b", kSource);\nreport(L"\\"c\\" != 0", L"Datasource/src/a");\n'

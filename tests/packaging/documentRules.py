@@ -266,3 +266,23 @@ def errors_document_has_the_assertions(top, _):
         yield f"{document}: the library reports no `{words}`"
     for words in sorted(reported - told):
         yield f"{document}: does not tell of `{words}`"
+
+
+REASONED = ("proof/mutants/explained.txt", "proof/coverage/excluded.txt")
+
+
+def lists_of_proof_name_lines_that_exist(top, _):
+    """Each entry of the lists of what no test notices or reaches names a line that its file has, and says why."""
+    for document in REASONED:
+        if not os.path.exists(os.path.join(top, document)):
+            continue
+        for entry in re.split(r"\n{2,}", text(top, document)):
+            fields = dict(re.findall(r"^(\w+): (.*)$", entry, re.MULTILINE))
+            if not fields:
+                continue
+            name = fields.get("file", "")
+            known = os.path.exists(os.path.join(top, name)) and name
+            if not known or fields.get("line") not in [line.strip() for line in lines(top, name)]:
+                yield f"{document}: no such line: {name}: {fields.get('line')}"
+            if not fields.get("because"):
+                yield f"{document}: gives no reason: {name}: {fields.get('line')}"
