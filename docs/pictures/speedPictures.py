@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Draws what the benchmarks said: speedPictures.py FIGURES-FOLDER OUTPUT-FOLDER
 
-casefile.svg of casefile.txt and, where it is, streams.svg of streams.json; see docs/figures/measure.py. Each picture says when and where
+casefile.svg of casefile.txt, streams.svg of streams.json; see docs/figures/measure.py. Each picture says when and where
 its numbers were measured.
 """
 import json
@@ -89,5 +89,4 @@ def draw_streams(figures, into):
 
 if __name__ == "__main__":
     draw_casefile(sys.argv[1], sys.argv[2])
-    if os.path.exists(os.path.join(sys.argv[1], "streams.json")):
-        draw_streams(sys.argv[1], sys.argv[2])
+    draw_streams(sys.argv[1], sys.argv[2])
