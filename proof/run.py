@@ -16,7 +16,8 @@ HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules", "thread
 FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}
 LEAST_MINUTES_FOR_FUZZERS = 10
 # Run by name alone: each has a build of its own, which takes minutes, and a report rather than cases.
-BY_NAME = ("coverage",)
+BY_NAME = ("mutants", "coverage")
+MUTANTS = pathlib.Path(__file__).resolve().parent / "mutants" / "mutants.py"
 COVERAGE = pathlib.Path(__file__).resolve().parent / "coverage" / "coverage.py"
 SECURITY = pathlib.Path(__file__).resolve().parent / "security" / "security.py"
 FUZZ = pathlib.Path(__file__).resolve().parent / "fuzz" / "fuzz.py"
@@ -30,6 +31,7 @@ def arguments():
     parser.add_argument("--minutes", type=float, default=10, help="how long, about (default: 10)")
     parser.add_argument("--full", action="store_true", help="until all cases have run")
     parser.add_argument("--seed", type=int, default=1, help="orders the cases (default: 1)")
+    parser.add_argument("--below", metavar="FOLDER", help="mutants: those of the sources whose names begin so")
     parser.add_argument("--case", type=int, help="runs that one case of one harness")
     parser.add_argument("--fresh", action="store_true", help="begins again")
     parser.add_argument("--build", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
@@ -72,6 +74,9 @@ def command_of(given, name):
     if name == "security":
         return [sys.executable, "-B", SECURITY, "--casefile", program_of(given, name), "--gate",
                 given.build / "proof" / "proof" / "proof_gate.so"]
+    if name == "mutants":
+        return [sys.executable, "-B", MUTANTS, "--folder", given.build.resolve() / "proof" / "mutants",
+                *(["--below", given.below] if given.below else [])]
     if name == "coverage":
         return [sys.executable, "-B", COVERAGE, "--folder", given.build.resolve() / "coverage"]
     return [program_of(given, name)]

@@ -3,9 +3,9 @@
 # Builds the harnesses of proof/ and runs the named ones (default: all) side by side for about N minutes (default
 # 10), or until each has run all its cases. The seed orders the cases; another run with the same seed and the same
 # program goes on where the last one was (build/proof/state), --fresh begins again. The fuzzers, fuzz and fuzz-sanitized,
-# keep their corpora (build/proof/fuzz*), and run unasked from ten minutes on; coverage runs by name alone, its build
-# takes minutes. Ends with a table; what is found is named with a command that repeats that one case, and makes the exit
-# code 1.
+# keep their corpora (build/proof/fuzz*), and run unasked from ten minutes on; mutants and coverage run by name
+# alone, their builds take minutes. Ends with a table; what is found is named with a command that repeats that one case,
+# and makes the exit code 1.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,6 +16,7 @@ case $presets in
   *fuzz*) scripts/setup.sh check ;;
   *) scripts/setup.sh build ;;
 esac
+case " $* " in *" mutants "*) scripts/setup.sh mutants ;; esac
 use_compiler_cache
 for preset in $presets; do
   log=$(cmake --preset "$preset" 2>&1) || {

@@ -8,6 +8,7 @@
 #   s390x    the cross compiler for that processor and qemu; arm64 likewise
 #   python   what the tests of the Python package need
 #   docs     what makes the site of guides and references
+#   mutants  what finds the mutants in the sources
 #   package  what makes Debian packages, looks at them and makes an empty Debian to try them in
 # As root it installs without a question; any other user is told what root would have to install.
 # Where nothing is missing it changes nothing and needs no network.
@@ -32,6 +33,7 @@ packages_abi=(abigail-tools)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)
 packages_s390x=(g++-s390x-linux-gnu qemu-user-static googletest)
 packages_arm64=(g++-aarch64-linux-gnu qemu-user-static googletest)
+packages_mutants=(python3-clang-14)
 packages_package=(
   debhelper dh-python pybuild-plugin-pyproject python3-all python3-setuptools python3-cffi lintian mmdebstrap
 )
@@ -50,9 +52,10 @@ for group in "${@:-build}"; do
     windows) wanted+=("${packages_build[@]}" "${packages_windows[@]}") ;;
     s390x) wanted+=("${packages_build[@]}" "${packages_s390x[@]}") ;;
     arm64) wanted+=("${packages_build[@]}" "${packages_arm64[@]}") ;;
+    mutants) wanted+=("${packages_build[@]}" "${packages_mutants[@]}") ;;
     package) wanted+=("${packages_build[@]}" "${packages_package[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, abi, bench, windows, s390x, arm64, python, docs, package)" >&2
+      echo "setup.sh: no such group: $group (build, check, abi, bench, windows, s390x, arm64, python, docs, mutants, package)" >&2
       exit 2
       ;;
   esac
