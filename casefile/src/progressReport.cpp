@@ -9,6 +9,10 @@ namespace casefile {
 ProgressReport::ProgressReport(ProgressCallback callback, std::string file, std::string operation)
     : callback_(std::move(callback)), file_(std::move(file)), operation_(std::move(operation)) {}
 
+ProgressCallback ProgressReport::sharing(const ProgressCallback& callback) {
+  return callback ? [&callback](const Progress& now) { return callback(now); } : ProgressCallback();
+}
+
 void ProgressReport::begin(Phase phase, std::int64_t bytesInAll) { progress_ = {0, bytesInAll, phase}; }
 
 Next ProgressReport::tell() {

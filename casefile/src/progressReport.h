@@ -15,6 +15,11 @@ namespace casefile {
 /// Threads: one at a time, but for isTelling().
 class ProgressReport {
  public:
+  /// Returns: a callback that calls `callback` itself, which outlives it, and not a copy, which would have a state of
+  /// its
+  ///   own; none, where there is none.
+  static ProgressCallback sharing(const ProgressCallback& callback);
+
   /// `operation` and `file` stand in the Error of a call that was stopped.
   ProgressReport(ProgressCallback callback, std::string file, std::string operation);
 

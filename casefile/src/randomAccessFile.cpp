@@ -6,14 +6,10 @@
 #include <utility>
 
 #include "casefile/error.h"
-#include "systemFile.h"
+#include "regularFile.h"
 
 namespace casefile {
 namespace {
-
-using datasource::platform::FileKind;
-using datasource::platform::FileStatus;
-using datasource::platform::SystemFile;
 
 class MemoryFile : public RandomAccessFile {
  public:
@@ -44,40 +40,6 @@ Error::Place opening(const std::string& name) { return {name, "open", {}, {}, {}
   throw Error(ErrorKind::system, what, std::move(place));
 }
 
-// A regular file of the system.
-class SystemRandomAccessFile : public RandomAccessFile {
- public:
-  SystemRandomAccessFile(SystemFile file, std::string name) : file_(std::move(file)), name_(std::move(name)) {
-    try {
-      const FileStatus status = file_.status();
-      regular_ = status.kind == FileKind::regular;
-      size_ = status.size;
-    } catch (const std::system_error& error) {
-      fail("cannot be opened", opening(name_), error);
-    }
-    if (!regular_) {
-      throw Error(ErrorKind::notADataFile, "is no regular file", opening(name_));
-    }
-  }
-
-  std::string name() const override { return name_; }
-  std::int64_t size() const override { return size_; }
-
-  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override {
-    try {
-      return file_.readAt(buffer.data(), buffer.size(), position);
-    } catch (const std::system_error& error) {
-      fail("cannot be read", {name_, "read", {}, position, {}}, error);
-    }
-  }
-
- private:
-  SystemFile file_;
-  std::string name_;
-  bool regular_ = false;
-  std::int64_t size_ = 0;
-};
-
 // A name that holds a zero would open another file than the one that messages speak of.
 void requireWholeName(const std::string& name) {
   if (name.empty() || name.find('\0') != std::string::npos) {
@@ -87,21 +49,43 @@ void requireWholeName(const std::string& name) {
 
 }  // namespace
 
+RegularFile::RegularFile(files::SystemFile file, std::string name) : file_(std::move(file)), name_(std::move(name)) {
+  bool regular = false;
+  try {
+    const files::FileStatus status = file_.status();
+    regular = status.kind == files::FileKind::regular;
+    size_ = status.size;
+  } catch (const std::system_error& error) {
+    fail("cannot be opened", opening(name_), error);
+  }
+  if (!regular) {
+    throw Error(ErrorKind::notADataFile, "is no regular file", opening(name_));
+  }
+}
+
+std::size_t RegularFile::readAt(std::span<std::byte> buffer, std::int64_t position) const {
+  try {
+    return file_.readAt(buffer.data(), buffer.size(), position);
+  } catch (const std::system_error& error) {
+    fail("cannot be read", {name_, "read", {}, position, {}}, error);
+  }
+}
+
 RandomAccessFile::~RandomAccessFile() = default;
 
 std::shared_ptr<const RandomAccessFile> openFile(const std::string& name) {
   requireWholeName(name);
   try {
     // Without waiting: the other end of a pipe may never be opened.
-    return std::make_shared<const SystemRandomAccessFile>(
-        SystemFile::open(name, datasource::platform::kOpenRead | datasource::platform::kOpenNoWait), name);
+    return std::make_shared<const RegularFile>(files::SystemFile::open(name, files::kOpenRead | files::kOpenNoWait),
+                                               name);
   } catch (const std::system_error& error) {
     fail("cannot be opened", opening(name), error);
   }
 }
 
 std::shared_ptr<const RandomAccessFile> fileFromDescriptor(int descriptor, std::string name) {
-  return std::make_shared<const SystemRandomAccessFile>(SystemFile::borrowed(descriptor), std::move(name));
+  return std::make_shared<const RegularFile>(files::SystemFile::borrowed(descriptor), std::move(name));
 }
 
 std::shared_ptr<const RandomAccessFile> fileFromMemory(std::span<const std::byte> bytes, std::string name) {

@@ -62,6 +62,7 @@ class Reader::Impl {
         threads_(threadCount(options.threads)),
         openedBy_(std::move(openedBy)) {}
 
+  const std::shared_ptr<const RandomAccessFile>& file() const noexcept { return source_.file(); }
   const std::string& name() const noexcept { return source_.name(); }
   const CaseTable& table() const noexcept { return table_; }
   bool unfinishedAppend() const { return !openedBy_.empty() && unfinishedAppendOf(openedBy_).isOpen(); }
@@ -155,6 +156,7 @@ const Reader::Impl& Reader::impl() const {
   return *impl_;
 }
 
+std::shared_ptr<const RandomAccessFile> Reader::file() const { return impl().file(); }
 std::int64_t Reader::row0() const { return impl().table().row0(); }
 std::int64_t Reader::size() const { return impl().table().logicalEnd(); }
 bool Reader::swapped() const { return impl().table().swapped(); }

@@ -19,6 +19,7 @@ class SourceReader : public datasource::form::RandomAccessReader {
   /// Raises: Error (`usage`) for no file, or one whose length is negative; what its size() raises.
   explicit SourceReader(std::shared_ptr<const RandomAccessFile> file);
 
+  const std::shared_ptr<const RandomAccessFile>& file() const noexcept { return file_; }
   const std::string& name() const noexcept { return name_; }
   int64 size() const override { return size_; }
   /// Raises: Error (`usage`) when the file says that it read more than it was asked to; what its readAt raises.

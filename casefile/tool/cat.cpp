@@ -15,8 +15,7 @@ int cat(const Options& options) {
   const int64 end = reader.size();
   const int64 begin = options.withDictionary ? 0 : reader.row0();
   const int64 from = std::min(options.from.value_or(begin), end);
-  PlainOutput output(kStandardStream, options);
-  output.take(reader, {from, std::min(options.bytes.value_or(end), end - from)});
+  writeOut(reader, {from, std::min(options.bytes.value_or(end), end - from)}, kStandardStream);
   return kDone;
 }
 

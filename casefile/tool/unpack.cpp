@@ -1,19 +1,38 @@
+#include "casefile/unpack.h"
+
 #include "casefile/randomAccessFile.h"
 #include "dataFile.h"
 #include "failure.h"
+#include "fileNames.h"
 #include "options.h"
-#include "plainInput.h"
 #include "plainOutput.h"
+#include "progress.h"
 
 namespace casefile::program {
+namespace {
+
+void makeFile(const Reader& reader, const Options& options) {
+  requireFreeOutput(options);
+  Progress progress(reader.size());
+  UnpackOptions how;
+  how.replace = options.force;
+  how.sync = options.sync;
+  how.preserve = options.preserve;
+  how.progress = [&progress](const casefile::Progress& now) { return progress.follow(now); };
+  casefile::unpack(reader, options.output, how);
+  dropJournalOfReplaced(options);
+}
+
+}  // namespace
 
 int unpack(const Options& options) {
   refuseOpenJournal(options.input);
-  const files::SystemFile input = openForReading(options.input, files::kOpenNoWait);
-  const Reader reader = openReader(fileFromDescriptor(input.descriptor(), options.input), options);
-  PlainOutput output(options.output, options);
-  output.appearAs(input.status());
-  output.take(reader, {0, reader.size()});
+  const Reader reader = openReader(openFile(options.input), options);
+  if (options.output == kStandardStream || isDevice(options.output)) {
+    writeOut(reader, {0, reader.size()}, options.output);
+  } else {
+    makeFile(reader, options);
+  }
   return kDone;
 }
 

@@ -16,6 +16,7 @@
 #include "casefile/recover.h"
 #include "casefile/stream.h"
 #include "casefile/unfinishedAppend.h"
+#include "casefile/unpack.h"
 #include "casefile/verify.h"
 #include "casefile/version.h"
 #include "casefile/writer.h"

@@ -81,6 +81,8 @@ class CASEFILE_API Reader {
   Reader& operator=(Reader&&) noexcept;
   ~Reader();
 
+  /// Returns: what is read, for as long as somebody holds it.
+  std::shared_ptr<const RandomAccessFile> file() const;
   /// Returns: the logical position of the first case byte, which is also the dictionary part's length.
   std::int64_t row0() const;
   /// Returns: the logical end of the case data.

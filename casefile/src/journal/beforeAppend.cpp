@@ -7,27 +7,11 @@
 #include "casefile/error.h"
 #include "files.h"
 #include "foundJournal.h"
+#include "regularFile.h"
 #include "sourceReader.h"
 
 namespace casefile {
 namespace {
-
-// The bytes of a file that is open here.
-class OpenFile : public RandomAccessFile {
- public:
-  OpenFile(files::SystemFile file, std::string name)
-      : file_(std::move(file)), name_(std::move(name)), bytes_(fileFromDescriptor(file_.descriptor(), name_)) {}
-  std::string name() const override { return name_; }
-  std::int64_t size() const override { return bytes_->size(); }
-  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override {
-    return bytes_->readAt(buffer, position);
-  }
-
- private:
-  files::SystemFile file_;
-  std::string name_;
-  std::shared_ptr<const RandomAccessFile> bytes_;
-};
 
 [[noreturn]] void refuse(const std::string& file, ErrorKind kind, const std::string& what) {
   throw Error(kind, what, {file, "roll back", {}, {}, {}});
@@ -90,7 +74,7 @@ std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file
   if (!anchorFits(source, found.facts)) {
     refuse(file, ErrorKind::damaged, "its journal " + found.name + " belongs to another file; nothing was changed");
   }
-  auto journal = std::make_shared<const OpenFile>(std::move(*found.handle), found.name);
+  auto journal = std::make_shared<const RegularFile>(std::move(*found.handle), found.name);
   return std::make_shared<const BeforeAppend>(std::move(current), std::move(journal), found.facts);
 }
 

@@ -12,7 +12,9 @@
 #include "../support/systemFaults.h"
 #include "casefile/error.h"
 #include "casefile/inspect.h"
+#include "casefile/reader.h"
 #include "casefile/recover.h"
+#include "casefile/unpack.h"
 #include "casefile/verify.h"
 #include "support/compressedBytes.h"
 #include "support/compressedImage.h"
@@ -25,12 +27,13 @@ using casefile::Holes;
 using casefile::Inspection;
 using casefile::Recovery;
 using casefile::Verification;
+using support::Image;
 
 constexpr int64 kRow0 = 10;
 
 // Four blocks, the third of which is damaged.
 std::string damagedFile() {
-  support::Image image = support::Image::of(kRow0, std::vector<std::size_t>(4, 1000));
+  Image image = Image::of(kRow0, std::vector<std::size_t>(4, 1000));
   image.blocks[2][image.blocks[2].size() / 2] ^= 1;
   return image.bytes();
 }
@@ -41,6 +44,14 @@ class CheckFailures : public support::SystemFaultTest {
     casefile::VerifyOptions options;
     options.threads = threads();
     return casefile::verify(path_, options);
+  }
+
+  void unpack() const {
+    casefile::ReaderOptions how;
+    how.threads = threads();
+    casefile::UnpackOptions options;
+    options.sync = true;
+    casefile::unpack(casefile::Reader::open(path_, how), output_, options);
   }
 
   Recovery recover() const {
@@ -62,6 +73,17 @@ class CheckFailures : public support::SystemFaultTest {
       found.push_back(entry.path().filename().string());
     }
     return found;
+  }
+
+  // Looks through what a call left in the folder, and removes the output.
+  void expectNothingElse(const std::optional<casefile::Error>& error) const {
+    EXPECT_TRUE(fault().forEver || names().size() == 2);  // who may not remove a file leaves it
+    for (const std::string& name : names()) {
+      if (name != "file") {
+        EXPECT_TRUE(name == "output" || isNamed(name, error)) << (error ? error->what() : name);
+        std::filesystem::remove(folder_.folder() / name);
+      }
+    }
   }
 
   // Whether an error names a working file that stays.
@@ -111,13 +133,19 @@ TEST_P(CheckFailures, ARescueGivesAllOfTheOutputOrLeavesTheOldOneAndNothingElse)
                    EXPECT_TRUE(now == "old" || now == complete);
                    EXPECT_TRUE(error || (now == complete && told.blocks == without.blocks &&
                                          told.losses.size() == without.losses.size()));
-                   EXPECT_TRUE(fault().forEver || names().size() == 2);  // who may not remove a file leaves it
-                   for (const std::string& name : names()) {
-                     if (name != "file") {
-                       EXPECT_TRUE(name == "output" || isNamed(name, error)) << (error ? error->what() : name);
-                       std::filesystem::remove(folder_.folder() / name);
-                     }
-                   }
+                   expectNothingElse(error);
+                 });
+}
+
+TEST_P(CheckFailures, UnpackingGivesAllOfTheOutputOrLeavesTheOldOneAndNothingElse) {
+  const Image image = Image::of(kRow0, std::vector<std::size_t>(4, 1000));
+  folder_.writePlain("file", image.bytes());
+  const std::string complete = support::dictionaryBytes(kRow0) + support::caseBytes(kRow0, 4000);
+  sweepOverFiles([&] { folder_.writePlain("output", "old"); }, [&] { unpack(); },
+                 [&](const auto& error) {
+                   const std::string now = folder_.readWhole("output");
+                   EXPECT_TRUE(now == complete || (error && now == "old"));
+                   expectNothingElse(error);
                  });
 }
 

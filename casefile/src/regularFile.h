@@ -1,0 +1,34 @@
+#ifndef CASEFILE_REGULARFILE_H
+#define CASEFILE_REGULARFILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "casefile/randomAccessFile.h"
+#include "files.h"
+
+namespace casefile {
+
+/// A regular file of the system, open for reading.
+class RegularFile : public RandomAccessFile {
+ public:
+  /// Raises: as openFile().
+  RegularFile(files::SystemFile file, std::string name);
+
+  std::string name() const override { return name_; }
+  std::int64_t size() const override { return size_; }
+  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override;
+  /// Raises: std::system_error.
+  files::FileStatus status() const { return file_.status(); }
+
+ private:
+  files::SystemFile file_;
+  std::string name_;
+  std::int64_t size_ = 0;
+};
+
+}  // namespace casefile
+
+#endif

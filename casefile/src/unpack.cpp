@@ -1,0 +1,52 @@
+#include "casefile/unpack.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <system_error>
+
+#include "atomicFile.h"
+#include "casefile/error.h"
+#include "progressReport.h"
+#include "regularFile.h"
+
+namespace casefile {
+namespace {
+
+void appearLike(const RandomAccessFile& source, AtomicFile& output) {
+  const auto* const file = dynamic_cast<const RegularFile*>(&source);
+  if (file == nullptr) {
+    return;
+  }
+  try {
+    const files::FileStatus status = file->status();
+    output.limitRightsTo(status);
+    output.takeTimesOf(status);
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "cannot be read", {file->name(), "status", error.code(), {}, {}});
+  }
+}
+
+void writeContents(const Reader& reader, AtomicFile& output, const ProgressCallback& progress) {
+  const std::int64_t size = reader.size();
+  const auto put = [&output](std::span<const std::byte> bytes, std::int64_t position) {
+    output.writeAt(bytes.data(), bytes.size(), position);
+  };
+  reader.readUnordered({0, size}, put, ProgressReport::sharing(progress));
+  ProgressReport report(ProgressReport::sharing(progress), output.name(), "unpack");
+  report.begin(Phase::finishing, size);
+  report.advance(size);
+}
+
+}  // namespace
+
+void unpack(const Reader& reader, const std::string& output, const UnpackOptions& options) {
+  const auto source = reader.file();
+  AtomicFile file(output, AtomicFile::Rules{options.replace, options.sync});
+  if (options.preserve) {
+    appearLike(*source, file);
+  }
+  file.make([&] { writeContents(reader, file, options.progress); });
+}
+
+}  // namespace casefile
