@@ -79,7 +79,9 @@ class Appender::Impl {
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
 
+  const std::string& name() const noexcept { return name_; }
   bool tookBack() const noexcept { return tookBack_; }
+  const CaseTable& table() const noexcept { return table_; }
   int64 row0() const noexcept { return table_.row0(); }
   int64 position() const {
     requireOutside();
@@ -310,6 +312,9 @@ Appender::Impl& Appender::impl() const {
   return *impl_;
 }
 
+const std::string& Appender::name() const { return impl().name(); }
+bool Appender::swapped() const { return impl().table().swapped(); }
+std::size_t Appender::blockCount() const { return impl().table().size(); }
 bool Appender::tookBack() const { return impl().tookBack(); }
 std::int64_t Appender::row0() const { return impl().row0(); }
 std::int64_t Appender::position() const { return impl().position(); }

@@ -36,6 +36,7 @@ Inspection inspect(std::shared_ptr<const RandomAccessFile> file, const InspectOp
   told.tablePosition = layout.heading._infoPos;
   told.tableSize = layout.heading._size;
   told.logicalSize = layout.logicalEnd();
+  told.blocksStart = told.row0 + static_cast<int64>(kHeadingSize);
   told.blocksEnd = layout.blocksEnd();
   told.deadBytes = layout.fileSize - layout.tableEnd();
   told.blocks = blocksOf(layout);

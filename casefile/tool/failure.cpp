@@ -56,10 +56,7 @@ void requirePrinted() {
   }
 }
 
-std::string textOf(const Error& error) {
-  const std::string text = error.what();
-  return error.file().empty() ? text : text.substr(error.file().size() + 2);  // behind "FILE: "
-}
+std::string textOf(const Error& error) { return error.happened(); }
 
 std::string systemWords(int error) { return std::generic_category().message(error); }
 

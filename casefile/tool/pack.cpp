@@ -5,10 +5,10 @@
 #include <string>
 
 #include "casefile/error.h"
+#include "casefile/inspect.h"
 #include "casefile/writer.h"
 #include "dataFile.h"
 #include "failure.h"
-#include "find/foreignFormat.h"
 #include "messages.h"
 #include "options.h"
 #include "plainInput.h"
@@ -40,7 +40,7 @@ void warnOfForeign(PlainInput& input) {
   if (!isSaid(Talk::usual) || !input.fill()) {
     return;
   }
-  if (const char* const format = foreignFormat(std::span(input.data(), input.available()))) {
+  if (const char* const format = foreignFormat(input.bytes())) {
     say(input.name(), std::string("is ") + format + ", which is compressed already: its contents are not looked into");
   }
 }

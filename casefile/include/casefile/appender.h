@@ -61,6 +61,12 @@ class CASEFILE_API Appender {
   /// As cancel().
   ~Appender();
 
+  /// Returns: the file's name, as the program gave it.
+  const std::string& name() const;
+  /// Returns: whether the numbers of the file, as it was found, lie in the other byte order than this machine's.
+  bool swapped() const;
+  /// Returns: how many blocks the file had when it was found.
+  std::size_t blockCount() const;
   /// Returns: whether open() took back an append that had not finished.
   bool tookBack() const;
   /// Returns: where the case data begin.

@@ -9,6 +9,8 @@
 #include "casefile/error.h"
 #include "casefile/fault.h"
 #include "casefile/inspect.h"
+#include "casefile/pack.h"
+#include "casefile/plainInput.h"
 #include "casefile/progress.h"
 #include "casefile/randomAccessFile.h"
 #include "casefile/range.h"

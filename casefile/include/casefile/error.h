@@ -1,6 +1,7 @@
 #ifndef CASEFILE_ERROR_H
 #define CASEFILE_ERROR_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -24,6 +25,10 @@ enum class ErrorKind {
   usage,         ///< the call itself is wrong: an argument, or an object that is in no state for it
   cancelled      ///< a progress callback asked to stop
 };
+
+/// Returns: a text in which control characters, which could steer a terminal, and bytes that are no letter in UTF-8,
+///   some of which are such characters to some terminals, stand as `\xNN`.
+CASEFILE_API std::string printable(std::string_view text);
 
 /// The one exception of this library. What a program's own sources, sinks and callbacks throw passes through
 /// unchanged, and so does std::bad_alloc.
@@ -68,10 +73,15 @@ class CASEFILE_API Error : public std::runtime_error {
   /// Returns: the name of the working file in which the call wrote its output and which it could not remove when it
   ///   failed; empty: nothing is left behind. Writer and Appender have a call of their own for it.
   const std::string& leftBehind() const noexcept { return place_->leftBehind; }
-  // what(): "FILE: what happened: the system's reason", one line.
+  // what(): "FILE: what happened: the system's reason", one printable() line.
+  /// Returns: what() without the file's name.
+  const char* happened() const noexcept { return what() + happenedAt_; }
 
  private:
+  CASEFILE_LOCAL Error(const std::string& text, ErrorKind kind, std::shared_ptr<const Place> place);
+
   ErrorKind kind_;
+  std::size_t happenedAt_;              // in what()
   std::shared_ptr<const Place> place_;  // shared, so that a copy raises nothing
 };
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ struct Inspection {
   std::int64_t tablePosition = 0;               ///< as the heading gives it
   std::int64_t tableSize = 0;                   ///< as the heading gives it
   std::int64_t logicalSize = 0;                 ///< logical end of the case data
+  std::int64_t blocksStart = 0;                 ///< file position of the first block
   std::int64_t blocksEnd = 0;                   ///< file position behind the last block
   std::int64_t deadBytes = 0;                   ///< behind the table
   std::vector<Block> blocks;                    ///< as recorded: in a damaged table the numbers may be anything
@@ -75,6 +77,10 @@ struct Inspection {
 CASEFILE_API Inspection inspect(const std::string& name, const InspectOptions& options = {});
 /// For a file that is open; nothing is told about an unfinished append.
 CASEFILE_API Inspection inspect(std::shared_ptr<const RandomAccessFile> file, const InspectOptions& options = {});
+
+/// Returns: by the first bytes of a file, what other program's it is ("a gzip file"; zstd, xz, zip and bzip2 are
+///   known, too); null, when none of these. Ten bytes are enough.
+CASEFILE_API const char* foreignFormat(std::span<const std::byte> beginning) noexcept;
 
 }  // namespace casefile
 

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <span>
 #include <string_view>
+
+#include "casefile/inspect.h"
 
 namespace casefile {
 namespace {
@@ -36,7 +40,7 @@ bool isBzip2(std::string_view bytes) {
 
 }  // namespace
 
-const char* foreignFormat(std::span<const unsigned char> beginning) noexcept {
+const char* foreignFormat(std::span<const std::byte> beginning) noexcept {
   const std::string_view bytes(reinterpret_cast<const char*>(beginning.data()), std::min(beginning.size(), kLongest));
   for (const Signature& form : kSignatures) {
     if (bytes.substr(0, form.beginning.size()) == form.beginning) {
@@ -47,9 +51,9 @@ const char* foreignFormat(std::span<const unsigned char> beginning) noexcept {
 }
 
 std::optional<std::string> wordsForForeign(datasource::form::RandomAccessReader& source) {
-  std::array<unsigned char, kLongest> beginning{};
+  std::array<std::byte, kLongest> beginning{};
   const std::size_t count = source.read(beginning.data(), beginning.size(), 0);
-  const char* const format = foreignFormat(std::span(beginning.data(), count));
+  const char* const format = foreignFormat(std::span(beginning).first(count));
   return format == nullptr ? std::nullopt : std::optional("is " + std::string(format) + ", no compressed data file");
 }
 

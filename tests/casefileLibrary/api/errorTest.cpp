@@ -23,7 +23,7 @@ TEST(ErrorText, NamesFileHappeningAndTheSystemsReasonOnOneLine) {
 
 TEST(ErrorText, IsOneLineWhateverTheFileIsCalled) {
   const Error error(ErrorKind::damaged, "block 3 is damaged", {"a\nb\x7F.case", "read", {}, {}, {}});
-  EXPECT_STREQ(error.what(), "a?b?.case: block 3 is damaged");
+  EXPECT_STREQ(error.what(), "a\\x0ab\\x7f.case: block 3 is damaged");
   EXPECT_EQ(error.file(), "a\nb\x7F.case");
 }
 
