@@ -2,14 +2,14 @@
 #include <string>
 
 #include "casefile/appender.h"
-#include "casefile/inspect.h"
+#include "casefile/error.h"
+#include "casefile/plainInput.h"
 #include "dataFile.h"
 #include "failure.h"
 #include "messages.h"
 #include "options.h"
-#include "plainInput.h"
+#include "plainFiles.h"
 #include "progress.h"
-#include "textLines.h"
 
 namespace casefile::program {
 namespace {
@@ -26,24 +26,14 @@ AppenderOptions optionsFor(const Options& options, std::optional<Progress>& prog
 }
 
 void requireOther(const PlainInput& input, const std::string& file) {
-  const auto status = files::statusOf(file);
-  if (status && input.status().identity == status->identity) {
-    throw Failure(file, "is the input too", kRefused);
-  }
-}
-
-void tellFile(const Appender& appender, const Options& options) {
-  if (isSaid(Talk::verbose)) {
-    InspectOptions how;
-    how.row0 = appender.row0();
-    const Inspection told = inspect(openFile(options.file), how);
-    tellPlace(options.file, told.row0, told.swapped, told.blocks.size());
+  if (input.isFile(file)) {
+    throw Error(ErrorKind::usage, "is the input too", {file, "append", {}, {}, {}});
   }
 }
 
 void sayWhatIsLeft(const Appender& appender, const std::string& file) {
   if (const auto left = appender.leftBehind()) {
-    say(file, textOf(*left));
+    say(file, left->happened());
   }
 }
 
@@ -55,19 +45,19 @@ int append(const Options& options) {
   if (appender.tookBack()) {
     say(options.file, "an append that had not finished was taken back");
   }
-  tellFile(appender, options);
-  PlainInput input(options.input);
+  tellPlace(options.file, appender.row0(), appender.swapped(), appender.blockCount());
+  PlainInput input = openInput(options.input);
   requireOther(input, options.file);
   if (options.headerLines) {
-    skipHeaderLines(input, *options.headerLines, appender, options.file);
+    skipHeaderLines(input, *options.headerLines, appender);
   }
-  if (!input.fill()) {
+  if (input.peek().empty()) {
     return kDone;  // nothing to append: the file stays as it is
   }
   const bool goesOnInLine = isSaid(Talk::usual) && endsInsideLine(appender);
-  progress.emplace(input.size());
+  progress.emplace(input.size().value_or(-1));
   try {
-    readAll(input, appender);
+    writeAll(input, appender);
     appender.finish();
   } catch (...) {
     appender.cancel();

@@ -16,11 +16,12 @@
 #include <system_error>
 #include <utility>
 
+#include "casefile/error.h"
 #include "failure.h"
-#include "fileNames.h"
 #include "messages.h"
 #include "options.h"
 #include "progress.h"
+#include "systemCalls.h"
 
 namespace casefile::program {
 namespace {
@@ -64,7 +65,8 @@ constexpr char kThreadsHelp[] = "Threads to work on (as many as the process may 
 std::string withoutSuffix(const std::string& name) {
   const std::size_t length = name.size() - std::min(name.size(), kSuffix.size());
   const bool isWholeName =
-      length == 0 || std::string_view(files::nameSeparators).find(name[length - 1]) != std::string_view::npos;
+      length == 0 ||
+      std::string_view(datasource::platform::nameSeparators).find(name[length - 1]) != std::string_view::npos;
   return isWholeName || name.substr(length) != kSuffix ? std::string() : name.substr(0, length);
 }
 
@@ -337,7 +339,7 @@ class CommandLine {
   Request refuse(const std::string& what) {
     const auto chosen = app_.get_subcommands();
     const std::string command = chosen.empty() ? "casefile" : "casefile " + chosen.front()->get_name();
-    std::fprintf(stderr, "casefile: %s\nTry '%s --help'.\n", escaped(what).c_str(), command.c_str());
+    std::fprintf(stderr, "casefile: %s\nTry '%s --help'.\n", printable(what).c_str(), command.c_str());
     return {nullptr, "", kRefused};
   }
 

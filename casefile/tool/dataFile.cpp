@@ -6,12 +6,14 @@
 #include "casefile/error.h"
 #include "casefile/unfinishedAppend.h"
 #include "failure.h"
-#include "fileNames.h"
 #include "messages.h"
 #include "progress.h"
+#include "systemFile.h"
 
 namespace casefile::program {
 namespace {
+
+namespace files = datasource::platform;
 
 bool isRegularFile(const std::string& name) {
   try {
@@ -47,7 +49,7 @@ bool mentionOpenJournal(const std::string& file) {
 
 void refuseOpenJournal(const std::string& file) {
   if (mentionOpenJournal(file)) {
-    throw Failure(file, "is not read in this state");
+    fail(file, "is not read in this state");
   }
 }
 
@@ -56,13 +58,13 @@ void requireFreeOutput(const Options& options) {
     return;
   }
   if (isRegularFile(options.output)) {
-    throw Failure(options.output, "is there already (--force replaces it)");
+    fail(options.output, "is there already (--force replaces it)");
   }
   const UnfinishedAppend append = unfinishedAppendOf(options.output);
   if (append.isOpen()) {
-    throw Failure(options.output, append.journal +
-                                      " is there: an append to a file of this name has not finished "
-                                      "(--force replaces the file all the same)");
+    fail(options.output, append.journal +
+                             " is there: an append to a file of this name has not finished "
+                             "(--force replaces the file all the same)");
   }
   if (!append.what.empty()) {
     say(options.output, append.what);
@@ -77,7 +79,7 @@ void dropJournalOfReplaced(const Options& options) try {
     say(options.output, journal.what);
   }
 } catch (const Error& error) {
-  say(options.output, "the journal of the file that had this name stays, remove it: " + textOf(error));
+  say(options.output, std::string("the journal of the file that had this name stays, remove it: ") + error.happened());
 }
 
 void tellPlace(const std::string& file, int64 row0, bool swapped, std::size_t blocks) {

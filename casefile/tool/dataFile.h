@@ -14,18 +14,18 @@
 namespace casefile::program {
 
 /// Opens a file for reading, with no cache, and says as a detail what it is.
-/// Raises: Error; Interrupted.
+/// Raises: Error.
 Reader openReader(std::shared_ptr<const RandomAccessFile> file, const Options& options);
 
 /// Says that an append to `file` has not finished, when that is so. Returns: whether it is.
 /// Raises: Error when there is a journal that cannot be read.
 bool mentionOpenJournal(const std::string& file);
-/// Raises: Failure when an append to `file` has not finished; as mentionOpenJournal.
+/// Raises: Error when an append to `file` has not finished; as mentionOpenJournal.
 void refuseOpenJournal(const std::string& file);
 
 /// Looks whether the output may be made under its name, which may be a link to it.
-/// Raises: Failure when a file has the name, or a journal lies beside it, and may not be replaced; Error when the
-///   journal cannot be looked at.
+/// Raises: Error when a file has the name, or a journal lies beside it, and may not be replaced, or the journal
+///   cannot be looked at.
 void requireFreeOutput(const Options& options);
 /// Removes the journal of the file whose name the output has been given, and says so when that matters.
 void dropJournalOfReplaced(const Options& options);

@@ -13,6 +13,9 @@
 namespace casefile::program {
 namespace {
 
+// The operation of an Error about standard output, or a device or pipe that stands for it.
+constexpr char kPrinting[] = "print";
+
 // Whether case data were found, and others behind them.
 bool isAmbiguous(const Error& error) {
   return error.kind() == ErrorKind::notADataFile && error.operation() == "choose";
@@ -39,52 +42,52 @@ const char* adviceFor(const Error& error) {
   return "";
 }
 
+// Returns: the signal by which the program is to end now, or 0. A file that an interrupted call leaves behind is named.
+int endingSignal(const std::exception_ptr& error) try { std::rethrow_exception(error); } catch (const Error& failure) {
+  const int signal = platform::endRequested();
+  if (signal != 0 && !failure.leftBehind().empty()) {
+    say(failure.file(), failure.happened());
+  }
+  const bool isReaderGone = failure.operation() == kPrinting && failure.code() == std::errc::broken_pipe;
+  return signal == 0 && isReaderGone ? platform::brokenPipeSignal() : signal;
+} catch (...) {
+  return platform::endRequested();
+}
+
 }  // namespace
 
-void throwIfInterrupted() {
-  if (const int signal = platform::endRequested(); signal != 0) {
-    throw Interrupted{signal};
-  }
+void fail(const std::string& file, const std::string& what) {
+  throw Error(ErrorKind::system, what, {file, "do", {}, {}, {}});
+}
+
+void failToWrite(const std::string& output, std::error_code error) {
+  throw Error(ErrorKind::system, "cannot be written", {output, kPrinting, error, {}, {}});
 }
 
 void requirePrinted() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    if (errno == EPIPE && platform::brokenPipeSignal() != 0) {
-      throw Interrupted{platform::brokenPipeSignal()};
-    }
-    throw Failure("standard output", "cannot be written: " + systemWords(errno));
+    failToWrite("standard output", {errno, std::generic_category()});
   }
 }
 
-std::string textOf(const Error& error) { return error.happened(); }
-
-std::string systemWords(int error) { return std::generic_category().message(error); }
-
 int report(const std::exception_ptr& error, const std::string& file) {
-  if (const int signal = platform::endRequested(); signal != 0) {
+  if (const int signal = endingSignal(error); signal != 0) {
     StatusLine::wipe();
     platform::endBySignal(signal);
   }
   try {
     std::rethrow_exception(error);
-  } catch (const Failure& failure) {
-    say(failure.file(), failure.what());
-    return failure.code();
   } catch (const Error& failure) {
-    say(failure.file(), textOf(failure) + adviceFor(failure));
+    say(failure.file(), std::string(failure.happened()) + adviceFor(failure));
     return exitCodeFor(failure);
   } catch (const std::system_error& failure) {
-    say(file, systemWords(failure.code().value()));
-    return kFailed;
+    say(file, failure.code().message());
   } catch (const std::bad_alloc&) {
     say(file, "not enough memory");
-    return kFailed;
-  } catch (const Interrupted& interrupted) {
-    platform::endBySignal(interrupted.signal);
   } catch (const std::exception& other) {
     say(file, other.what());
-    return kFailed;
   }
+  return kFailed;
 }
 
 int forEachFile(const std::vector<std::string>& files, const std::function<int(const std::string&)>& work) {
@@ -93,8 +96,6 @@ int forEachFile(const std::vector<std::string>& files, const std::function<int(c
     int code = kDone;
     try {
       code = work(file);
-    } catch (const Interrupted&) {
-      throw;
     } catch (...) {
       code = report(std::current_exception(), file);
     }

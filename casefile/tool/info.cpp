@@ -4,8 +4,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "casefile/block.h"
+#include "casefile/error.h"
 #include "casefile/inspect.h"
-#include "compressedForm.h"
 #include "dataFile.h"
 #include "failure.h"
 #include "messages.h"
@@ -22,7 +23,7 @@ struct Facts {
   const Inspection& told;
   bool openJournal;
   int64 caseBytes() const { return told.logicalSize - told.row0; }
-  int64 compressedBytes() const { return told.blocksEnd - told.row0 - static_cast<int64>(kHeadingSize); }
+  int64 compressedBytes() const { return told.blocksEnd - told.blocksStart; }
   double ratio() const { return static_cast<double>(caseBytes()) / static_cast<double>(compressedBytes()); }
   const char* byteOrder() const { return told.byteOrder == std::endian::little ? "little" : "big"; }
 };
@@ -67,7 +68,7 @@ void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
                {"caseDataSize", facts.caseBytes()},
                {"compressedSize", facts.compressedBytes()},
                {"ratio", facts.compressedBytes() > 0 ? Json(facts.ratio()) : Json(nullptr)},
-               {"blockSize", kBlockSize},
+               {"blockSize", blockSize()},
                {"blockCount", told.blocks.size()},
                {"tablePosition", told.tablePosition},
                {"tableSize", told.tableSize},
@@ -92,7 +93,7 @@ std::string size(int64 bytes) {
 
 void printText(const std::string& file, const Facts& facts, bool withBlocks) {
   const Inspection& told = facts.told;
-  printRow("file", escaped(file));
+  printRow("file", printable(file));
   printRow("file size", size(told.fileSize));
   printRow("logical size", size(told.logicalSize));
   printRow("row 0", std::to_string(told.row0));

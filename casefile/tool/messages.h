@@ -2,7 +2,6 @@
 #define CASEFILE_PROGRAM_MESSAGES_H
 
 #include <string>
-#include <string_view>
 
 namespace casefile::program {
 
@@ -18,14 +17,10 @@ void setTalk(Talk talk) noexcept;
 /// Returns: whether what belongs to `least` is said.
 bool isSaid(Talk least) noexcept;
 
-/// Prints `casefile: FILE: WHAT`, escaped, on standard error. Threads: any.
+/// Prints `casefile: FILE: WHAT`, made printable(), on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
 /// Says a detail of the way, when the user wants to hear it. Threads: any.
 void sayDetail(const std::string& file, const std::string& what);
-
-/// Returns: a text in which control characters, which could steer a terminal, and bytes that are no letter in UTF-8,
-///   some of which are such characters to some terminals, stand as `\xNN`.
-std::string escaped(std::string_view text);
 
 /// The one line of standard error that is written over and over, and goes before anything else is said.
 ///

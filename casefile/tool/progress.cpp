@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <utility>
 #include <vector>
 
-#include "failure.h"
 #include "messages.h"
 #include "platform/process.h"
 
@@ -84,30 +84,49 @@ Progress::Progress(int64 total, Display& display)
       start_(display.now()),
       nextDraw_(start_ + kBeforeFirstDraw) {}
 
-Progress::~Progress() {
-  if (shown_ && (drawn_ || askedFor_)) {
+void Progress::leave() {
+  if (shown_ && (drawn_ || (askedFor_ && begun_))) {
     draw(display_.now());
     display_.leave();
   }
 }
 
 void Progress::advance(int64 bytes) {
-  throwIfInterrupted();
   done_ += bytes;
+  begun_ = true;
   if (!shown_) {
     return;
   }
-  const std::unique_lock<std::mutex> lock(drawing_, std::try_to_lock);
-  if (const auto now = display_.now(); lock.owns_lock() && now >= nextDraw_) {
+  if (const auto now = display_.now(); now >= nextDraw_) {
     draw(now);
     nextDraw_ = now + kBetweenDraws;
   }
 }
 
+void Progress::beginAnew(Phase phase) {
+  if (phase_) {
+    leave();
+    start_ = display_.now();
+    nextDraw_ = start_ + kBeforeFirstDraw;
+    drawn_ = false;
+    done_ = 0;
+  }
+  phase_ = phase;
+  followed_ = 0;
+}
+
 Next Progress::follow(const casefile::Progress& now) {
-  const bool isMore = isShownPhase(now.phase) && now.bytesDone > followed_;
-  advance(isMore ? now.bytesDone - followed_ : 0);
-  followed_ = isMore ? now.bytesDone : followed_;
+  if (onlyInterrupted(now) == Next::stop) {
+    return Next::stop;
+  }
+  if (isShownPhase(now.phase)) {
+    if (phase_ != now.phase || now.bytesDone < followed_) {
+      beginAnew(now.phase);
+    }
+    total_ = now.bytesInAll > 0 ? now.bytesInAll : total_;
+    advance(now.bytesDone - followed_);
+    followed_ = now.bytesDone;
+  }
   return Next::proceed;
 }
 
@@ -117,36 +136,23 @@ void Progress::draw(Display::Clock::time_point now) {
 }
 
 std::string Progress::line(double seconds) const {
-  const int64 done = done_;
-  const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
+  const double rate = seconds > 0 ? static_cast<double>(done_) / seconds : 0;
   std::array<char, 64> rateText{};
   std::snprintf(rateText.data(), rateText.size(), "%.1f MB/s", rate / kMega);
   std::vector<std::string> parts;
   if (total_ < 0) {
-    parts = {readable(done), rateText.data()};
+    parts = {readable(done_), rateText.data()};
   } else {
-    parts = {percentage(done, total_), readable(done) + " of " + readable(total_), rateText.data()};
+    parts = {percentage(done_, total_), readable(done_) + " of " + readable(total_), rateText.data()};
   }
-  if (done < total_ && rate > 0) {
-    parts.push_back(clockTime(static_cast<double>(total_ - done) / rate) + " left");
+  if (done_ < total_ && rate > 0) {
+    parts.push_back(clockTime(static_cast<double>(total_ - done_) / rate) + " left");
   }
   return joined(parts, display_.columns());
 }
 
-Next EachPhase::follow(const casefile::Progress& now) {
-  if (!isShownPhase(now.phase)) {
-    return onlyInterrupted(now);
-  }
-  if (!shown_ || last_.phase != now.phase || now.bytesDone < last_.bytesDone) {
-    shown_.emplace(now.bytesInAll);
-  }
-  last_ = now;
-  return shown_->follow(now);
-}
-
 Next onlyInterrupted(const casefile::Progress& /*now*/) {
-  throwIfInterrupted();
-  return Next::proceed;
+  return platform::endRequested() == 0 ? Next::proceed : Next::stop;
 }
 
 std::string readable(int64 bytes) {

@@ -1,10 +1,8 @@
 #ifndef CASEFILE_PROGRAM_PROGRESS_H
 #define CASEFILE_PROGRAM_PROGRESS_H
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -35,7 +33,7 @@ class Display {
 /// of it that is and the time left. Of work that takes less than half a second nothing is shown, unless the user asked
 /// for progress.
 ///
-/// Threads: advance may be called from any thread.
+/// Threads: one at a time.
 class Progress {
  public:
   enum class When { terminal, always, never };
@@ -43,44 +41,37 @@ class Progress {
   static void show(When when) noexcept;
 
   /// `total` bytes are to be done; -1 when that is not known.
-  explicit Progress(int64 total, Display& display = Display::standardError());
+  explicit Progress(int64 total = -1, Display& display = Display::standardError());
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  ~Progress();
+  ~Progress() { leave(); }
 
-  /// `bytes` more are done. Raises: Interrupted when a signal has asked the program to end.
+  /// `bytes` more are done.
   void advance(int64 bytes);
-  /// What the one library's call that is shown tells is done. Raises: as advance. Threads: one at a time.
+  /// Is the callback of one of the library's calls, and shows each of its phases in which blocks are read or written.
+  /// Returns: `stop` when a signal has asked the program to end.
   Next follow(const casefile::Progress& now);
 
  private:
+  void beginAnew(Phase phase);
+  void leave();
   void draw(Display::Clock::time_point now);
   std::string line(double seconds) const;
 
   Display& display_;
   const bool shown_;
   const bool askedFor_;
-  const int64 total_;
-  std::atomic<int64> done_ = 0;
-  int64 followed_ = 0;  // of the bytes done, those that the call told
-  const Display::Clock::time_point start_;
-  std::mutex drawing_;
+  int64 total_;
+  int64 done_ = 0;
+  std::optional<Phase> phase_;  // that the call is in
+  int64 followed_ = 0;          // of the bytes done, those that the call told in this phase
+  Display::Clock::time_point start_;
   Display::Clock::time_point nextDraw_;
+  bool begun_ = false;
   bool drawn_ = false;
 };
 
-/// A progress callback that shows each phase of a call in which blocks are read or written.
-class EachPhase {
- public:
-  /// Raises: Interrupted when a signal has asked the program to end.
-  Next follow(const casefile::Progress& now);
-
- private:
-  std::optional<Progress> shown_;
-  casefile::Progress last_;
-};
-
-/// A progress callback that shows nothing. Raises: Interrupted when a signal has asked the program to end.
+/// A progress callback that shows nothing. Returns: as Progress::follow.
 Next onlyInterrupted(const casefile::Progress& now);
 
 /// Returns: a count of bytes as people read it, such as "3.4 MB".

@@ -55,7 +55,7 @@ std::string results(const Recovery& told) {
 
 // Recovers, and looks at the output's name when the input has turned out to be one that can be rescued.
 Recovery recovered(const Options& options) {
-  EachPhase shown;
+  Progress shown;
   RecoverOptions how = howFor(options);
   how.progress = [&shown, &options, isFree = false](const casefile::Progress& now) mutable {
     if (now.phase == Phase::writing && !isFree) {

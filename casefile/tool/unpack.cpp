@@ -3,9 +3,8 @@
 #include "casefile/randomAccessFile.h"
 #include "dataFile.h"
 #include "failure.h"
-#include "fileNames.h"
 #include "options.h"
-#include "plainOutput.h"
+#include "plainFiles.h"
 #include "progress.h"
 
 namespace casefile::program {

@@ -13,7 +13,7 @@ namespace casefile::program {
 namespace {
 
 Verification verified(const std::string& file, const Options& options) {
-  EachPhase shown;
+  Progress shown;
   VerifyOptions how;
   how.row0 = options.row0;
   how.byteOrder = options.byteOrder();

@@ -1,48 +1,49 @@
-#include "plainOutput.h"
+#include "plainFiles.h"
 
-#include <cerrno>
 #include <cstddef>
 #include <span>
 #include <system_error>
 
 #include "failure.h"
-#include "fileNames.h"
 #include "platform/process.h"
 #include "progress.h"
+#include "systemFile.h"
 
 namespace casefile::program {
 namespace {
 
-files::SystemFile open(const std::string& name) {
+namespace files = datasource::platform;
+
+bool mustEnd() noexcept { return platform::endRequested() != 0; }
+
+files::SystemFile openOutput(const std::string& name) {
   if (name == kStandardStream) {
     return files::SystemFile::standardOutput();
   }
   auto file = files::SystemFile::open(name, files::kOpenWrite);
   if (file.status().kind != files::FileKind::other) {
-    throw Failure(name, "was given to another file meanwhile");
+    fail(name, "was given to another file meanwhile");
   }
   return file;
 }
 
-[[noreturn]] void fail(const std::string& name, int error) {
-  throwIfInterrupted();
-  if (error == EPIPE && platform::brokenPipeSignal() != 0) {
-    throw Interrupted{platform::brokenPipeSignal()};
-  }
-  throw Failure(name == kStandardStream ? "standard output" : name, "cannot be written: " + systemWords(error));
-}
-
-// Does what raises the system's errors about the output.
+// Does what raises the system's errors about an output.
 template <typename Work>
 auto withErrors(const std::string& name, Work work) {
   try {
     return work();
   } catch (const std::system_error& error) {
-    fail(name, error.code().value());
+    failToWrite(name == kStandardStream ? "standard output" : name, error.code());
   }
 }
 
 }  // namespace
+
+PlainInput openInput(const std::string& name) {
+  PlainInput input = name == kStandardStream ? PlainInput::fromDescriptor(0, "standard input") : PlainInput::open(name);
+  input.giveUpWhen(mustEnd);
+  return input;
+}
 
 bool isDevice(const std::string& name) {
   try {
@@ -54,8 +55,8 @@ bool isDevice(const std::string& name) {
 }
 
 void writeOut(const Reader& reader, LogicalRange range, const std::string& name) {
-  files::SystemFile file = withErrors(name, [&] { return open(name); });
-  file.giveUpWhen([]() noexcept { return platform::endRequested() != 0; });
+  files::SystemFile file = withErrors(name, [&] { return openOutput(name); });
+  file.giveUpWhen(mustEnd);
   Progress progress(range.size);
   const auto write = [&](std::span<const std::byte> bytes, int64 /*position*/) {
     const platform::InterruptibleCalls toWaitIn;
