@@ -19,7 +19,7 @@ Error::Place withLeftBehind(Error::Place place, const std::string& name) {
 }  // namespace
 
 Error::Error(const std::string& text, ErrorKind kind, std::shared_ptr<const Place> place)
-    : std::runtime_error(text), kind_(kind), happenedAt_(inFront(*place).size()), place_(std::move(place)) {}
+    : std::runtime_error(text), kind_(kind), place_(std::move(place)) {}
 
 // Braces keep the order: the place is looked at before it is moved.
 Error::Error(ErrorKind kind, const std::string& happened, Place place)
@@ -28,6 +28,8 @@ Error::Error(ErrorKind kind, const std::string& happened, Place place)
 Error::Error(const Error& error, const std::string& leftBehind)
     : Error(error.what() + printable("; its working file " + leftBehind + " cannot be removed and must be"),
             error.kind_, std::make_shared<const Place>(withLeftBehind(*error.place_, leftBehind))) {}
+
+std::string Error::happened() const { return what() + inFront(*place_).size(); }
 
 Error::Error(const Error&) noexcept = default;
 Error& Error::operator=(const Error&) noexcept = default;

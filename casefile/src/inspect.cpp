@@ -21,6 +21,8 @@ std::vector<Block> blocksOf(const Layout& layout) {
   return blocks;
 }
 
+static_assert(kHeadingSize == 24, "Inspection::blocksStart()");
+
 }  // namespace
 
 Inspection inspect(std::shared_ptr<const RandomAccessFile> file, const InspectOptions& options) {
@@ -36,7 +38,6 @@ Inspection inspect(std::shared_ptr<const RandomAccessFile> file, const InspectOp
   told.tablePosition = layout.heading._infoPos;
   told.tableSize = layout.heading._size;
   told.logicalSize = layout.logicalEnd();
-  told.blocksStart = told.row0 + static_cast<int64>(kHeadingSize);
   told.blocksEnd = layout.blocksEnd();
   told.deadBytes = layout.fileSize - layout.tableEnd();
   told.blocks = blocksOf(layout);

@@ -34,8 +34,7 @@ void explainByAppend(const Error& error, const std::string& name) {
     return;
   }
   if (const UnfinishedAppend append = unfinishedAppendOf(name); append.isOpen()) {
-    throw Error(error.kind(),
-                std::string(error.happened()) + " (an append to it has not finished: " + append.journal + " is there)",
+    throw Error(error.kind(), error.happened() + " (an append to it has not finished: " + append.journal + " is there)",
                 {error.file(), error.operation(), {}, error.filePosition(), error.range()});
   }
 }

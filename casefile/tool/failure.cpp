@@ -78,7 +78,7 @@ int report(const std::exception_ptr& error, const std::string& file) {
   try {
     std::rethrow_exception(error);
   } catch (const Error& failure) {
-    say(failure.file(), std::string(failure.happened()) + adviceFor(failure));
+    say(failure.file(), failure.happened() + adviceFor(failure));
     return exitCodeFor(failure);
   } catch (const std::system_error& failure) {
     say(file, failure.code().message());

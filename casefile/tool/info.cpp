@@ -23,7 +23,7 @@ struct Facts {
   const Inspection& told;
   bool openJournal;
   int64 caseBytes() const { return told.logicalSize - told.row0; }
-  int64 compressedBytes() const { return told.blocksEnd - told.blocksStart; }
+  int64 compressedBytes() const { return told.blocksEnd - told.blocksStart(); }
   double ratio() const { return static_cast<double>(caseBytes()) / static_cast<double>(compressedBytes()); }
   const char* byteOrder() const { return told.byteOrder == std::endian::little ? "little" : "big"; }
 };

@@ -1,7 +1,6 @@
 #ifndef CASEFILE_ERROR_H
 #define CASEFILE_ERROR_H
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -75,13 +74,12 @@ class CASEFILE_API Error : public std::runtime_error {
   const std::string& leftBehind() const noexcept { return place_->leftBehind; }
   // what(): "FILE: what happened: the system's reason", one printable() line.
   /// Returns: what() without the file's name.
-  const char* happened() const noexcept { return what() + happenedAt_; }
+  std::string happened() const;
 
  private:
   CASEFILE_LOCAL Error(const std::string& text, ErrorKind kind, std::shared_ptr<const Place> place);
 
   ErrorKind kind_;
-  std::size_t happenedAt_;              // in what()
   std::shared_ptr<const Place> place_;  // shared, so that a copy raises nothing
 };
 

@@ -38,7 +38,6 @@ struct Inspection {
   std::int64_t tablePosition = 0;               ///< as the heading gives it
   std::int64_t tableSize = 0;                   ///< as the heading gives it
   std::int64_t logicalSize = 0;                 ///< logical end of the case data
-  std::int64_t blocksStart = 0;                 ///< file position of the first block
   std::int64_t blocksEnd = 0;                   ///< file position behind the last block
   std::int64_t deadBytes = 0;                   ///< behind the table
   std::vector<Block> blocks;                    ///< as recorded: in a damaged table the numbers may be anything
@@ -46,6 +45,11 @@ struct Inspection {
   std::vector<Fault> faults;          ///< in the order in which rules are looked at; a thousand and one at most
   UnfinishedAppend unfinishedAppend;  ///< of a file that was opened by its name
 
+  /// Returns: the file position of the first block, behind the heading.
+  std::int64_t blocksStart() const noexcept {
+    constexpr std::int64_t kHeading = 24;  // bytes
+    return row0 + kHeading;
+  }
   /// Returns: whether a Reader would read it, as far as heading and table tell.
   bool readable() const noexcept {
     for (const Fault& fault : faults) {
