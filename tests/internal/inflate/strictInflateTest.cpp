@@ -40,8 +40,7 @@ Outcome byZlib(const std::string& stream, std::size_t capacity) {
   state.next_out = reinterpret_cast<unsigned char*>(dest.data());
   state.avail_out = static_cast<uInt>(capacity);
   const bool taken = inflate(&state, Z_FINISH) == Z_STREAM_END;
-  const Outcome outcome =
-      taken ? Outcome{true, state.total_in, dest.substr(0, state.total_out)} : Outcome{false, 0, ""};
+  Outcome outcome = taken ? Outcome{true, state.total_in, dest.substr(0, state.total_out)} : Outcome{false, 0, ""};
   inflateEnd(&state);
   return outcome;
 }
