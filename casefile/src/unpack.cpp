@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <system_error>
 
@@ -13,15 +14,14 @@
 namespace casefile {
 namespace {
 
-void appearLike(const RandomAccessFile& source, AtomicFile& output) {
+// Nothing for what is no file of the system.
+std::optional<files::FileStatus> statusOf(const RandomAccessFile& source) {
   const auto* const file = dynamic_cast<const RegularFile*>(&source);
   if (file == nullptr) {
-    return;
+    return std::nullopt;
   }
   try {
-    const files::FileStatus status = file->status();
-    output.limitRightsTo(status);
-    output.takeTimesOf(status);
+    return file->status();
   } catch (const std::system_error& error) {
     throw Error(ErrorKind::system, "cannot be read", {file->name(), "status", error.code(), {}, {}});
   }
@@ -41,10 +41,11 @@ void writeContents(const Reader& reader, AtomicFile& output, const ProgressCallb
 }  // namespace
 
 void unpack(const Reader& reader, const std::string& output, const UnpackOptions& options) {
-  const auto source = reader.file();
+  const auto source = options.preserve ? statusOf(*reader.file()) : std::nullopt;
   AtomicFile file(output, AtomicFile::Rules{options.replace, options.sync});
-  if (options.preserve) {
-    appearLike(*source, file);
+  if (source) {
+    file.limitRightsTo(*source);
+    file.takeTimesOf(*source);
   }
   file.make([&] { writeContents(reader, file, options.progress); });
 }
