@@ -83,7 +83,7 @@ def install_components(cmake, source, build, work):
             ("runtime", lambda name: ".so." not in name and not name.endswith(".dll")),
             ("development", lambda name: ".so." in name or name.endswith(".dll")),
             ("tools", lambda name: "casefile" not in name or name.endswith((".h", ".dll")) or ".so" in name),
-            ("documentation", lambda name: not name.endswith((".md", ".txt", "LICENSE")))):
+            ("documentation", lambda name: not name.endswith((".md", ".svg", ".txt", "LICENSE")))):
         strangers = sorted(filter(wrong, parts[component]))
         if strangers:
             sys.exit(f"not of {component}: {strangers}")
