@@ -81,7 +81,8 @@ def about_class_tables(name):
 # Windows exports whole classes, their private helpers too; elsewhere those stay inside.
 PRIVATE_HELPERS = re.compile(r"VORN_FileStream::(MakeWorker|ReadAhead|ReadDirect|ReadInSteps|ReadThroughBuffer|WriteInSteps)\("
                              r"|zcmpsFilestr::(KeepsInvariants|OpenForUpdate|UseFile)\(|zlibCompressBlock::runOnce\("
-                             r"|casefile::(Reader|Writer|Appender)::(\w+\(std::unique_ptr|impl\(|requireReadable\()")
+                             r"|casefile::(Reader|Writer|Appender|PlainInput)::(\w+\(std::unique_ptr|impl\(|requireReadable\()"
+                             r"|casefile::Error::Error\(.*, std::shared_ptr<")
 
 
 def differences(ours, others):
