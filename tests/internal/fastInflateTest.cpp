@@ -216,13 +216,8 @@ class UncheckedRule : public ::testing::Test {
 using support::codeLength;
 using support::DeflateBits;
 using support::lettersAndEnd;
+using support::with;
 using support::zeros;
-
-std::vector<support::LengthStep> with(std::vector<support::LengthStep> steps,
-                                      const std::vector<support::LengthStep>& more) {
-  steps.insert(steps.end(), more.begin(), more.end());
-  return steps;
-}
 
 TEST(DeflateBits, AStreamThatKeepsTheRulesIsTakenByZlib) {
   DeflateBits bits;

@@ -35,6 +35,12 @@ inline std::vector<LengthStep> lettersAndEnd(std::size_t count, bool shortest = 
   return steps;
 }
 
+/// Returns: `steps` and `more` behind them.
+inline std::vector<LengthStep> with(std::vector<LengthStep> steps, const std::vector<LengthStep>& more) {
+  steps.insert(steps.end(), more.begin(), more.end());
+  return steps;
+}
+
 /// A deflate stream written bit by bit, for streams that no compressor makes.
 class DeflateBits {
  public:

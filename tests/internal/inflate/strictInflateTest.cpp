@@ -369,13 +369,8 @@ TEST(StrictInflate, SymbolsThatMeanNothingAreRefused) {
 using support::codeLength;
 using support::DeflateBits;
 using support::lettersAndEnd;
+using support::with;
 using support::zeros;
-
-std::vector<support::LengthStep> with(std::vector<support::LengthStep> steps,
-                                      const std::vector<support::LengthStep>& more) {
-  steps.insert(steps.end(), more.begin(), more.end());
-  return steps;
-}
 
 TEST(StrictInflate, HeadsOfDynamicBlocksThatBreakNoRuleAreTaken) {
   DeflateBits bits;
