@@ -156,7 +156,10 @@ class File(io.RawIOBase):
         """Returns: the case data's records ``start`` up to ``stop``, numbered from 0, as an array, decoded straight into
         it. Bytes of an incomplete last record are left out.
         """
-        import numpy
+        try:
+            import numpy
+        except ImportError as missing:
+            raise ImportError("File.records needs numpy, which is not installed") from missing
         kind = numpy.dtype(dtype)
         if kind.itemsize == 0 or kind.hasobject:
             raise ValueError(f"records of {kind} cannot be read out of bytes")

@@ -11,7 +11,6 @@ import casefile
 faulthandler.dump_traceback_later(500, exit=True)
 
 
-
 def pytest_addoption(parser):
     parser.addoption("--mebibytes", type=int, default=32, help="of the files that worker processes share")
 
