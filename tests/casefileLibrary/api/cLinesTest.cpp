@@ -75,7 +75,9 @@ TEST_F(CLines, ALineMayLieInSeveralBlocks) {
 }
 
 TEST_F(CLines, DamageIsToldWhereItIsMetAndAgain) {
-  readerOf(std::string(kBlock - 1, 'a') + "\n" + std::string(1000, 'b'));
+  std::string text(kBlock, 'a');
+  text.back() = '\n';
+  readerOf(text.append(1000, 'b'));
   std::string bytes = folder_.readWhole("data.case");
   const auto sound = support::readerOver(bytes);
   casefile_block block{};
