@@ -13,6 +13,7 @@ faulthandler.dump_traceback_later(500, exit=True)
 
 def pytest_addoption(parser):
     parser.addoption("--mebibytes", type=int, default=32, help="of the files that worker processes share")
+    parser.addoption("--kill-writers", action="store_true", help="kill workers that write a file together, too")
 
 
 RECORD = numpy.dtype([("number", "<i8"), ("value", "<f8")])
