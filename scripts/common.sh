@@ -35,15 +35,19 @@ leaves_nothing_behind() {
   return "$status"
 }
 
-# shows LOG COMMAND...: runs it, keeps all that it prints in LOG and shows what matters of it; all of it where
-# DATASOURCE_VERBOSE is set.
+# shows LOG COMMAND...: runs it, keeps all that it prints in LOG and shows what matters of it. Where
+# DATASOURCE_VERBOSE is set it shows all, and what matters once more at the end when the command fails.
 shows() {
-  local log=$1 filter=(python3 -B "${BASH_SOURCE[0]%/*}/showWhatMatters.py")
+  local log=$1 matters=(python3 -B "${BASH_SOURCE[0]%/*}/showWhatMatters.py") filter status=0
   shift
   mkdir -p "$(dirname "$log")"
+  filter=("${matters[@]}")
   if [ -n "${DATASOURCE_VERBOSE:-}" ]; then filter=(cat); fi
-  local status=0
   "$@" 2>&1 | tee "$log" | "${filter[@]}" || status=$?
+  if [ "$status" -ne 0 ] && [ -n "${DATASOURCE_VERBOSE:-}" ]; then
+    echo "what went wrong:"
+    "${matters[@]}" <"$log" | tail -n 60
+  fi
   echo "all of the output: $log"
   return "$status"
 }
