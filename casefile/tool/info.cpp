@@ -1,3 +1,4 @@
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdio>
@@ -57,6 +58,24 @@ Json faultList(const Inspection& told) {
   return faults;
 }
 
+// Escapes the control characters that JSON lets stand, U+007F to U+009F: a terminal may obey them. Requires: UTF-8.
+std::string withoutControls(const std::string& json) {
+  std::string result;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const auto at = [&json](std::size_t place) { return static_cast<unsigned char>(json[place]); };
+    const bool isPair = at(i) == 0xC2 && at(i + 1) < 0xA0;
+    if (!isPair && at(i) != 0x7F) {
+      result += json[i];
+      continue;
+    }
+    i += isPair ? 1 : 0;
+    std::array<char, 8> code{};
+    std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(at(i)));
+    result += code.data();
+  }
+  return result;
+}
+
 void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
   const Inspection& told = facts.told;
   Json json = {{"file", file},
@@ -75,7 +94,7 @@ void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
                {"deadBytes", told.deadBytes},
                {"unfinishedAppend", facts.openJournal},
                {"faults", faultList(told)}};
-  const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
+  const std::string text = withoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace));
   const std::size_t end = text.rfind("\n}");
   std::printf("%s", text.substr(0, end).c_str());
   if (withBlocks) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "casefile/error.h"
 #include "dataFile.h"
 #include "failure.h"
 #include "messages.h"
@@ -74,8 +75,9 @@ bool isOnlyNotAll(const Verification& told) {
 
 void printSound(const std::string& file, const Verification& told) {
   if (isSaid(Talk::usual)) {
-    std::printf("%s: sound: %zu blocks, %lld bytes of case data, %lld dead bytes behind the table\n", file.c_str(),
-                told.blocks, static_cast<long long>(told.caseBytes), static_cast<long long>(told.deadBytes));
+    std::printf("%s: sound: %zu blocks, %lld bytes of case data, %lld dead bytes behind the table\n",
+                printable(file).c_str(), told.blocks, static_cast<long long>(told.caseBytes),
+                static_cast<long long>(told.deadBytes));
     requirePrinted();
   }
 }

@@ -1,3 +1,4 @@
+import json
 import os
 import pathlib
 import unittest
@@ -42,6 +43,18 @@ class NamesWithControlCharacters(CasefileTest):
     def test_are_escaped_where_info_prints_for_people(self):
         self.pack(positions(1000), self.NAME)
         self.assert_shown(self.run_casefile("info", self.path(self.NAME)).stdout.decode())
+
+    def test_are_escaped_where_verify_calls_a_file_sound(self):
+        self.pack(positions(1000), self.NAME)
+        self.assert_shown(self.run_casefile("verify", self.path(self.NAME)).stdout.decode())
+
+    def test_stand_in_json_as_escapes(self):
+        """Some terminals obey U+0080 to U+009F, which JSON would let stand as they are."""
+        self.pack(positions(1000), self.NAME)
+        shown = self.run_casefile("info", "--json", self.path(self.NAME)).stdout
+        for byte in (b"\x1b", b"\x7f", "\u009b".encode()):
+            self.assertNotIn(byte, shown)
+        self.assertEqual(json.loads(shown)["file"], self.path(self.NAME))
 
     def test_do_not_reach_the_terminal_by_way_of_wrong_usage(self):
         result = self.run_casefile("info", "one", self.NAME, expect=2)
