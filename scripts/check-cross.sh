@@ -16,7 +16,6 @@ jobs=${DATASOURCE_JOBS:-$(nproc)}
 left_out=(
   'DeathTest\.|^CipherProcess\.: the program starts itself anew, which this kernel refuses for another processor'\''s'
   '^ExtNameStrCodePage\.: the cross compiler'\''s C library comes without character sets and locales'
-  '^Crossing\.FortyBlocks|^OverrunBlock\.IsCountedOnly: takes longer there than the deadline that stands for a hang'
   '^TransferRead\.FailureAfterAPart: qemu fails a transfer whole that meets memory which is not there'
   '^(Tree|Exports)\.: about the tree and its lists, whatever the processor'
 )

@@ -17,7 +17,8 @@ EMULATOR = [part for part in os.environ.get("CASEFILE_EMULATOR", "").split("|") 
 EMULATED = bool(EMULATOR)
 STARTS_FAST = os.environ.get("CASEFILE_STARTS_FAST") == "1"  # neither emulated nor with a sanitizer
 SMALL_MEMORY = (40 if STARTS_FAST else 1024) * 2 ** 20  # sanitizers keep what was given back
-DEADLINE = 240  # seconds until a program that hangs fails its test
+# Seconds until a program that hangs fails its test: longer where a processor is emulated.
+DEADLINE = 240 * int(os.environ.get("DATASOURCE_TEST_PATIENCE", "1"))
 # A process counts its parent's memory as its own peak; so the parent is a small interpreter.
 MEASURE = """
 import resource, subprocess, sys

@@ -9,7 +9,7 @@ import subprocess
 import sys
 import tempfile
 
-DEADLINE = 60
+DEADLINE = 60 * int(os.environ.get("DATASOURCE_TEST_PATIENCE", "1"))
 
 
 def run(program, step, file):

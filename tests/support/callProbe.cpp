@@ -15,6 +15,8 @@
 #include <thread>
 #include <utility>
 
+#include "support/deadline.h"
+
 namespace support {
 
 using datasource::platform::CRuntimeCalls;
@@ -101,9 +103,10 @@ struct CallProbe::State {
   }
 
   void waitFor(const char* what, std::unique_lock<std::mutex>& lock, const std::function<bool()>& reached) {
-    if (!changed.wait_for(lock, std::chrono::minutes(1), reached)) {
+    const std::chrono::seconds limit = std::chrono::minutes(1) * patience();
+    if (!changed.wait_for(lock, limit, reached)) {
       std::ostringstream state;
-      state << "Call probe: waited a minute for " << what << "; held: " << held << "; calls:\n";
+      state << "Call probe: waited " << limit.count() << " seconds for " << what << "; held: " << held << "; calls:\n";
       for (const Call& call : calls) {
         state << (call.ownThread ? "  " : "  other: ") << call << '\n';
       }

@@ -1,6 +1,7 @@
 #ifndef DATASOURCE_TESTS_DEADLINE_H
 #define DATASOURCE_TESTS_DEADLINE_H
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -13,13 +14,20 @@
 
 namespace support {
 
+/// How many times longer than usual everything may take: more than once where a processor is emulated. The tests'
+/// limits in CMake grow by the same.
+inline int patience() {
+  const char* factor = std::getenv("DATASOURCE_TEST_PATIENCE");
+  return factor == nullptr ? 1 : std::max(1, std::atoi(factor));
+}
+
 /// Ends the process with a message if it still lives when its time is over, so that a hang is a
 /// failure that says where it hung. The time is long: it never decides a test that works.
 class Deadline {
  public:
   /// `what` names the test; `state`, if given, is asked for more. It runs on the deadline's thread.
   explicit Deadline(std::string what, std::function<std::string()> state = nullptr,
-                    std::chrono::seconds limit = std::chrono::seconds(120))
+                    std::chrono::seconds limit = std::chrono::seconds(120) * patience())
       : what_(std::move(what)), state_(std::move(state)), limit_(limit), thread_([this] { watch(); }) {}
 
   ~Deadline() {
