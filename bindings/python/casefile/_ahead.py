@@ -39,7 +39,8 @@ class ahead(io.BufferedIOBase):  # its name is what it does at the place of use
         size = _BLOCK * max(4, 2 * (os.cpu_count() or 1))
         try:
             while position < stop and not self._stopped.is_set():
-                count = min(size, stop - position)
+                # Windows end where blocks do: one that two windows shared would be decoded twice.
+                count = min(size - (position - file.row0) % size, stop - position)
                 window = memoryview(self._take_free(count))[:count]
                 if file.read_into(window, position) != count:
                     raise ValueError("the file holds fewer bytes than it tells of")
@@ -51,9 +52,10 @@ class ahead(io.BufferedIOBase):  # its name is what it does at the place of use
 
     def _take_free(self, size: int) -> bytearray:
         try:
-            return self._free.get_nowait()  # they never grow: all but the last one are of one size
+            window = self._free.get_nowait()
         except queue.Empty:
             return bytearray(size)
+        return window if len(window) >= size else bytearray(size)  # the first one may be short
 
     def _hand_over(self, item: Any) -> None:
         while not self._stopped.is_set():

@@ -2,10 +2,12 @@
 
 import io
 
+import numpy
 import pandas
 import pytest
 
 import casefile
+from casefile._ahead import ahead
 
 
 def expected():
@@ -23,6 +25,30 @@ def test_read_csv_decodes_ahead_of_pandas(table_file):
     assert list(few.square) == [0, 1, 4]
     with open(table_file, "rb") as source:
         assert len(casefile.read_csv(source)) == 500_000
+
+
+class CountedSource(io.BytesIO):
+    """Knows how many bytes were read of it."""
+
+    count = 0
+
+    def readinto(self, buffer):
+        done = super().readinto(buffer)
+        self.count += done
+        return done
+
+
+def test_each_block_is_decoded_once_ahead_of_whoever_reads(tmp_path):
+    """Though the dictionary part is shorter than a block, and the windows begin where it does not end."""
+    plain = numpy.arange(16 * casefile.BLOCK_SIZE // 8 + 1, dtype="i8").tobytes()
+    with casefile.create(tmp_path / "many.case", b"number:int64\n") as writer:
+        writer.write(plain)
+    source = CountedSource((tmp_path / "many.case").read_bytes())
+    with casefile.open(source, threads=1, cache=0) as file:
+        before, blocks = source.count, sum(block.compressed_size for block in file.blocks)
+        with ahead(file, 0) as decoded:
+            assert decoded.read() == b"number:int64\n" + plain
+        assert source.count - before < blocks + len(b"number:int64\n") + blocks // 100
 
 
 def test_pieces_are_for_pandas_itself(table_file):
