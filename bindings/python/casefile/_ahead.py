@@ -42,13 +42,18 @@ class ahead(io.BufferedIOBase):  # its name is what it does at the place of use
                 # Windows end where blocks do: one that two windows shared would be decoded twice.
                 count = min(size - (position - file.row0) % size, stop - position)
                 window = memoryview(self._take_free(count))[:count]
-                if file.read_into(window, position) != count:
+                if file.read_into(window, position, self._require_reader) != count:
                     raise ValueError("the file holds fewer bytes than it tells of")
                 self._hand_over(window)
                 position += count
             self._hand_over(None)
         except BaseException as raised:  # the thread that reads raises it
             self._hand_over(raised)
+
+    def _require_reader(self, _: Any) -> None:
+        """Ends the decoding within a block when nobody reads any more."""
+        if self._stopped.is_set():
+            raise InterruptedError
 
     def _take_free(self, size: int) -> bytearray:
         try:

@@ -1,6 +1,7 @@
 """Tables through pandas."""
 
 import io
+import threading
 
 import numpy
 import pandas
@@ -8,6 +9,8 @@ import pytest
 
 import casefile
 from casefile._ahead import ahead
+
+DEADLINE = 120
 
 
 def expected():
@@ -49,6 +52,36 @@ def test_each_block_is_decoded_once_ahead_of_whoever_reads(tmp_path):
         with ahead(file, 0) as decoded:
             assert decoded.read() == b"number:int64\n" + plain
         assert source.count - before < blocks + len(b"number:int64\n") + blocks // 100
+
+
+def test_whoever_stops_reading_waits_for_one_block_at_most(tmp_path):
+    with casefile.create(tmp_path / "many.case", b"head") as writer:
+        writer.write(bytes(6 * casefile.BLOCK_SIZE))
+    began, go_on = threading.Event(), threading.Event()
+
+    class Held(io.BytesIO):
+        """Holds its reader at the first block, and counts those after it."""
+
+        blocks = None
+
+        def readinto(self, buffer):
+            if self.blocks is not None:
+                self.blocks += 1
+                began.set()
+                assert go_on.wait(DEADLINE)
+            return super().readinto(buffer)
+
+    source = Held((tmp_path / "many.case").read_bytes())
+    with casefile.open(source, threads=1, cache=0) as file:
+        source.blocks = 0
+        decoded = ahead(file, file.row0)
+        assert began.wait(DEADLINE)
+        closing = threading.Thread(target=decoded.close)
+        closing.start()
+        assert decoded._stopped.wait(DEADLINE)
+        go_on.set()
+        closing.join(DEADLINE)
+        assert not closing.is_alive() and source.blocks <= 2
 
 
 def test_pieces_are_for_pandas_itself(table_file):
