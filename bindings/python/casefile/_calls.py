@@ -23,6 +23,13 @@ _PHASES = ("searching", "reading", "writing", "finishing")
 ProgressCallback = Callable[[Progress], Any]
 
 
+def natural(name: str, value: int) -> int:
+    """Returns: the value, which C would take for a huge one if it were negative."""
+    if value < 0:
+        raise ValueError(f"{name} cannot be negative: {value}")
+    return value
+
+
 class Raised:
     """Keeps the first exception of the callbacks of a call or an object."""
 

@@ -6,7 +6,7 @@ import io
 import os
 from typing import TYPE_CHECKING, Any, Iterator, List, NamedTuple, Optional
 
-from ._calls import LongCall, ProgressCallback, checked
+from ._calls import LongCall, ProgressCallback, checked, natural
 from ._library import ffi, lib, owned
 from ._source import Source, opened
 
@@ -62,9 +62,9 @@ class File(io.RawIOBase):
         call = LongCall(progress)
         options = ffi.new("casefile_reader_options*")
         lib.casefile_reader_options_init(options, ffi.sizeof(options[0]))
-        options.row0 = -1 if row0 is None else row0
-        options.threads = threads or 0
-        options.cache_bytes = cache
+        options.row0 = -1 if row0 is None else natural("row0", row0)
+        options.threads = natural("threads", threads or 0)
+        options.cache_bytes = natural("cache", cache)
         options.progress = call.callback
         made = ffi.new("casefile_reader**")
         if name is not None:

@@ -5,7 +5,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import Any, Callable, List, NamedTuple, Optional, Tuple
 
-from ._calls import LongCall, ProgressCallback, checked
+from ._calls import LongCall, ProgressCallback, checked, natural
 from ._file import Block, Range
 from ._library import encoded, ffi, lib, owned
 from ._source import Source, opened
@@ -130,8 +130,8 @@ def _check(options: Any, call: LongCall, source: Source, by_name: Callable[..., 
 def _check_options(row0: Optional[int], threads: Optional[int]) -> Any:
     options = ffi.new("casefile_check_options*")
     lib.casefile_check_options_init(options, ffi.sizeof(options[0]))
-    options.row0 = -1 if row0 is None else row0
-    options.threads = threads or 0
+    options.row0 = -1 if row0 is None else natural("row0", row0)
+    options.threads = natural("threads", threads or 0)
     return options
 
 
@@ -193,10 +193,10 @@ def recover(source: Source, output: Name, *, row0: Optional[int] = None, holes: 
     call = LongCall(progress)
     options = ffi.new("casefile_recover_options*")
     lib.casefile_recover_options_init(options, ffi.sizeof(options[0]))
-    options.row0 = -1 if row0 is None else row0
+    options.row0 = -1 if row0 is None else natural("row0", row0)
     options.holes = _HOLES[holes]
     options.partial = partial
-    options.threads = threads or 0
+    options.threads = natural("threads", threads or 0)
     options.replace = replace
     options.sync = sync
     to = encoded(output)

@@ -5,7 +5,7 @@ from __future__ import annotations
 import errno
 import os
 import threading
-from typing import Any, Dict, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Optional, Tuple, Union
 
 from ._calls import Raised, checked
 from ._library import encoded, ffi, lib, owned
@@ -25,8 +25,9 @@ _in_use: Dict[int, "_Reading"] = {}
 class _Reading:
     """What the callbacks of a source know."""
 
-    def __init__(self, file: Any) -> None:
+    def __init__(self, file: Any, close: Callable[[], object]) -> None:
         self.file = file
+        self.close = close
         self.raised = Raised()
         self._lock = threading.Lock()
         self.callbacks = ffi.new("casefile_source_callbacks*")
@@ -41,7 +42,8 @@ class _Reading:
 
     def _tell_length(self, _: Any, length: Any) -> int:
         with self._lock:
-            length[0] = self.file.seek(0, os.SEEK_END)
+            self.file.seek(0, os.SEEK_END)
+            length[0] = self.file.tell()  # not what seek() returns: some return nothing
         return 0
 
     def _read(self, _: Any, buffer: Any, size: int, position: int, done: Any) -> int:
@@ -62,17 +64,29 @@ class _Reading:
 
 @ffi.callback("void(void*)")  # type: ignore[misc]
 def _release(user: Any) -> None:
-    _in_use.pop(int(ffi.cast("intptr_t", user)), None)
+    reading = _in_use.pop(int(ffi.cast("intptr_t", user)), None)
+    if reading is not None:
+        reading.close()
+
+
+def _file_of(source: Any) -> Tuple[Any, Callable[[], object]]:
+    """Returns: the file to read, and what is called when it is not wanted any more: what the program has opened stays
+    open, what fsspec.open() gives has yet to be opened.
+    """
+    if hasattr(source, "seek") and hasattr(source, "read"):
+        return source, lambda: None
+    if hasattr(source, "fs") and hasattr(source, "open"):
+        return source.open(), source.close
+    raise TypeError(f"a name or a file object that can be read and sought is wanted, not {type(source).__name__}")
 
 
 class ObjectSource:
     """The library's source over a Python file object, which is read by one thread at a time."""
 
-    def __init__(self, file: Any) -> None:
-        if not (hasattr(file, "seek") and hasattr(file, "read")):
-            raise TypeError(f"a name or a file object that can be read and sought is wanted, not {type(file).__name__}")
-        self.name = str(getattr(file, "name", None) or getattr(file, "path", None) or type(file).__name__)
-        reading = _Reading(file)
+    def __init__(self, source: Any) -> None:
+        file, close = _file_of(source)
+        self.name = str(getattr(source, "name", None) or getattr(source, "path", None) or type(source).__name__)
+        reading = _Reading(file, close)
         self.raised = reading.raised
         made = ffi.new("casefile_source**")
         name = os.fsencode(self.name)

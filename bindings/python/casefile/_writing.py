@@ -6,7 +6,7 @@ import os
 from types import TracebackType
 from typing import Any, Callable, Iterable, Optional, Type, Union
 
-from ._calls import LongCall, ProgressCallback, checked
+from ._calls import LongCall, ProgressCallback, checked, natural
 from ._file import BLOCK_SIZE
 from ._library import encoded, ffi, lib, owned
 
@@ -87,7 +87,7 @@ class Writer(_Output):
         options = ffi.new("casefile_writer_options*")
         lib.casefile_writer_options_init(options, ffi.sizeof(options[0]))
         options.encoder = _encoder(encoder)
-        options.threads = threads or 0
+        options.threads = natural("threads", threads or 0)
         options.replace = replace
         options.sync = sync
         options.progress = self._call.callback
@@ -140,9 +140,9 @@ class Appender(_Output):
         super().__init__(name, progress)
         options = ffi.new("casefile_appender_options*")
         lib.casefile_appender_options_init(options, ffi.sizeof(options[0]))
-        options.row0 = -1 if row0 is None else row0
+        options.row0 = -1 if row0 is None else natural("row0", row0)
         options.encoder = _encoder(encoder)
-        options.threads = threads or 0
+        options.threads = natural("threads", threads or 0)
         options.progress = self._call.callback
         made = ffi.new("casefile_appender**")
         self._call.run(lambda error: lib.casefile_appender_open(encoded(name), options, made, error))

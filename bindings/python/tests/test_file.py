@@ -1,6 +1,7 @@
 """Reading."""
 
 import io
+import mmap
 import os
 import signal
 import threading
@@ -108,6 +109,48 @@ def test_opens_objects_and_memory(record_file):
     assert casefile.open(bytearray(data)).read_at(0, ROW0) == DICTIONARY
     with pytest.raises(TypeError):
         casefile.open(17)
+
+
+class Silent:
+    """A file whose seek() says nothing, and that has no readinto()."""
+
+    def __init__(self, data):
+        self._file = io.BytesIO(data)
+
+    def seek(self, *where):
+        self._file.seek(*where)
+
+    def tell(self):
+        return self._file.tell()
+
+    def read(self, size):
+        return self._file.read(size)
+
+
+class Grudging(io.BytesIO):
+    """Gives few bytes at a time."""
+
+    def readinto(self, buffer):
+        return super().readinto(memoryview(buffer)[:100_000])
+
+
+def test_opens_whatever_can_be_sought(record_file):
+    data = record_file.read_bytes()
+    with open(record_file, "rb") as file, mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ) as mapped:
+        for source in (Silent(data), Grudging(data), mapped):
+            with casefile.open(source) as opened:
+                assert numpy.array_equal(opened.records(RECORD), records(1_000_000))
+
+
+def test_arguments_below_zero_are_refused(record_file, tmp_path):
+    for call in (lambda: casefile.open(record_file, threads=-1), lambda: casefile.open(record_file, cache=-1),
+                 lambda: casefile.open(record_file, row0=-1), lambda: casefile.verify(record_file, threads=-1),
+                 lambda: casefile.recover(record_file, tmp_path / "new.case", threads=-1),
+                 lambda: casefile.append(record_file, threads=-1),
+                 lambda: casefile.create(tmp_path / "new.case", b"head", threads=-1)):
+        with pytest.raises(ValueError, match="negative"):
+            call()
+    assert not list(tmp_path.iterdir())
 
 
 class FailingSource(io.BytesIO):
