@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import io
 import os
-from typing import TYPE_CHECKING, Any, Iterator, List, NamedTuple, Optional
+from typing import TYPE_CHECKING, Any, Iterator, List, NamedTuple, Optional, cast
 
 from ._calls import LongCall, ProgressCallback, checked, natural
 from ._library import ffi, lib, owned
@@ -174,8 +174,9 @@ class File(io.RawIOBase):
     def lines(self, encoding: str = "utf-8", errors: str = "strict", start: Optional[int] = None) -> Iterator[str]:
         """Yields the lines of the case data, without their line ends, decoding on all threads ahead of them."""
         from ._ahead import ahead
+        # What a TextIOWrapper takes has other types in each version of Python's.
         with ahead(self, self.row0 if start is None else start) as decoded, \
-                io.TextIOWrapper(decoded, encoding, errors, newline="") as text:  # type: ignore[arg-type]
+                io.TextIOWrapper(cast(Any, decoded), encoding, errors, newline="") as text:
             for line in text:
                 yield line.rstrip("\r\n")
 
