@@ -24,9 +24,6 @@ int PreIOThread_Tri_R_D::newThreadForDecompress::callBack(void* prtData) {
 }
 
 int PreIOThread_Tri_R_D::ReadSteps::callBack(void* prtData) {
-  if (prtData == nullptr) {
-    return newThreadForRead::callBack(prtData);
-  }
   auto* const pParent = static_cast<PreIOThread_Tri_R_D*>(static_cast<PreIOThreadBase*>(prtData));
   while (!pParent->PreIOThread_Tri_R_D::readThreadStep()) {
   }

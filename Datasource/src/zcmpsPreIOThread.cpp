@@ -12,7 +12,7 @@ constexpr const wchar_t* kSource = L"Datasource/src/zcmpsPreIOThread";
 /// Runs one step of a worker over and over until it ends. Returns: what a callback returns.
 int runSteps(void* prtData, bool (PreIOThreadBase::*step)()) {
   if (!DATASOURCE_ASSERT(prtData != nullptr, "prtData!=0", kSource)) {
-    DATASOURCE_ASSERT(prtData != nullptr, "pParent!=0", kSource);
+    datasource::platform::reportAssertion(L"pParent!=0", kSource, __LINE__);
     return 0;
   }
   auto* const pParent = static_cast<PreIOThreadBase*>(prtData);

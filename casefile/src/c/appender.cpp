@@ -15,7 +15,6 @@ namespace {
 
 casefile_appender_options defaults() noexcept {
   casefile_appender_options options{};
-  options.size = sizeof(options);
   options.row0 = kNone;
   return options;
 }

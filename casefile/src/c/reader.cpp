@@ -18,7 +18,6 @@ static_assert(CASEFILE_OTHER_BYTE_ORDER == static_cast<int>(ByteOrder::other));
 
 casefile_reader_options defaults() noexcept {
   casefile_reader_options options{};
-  options.size = sizeof(options);
   options.row0 = kNone;
   options.cache_bytes = ReaderOptions{}.cacheBytes;
   return options;

@@ -20,7 +20,6 @@ static_assert(CASEFILE_HOLES_ZERO == static_cast<int>(Holes::zero));
 
 casefile_recover_options defaults() noexcept {
   casefile_recover_options options{};
-  options.size = sizeof(options);
   options.row0 = kNone;
   options.replace = 1;
   return options;

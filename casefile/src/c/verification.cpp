@@ -46,7 +46,6 @@ casefile_verification_info infoOf(const Verification& found) noexcept {
 
 casefile_check_options checkDefaults() noexcept {
   casefile_check_options options{};
-  options.size = sizeof(options);
   options.row0 = kNone;
   return options;
 }

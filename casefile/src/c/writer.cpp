@@ -22,7 +22,6 @@ static_assert(CASEFILE_ISAL == static_cast<int>(Encoder::isal));
 
 casefile_writer_options defaults() noexcept {
   casefile_writer_options options{};
-  options.size = sizeof(options);
   options.replace = 1;
   return options;
 }

@@ -55,10 +55,6 @@ int64 Layout::tableEnd() const noexcept {
   return datasource::form::tableLiesInFile(heading, fileSize) ? heading._infoPos + heading._size : fileSize;
 }
 
-bool Layout::isDamaged() const noexcept {
-  return std::any_of(faults.begin(), faults.end(), [](const Fault& fault) { return fault.isDamage; });
-}
-
 bool Layout::tellsItsEnd() const noexcept {
   return std::none_of(faults.begin(), faults.end(), [](const Fault& fault) { return !fault.block && fault.isDamage; });
 }

@@ -31,8 +31,6 @@ struct Layout {
   int64 tableEnd() const noexcept;
   /// A block's bytes, told by its neighbours too.
   LogicalRange believedRange(std::size_t block) const noexcept;
-  /// Returns: whether a fault is more than worth a word.
-  bool isDamaged() const noexcept;
   /// Returns: whether heading and table leave no doubt about where the file's own bytes end.
   bool tellsItsEnd() const noexcept;
 };
