@@ -114,6 +114,8 @@ TEST(SystemFileErrors, NameTheFileAndTheReasonWhereTheyAreKnown) {
   const SystemFileException plain("Datasource/src/zcmpsFilestr", "Open()", 1201, 5, true);
   EXPECT_STREQ(plain.what(),
                "opening the compressed file again failed (error 1201): Open(), Datasource/src/zcmpsFilestr:5");
+  const SystemFileException nameless("Datasource/src/zcmpsFilestr", "Open()", 1201, 5, true, "", 0);
+  EXPECT_STREQ(nameless.what(), plain.what());
 }
 
 TEST(AssertionReports, ReachTheHandlerOfTheProgramAndTheProgramGoesOn) {

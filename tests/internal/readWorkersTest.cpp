@@ -39,6 +39,16 @@ TYPED_TEST(AnyReadWorker, BlocksAskedForInOrderAreDelivered) {
   this->end(*reader);
 }
 
+// The end request is the one of no bytes at position 0; one of no bytes elsewhere is a request.
+TYPED_TEST(AnyReadWorker, ARequestOfNothingBehindTheBeginningIsNoEndRequest) {
+  this->useFile({4096, 4096, 100});
+  const auto reader = this->startedAndAsked(1);
+  EXPECT_EQ(this->request(*reader, this->position(1), 0), "");
+  this->assertions.take();
+  EXPECT_EQ(this->request(*reader, 2), this->plain(2));
+  this->end(*reader);
+}
+
 TYPED_TEST(AnyReadWorker, PositionInsideABlockIsAssertedOn) {
   this->useFile({4096, 100});
   this->request(*this->alone(), this->position(0) + 1, 100);

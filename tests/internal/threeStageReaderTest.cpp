@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -11,6 +12,7 @@
 namespace {
 
 using support::CallKind;
+using support::Image;
 using support::kWorkerSource;
 using support::Raised;
 using support::raisedBy;
@@ -80,6 +82,38 @@ TEST_F(ThreeStageWorker, FirstRequestForPositionNoughtIsServedUnread_KeptAsIs) {
   useFile({4096, 100});
   EXPECT_EQ(request(*alone(), 0, 100), std::string(100, '\0'));
   EXPECT_THAT(probe.takeList(), IsEmpty());
+}
+
+TEST_F(ThreeStageWorker, BlockThatWasReadAheadIsAssertedOnBehindTheEndRequest) {
+  useFile({4096, 4096, 4096, 4096});
+  EXPECT_EQ(requestAlone(0), plain(0));
+  EXPECT_FALSE(worker->readThreadStep());
+  EXPECT_FALSE(worker->decompressThreadStep());
+  EXPECT_FALSE(worker->readThreadStep());
+  EXPECT_EQ(worker->requestRead(nullptr, 0, 0), 0U);
+  EXPECT_EQ(requestAlone(2), plain(2));
+  const auto reports = assertions.take();
+  ASSERT_EQ(reports.size(), 1U);
+  EXPECT_EQ(reports[0].expression, "bCompressEnd != true");
+  EXPECT_EQ(reports[0].file, kWorkerSource);
+}
+
+// A table that changes while the worker lives makes no room for more than its buffers hold.
+TEST_F(ThreeStageWorker, BlockThatWasReadAheadIsNotDeliveredByARecordThatCannotBeUsed) {
+  useFile({4096, 4096, 4096, 4096});
+  EXPECT_EQ(requestAlone(0), plain(0));
+  EXPECT_FALSE(worker->readThreadStep());
+  EXPECT_FALSE(worker->decompressThreadStep());
+  EXPECT_FALSE(worker->readThreadStep());
+  Image bent = image;
+  bent.tableHead.orginalSize = static_cast<std::int32_t>(kSmall);
+  bent.records[2].orginalSize = static_cast<std::int32_t>(kSmall) + 1;
+  const std::string stored = bent.table();
+  ASSERT_TRUE(table.loadForRead(reinterpret_cast<const unsigned char*>(stored.data()), stored.size(), false));
+  EXPECT_EQ(requestAlone(2), "");
+  const auto reports = assertions.take();
+  ASSERT_EQ(reports.size(), 1U);
+  EXPECT_EQ(reports[0].expression, "outCount == bInfo.orginalSize");
 }
 
 TEST_F(ThreeStageWorker, InitialisingForWritingIsAssertedOn) {

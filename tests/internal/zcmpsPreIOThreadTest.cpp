@@ -2,11 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "Datasource/platform/throwError.h"
 #include "support/assertionRecorder.h"
 #include "support/compressedImage.h"
 #include "support/compressedWorkerTest.h"
@@ -131,6 +134,30 @@ TEST_F(WorkerBase, DestructionEndsARunningThread) {
   other->endAfter = 1000;
   other->initThread(true);
   other->startThread();
+}
+
+/// A worker whose end request fails.
+class UnendingWorker : public NotingWorker {
+ public:
+  ~UnendingWorker() override { endThreads(); }
+  std::size_t requestRead(void* /*dest*/, std::size_t /*reqSize*/, int64 /*fpos*/) override {
+    throw std::runtime_error("no request is taken");
+  }
+};
+
+TEST_F(WorkerBase, WhoseEndFailsIsDestroyedAllTheSame) {
+  static std::string place;
+  place.clear();
+  datasource::platform::setLostErrorHandler([](const char* where, const std::exception_ptr& error) {
+    EXPECT_THROW(std::rethrow_exception(error), std::runtime_error);
+    place = where;
+  });
+  {
+    UnendingWorker other;
+    other.initThread(true);
+  }
+  datasource::platform::setLostErrorHandler(nullptr);
+  EXPECT_EQ(place, "ending a worker");
 }
 
 TEST_F(WorkerBase, ThreadThatTheSystemDoesNotGiveIsRaisedAndTheWorkerStillEnds) {

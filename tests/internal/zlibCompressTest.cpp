@@ -135,6 +135,31 @@ TEST_F(ZlibCodec, EmptyInputMakesAnEmptyStream) {
   EXPECT_TRUE(codec.complete());
 }
 
+// Whichever of the four that is.
+TEST_F(ZlibCodec, AnyOneArgumentPasses) {
+  unsigned char byte = 0;
+  for (int given = 0; given < 4; ++given) {
+    unsigned char* const source = given == 0 ? &byte : nullptr;
+    unsigned char* const destination = given == 1 ? &byte : nullptr;
+    const std::size_t sourceCount = given == 3 ? 1 : 0;
+    for (const bool compressing : {true, false}) {
+      count = given == 2 ? 1 : 0;
+      if (compressing) {
+        codec.compressBlock(source, sourceCount, destination, count);
+      } else {
+        codec.decompressBlock(source, sourceCount, destination, count);
+      }
+      EXPECT_THAT(assertions.takeTexts(), IsEmpty()) << given;
+    }
+    unsigned char* made = nullptr;
+    count = given == 2 ? 1 : 0;
+    if (given != 1 && codec.inflateToNew(source, sourceCount, made, count) == 0) {
+      std::free(made);
+    }
+    EXPECT_THAT(assertions.takeTexts(), IsEmpty()) << given;
+  }
+}
+
 TEST_F(ZlibCodec, OnlyFourEmptyArgumentsAreAssertedOn_KeptAsIs) {
   std::size_t none = 0;
   codec.compressBlock(nullptr, 0, nullptr, none);

@@ -51,7 +51,7 @@ TEST(InflateToNewDeathTest, MissingMemoryIsAssertedOnAndFails) {
     GTEST_SKIP() << "the sanitizer's allocator ends the process itself";
   }
   ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-  EXPECT_EXIT(std::_Exit(limitMemory() && failsWithoutMemory() ? 0 : 1), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(std::exit(limitMemory() && failsWithoutMemory() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
