@@ -137,6 +137,95 @@ TEST_F(CReports, ARecoveryTellsWhatItLeftOut) {
   EXPECT_EQ(room, std::string(1000, '\0'));
 }
 
+// A file of the other byte order with bytes behind its table.
+TEST_F(CReports, TellTheByteOrderAndWhatLiesBehindTheTable) {
+  Image swapped = Image::of(kRow0, {1000});
+  swapped.swapped = true;
+  const std::string bytes = swapped.bytes() + "more than the table";
+  const auto source = support::sourceOver(bytes);
+  casefile_inspection* inspection = nullptr;
+  ASSERT_EQ(casefile_inspect_source(source.get(), nullptr, &inspection, &error_), CASEFILE_OK);
+  const Held<casefile_inspection> inspected(inspection);
+  casefile_inspection_info told{};
+  ASSERT_EQ(casefile_inspection_get_info(inspection, &told, sizeof told, &error_), CASEFILE_OK);
+  EXPECT_EQ(told.swapped, 1);
+  EXPECT_EQ(told.dead_bytes, 19);
+  EXPECT_EQ(told.blocks_end, swapped.heading._infoPos);
+  EXPECT_EQ(told.unread_blocks, 0U);
+  casefile_verification* verification = nullptr;
+  ASSERT_EQ(casefile_verify_source(source.get(), nullptr, &verification, &error_), CASEFILE_OK);
+  const Held<casefile_verification> verified(verification);
+  casefile_verification_info judged{};
+  ASSERT_EQ(casefile_verification_get_info(verification, &judged, sizeof judged, &error_), CASEFILE_OK);
+  EXPECT_EQ(judged.swapped, 1);
+  EXPECT_EQ(judged.dead_bytes, 19);
+  EXPECT_EQ(judged.sound, 1);
+  EXPECT_EQ(judged.row0, kRow0);
+  EXPECT_EQ(judged.case_bytes, 1000);
+  EXPECT_EQ(judged.unlisted_lost, 0U);
+  EXPECT_EQ(judged.journal, CASEFILE_JOURNAL_NONE);
+  EXPECT_EQ(judged.as_before_append, 0);
+  casefile_recovery* recovery = nullptr;
+  const std::string output = folder_.path("rescued.case");
+  ASSERT_EQ(casefile_recover_source(source.get(), output.c_str(), nullptr, &recovery, &error_), CASEFILE_OK);
+  const Held<casefile_recovery> recovered(recovery);
+  casefile_recovery_info rescued{};
+  ASSERT_EQ(casefile_recovery_get_info(recovery, &rescued, sizeof rescued, &error_), CASEFILE_OK);
+  EXPECT_EQ(rescued.swapped, 1);
+  EXPECT_EQ(rescued.complete, 1);
+  EXPECT_EQ(rescued.row0, kRow0);
+  EXPECT_EQ(rescued.case_bytes, 1000);
+  EXPECT_EQ(rescued.partial_bytes, 0);
+  EXPECT_EQ(rescued.unlisted_losses, 0U);
+  EXPECT_EQ(rescued.journal, CASEFILE_JOURNAL_NONE);
+  ASSERT_EQ(casefile_recover_source(source.get(), output.c_str(), nullptr, &recovery, &error_), CASEFILE_OK)
+      << "what is there is replaced, unless the program says otherwise";
+  casefile_recovery_free(recovery);
+  casefile_recover_options options;
+  casefile_recover_options_init(&options, sizeof options);
+  options.replace = 0;
+  EXPECT_EQ(casefile_recover_source(source.get(), output.c_str(), &options, &recovery, &error_), CASEFILE_SYSTEM);
+}
+
+TEST_F(CReports, ThatAreNotReadable) {
+  Image bent = Image::of(kRow0, {1000});
+  ++bent.tableHead.orginalPos;
+  const std::string bytes = bent.bytes();
+  casefile_inspection* inspection = nullptr;
+  casefile_check_options options;
+  casefile_check_options_init(&options, sizeof options);
+  options.row0 = kRow0;
+  ASSERT_EQ(casefile_inspect_source(support::sourceOver(bytes).get(), &options, &inspection, &error_), CASEFILE_OK);
+  const Held<casefile_inspection> held(inspection);
+  casefile_inspection_info info{};
+  ASSERT_EQ(casefile_inspection_get_info(inspection, &info, sizeof info, &error_), CASEFILE_OK);
+  EXPECT_EQ(info.readable, 0);
+  EXPECT_EQ(info.swapped, 0);
+}
+
+// What was rescued as plain data, and what a hole cost of the blocks behind it.
+TEST_F(CReports, ARecoveryTellsWhatItCouldHaveTaken) {
+  const std::string bytes = damaged(0);
+  const auto source = support::sourceOver(bytes);
+  const std::string output = folder_.path("rescued");
+  casefile_recover_options options;
+  casefile_recover_options_init(&options, sizeof options);
+  for (const int partial : {0, 1}) {
+    options.partial = partial;
+    casefile_recovery* recovery = nullptr;
+    ASSERT_EQ(casefile_recover_source(source.get(), output.c_str(), &options, &recovery, &error_), CASEFILE_OK)
+        << error_.message;
+    const Held<casefile_recovery> held(recovery);
+    casefile_recovery_info info{};
+    ASSERT_EQ(casefile_recovery_get_info(recovery, &info, sizeof info, &error_), CASEFILE_OK);
+    EXPECT_EQ(info.more_blocks, 1U);
+    EXPECT_EQ(info.more_bytes, 1000);
+    EXPECT_EQ(info.blocks, 0U);
+    EXPECT_EQ(info.partial_bytes > 0, partial == 1);
+    EXPECT_EQ(info.partial_bytes, partial == 1 ? folder_.sizeOf("rescued") - kRow0 : 0);
+  }
+}
+
 TEST_F(CReports, WhatIsNoDataFileIsAStatusAndNoReport) {
   const std::string bytes(5000, 'x');
   casefile_verification* verification = nullptr;

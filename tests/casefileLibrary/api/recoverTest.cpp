@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -318,6 +319,82 @@ TEST_F(RecoverNames, AFileThatEndsInsideItsHeadingKeepsTheDictionaryPart) {
   EXPECT_FALSE(told.losses[0].blocks);
   EXPECT_EQ(told.losses[0].why, "the file ends inside its heading");
   EXPECT_EQ(Reader::open(out_).size(), kRow0);
+}
+
+// A record that is wrong hides one block; there are more such holes than are listed.
+TEST_F(RecoverNames, AThousandHolesAreListedAndTheOthersCounted) {
+  constexpr std::size_t kHoles = 1002;
+  Image image = Image::of(kRow0, std::vector<std::size_t>(2 * kHoles + 1, 20));
+  for (std::size_t hole = 0; hole < kHoles; ++hole) {
+    support::spoilCheckValue(image, 2 * hole + 1);
+  }
+  RecoverOptions options;
+  options.holes = Holes::skip;
+  const Recovery told = recover(std::make_shared<ScriptedSource>(image.bytes()), out_, options);
+  EXPECT_EQ(told.losses.size(), 1000U);
+  EXPECT_EQ(told.unlistedLosses, 2U);
+  EXPECT_EQ(told.blocks, kHoles + 1);
+  EXPECT_EQ(told.caseBytes, 20 * static_cast<int64>(kHoles + 1));
+  EXPECT_EQ(told.losses.back().range, (LogicalRange{kRow0 + 20 * 1999, 20}));
+}
+
+// One zero in front of a heading that was never written is one too many: a heading may have been there.
+TEST_F(RecoverNames, MoreZerosThanAHeadingHasAskForThePlace) {
+  std::string bytes = support::withoutHeading(support::withoutTable(image_), kRow0);
+  EXPECT_TRUE(recover(std::make_shared<ScriptedSource>(bytes), out_).complete());
+  for (const std::size_t zeros : {1U, 2U, 3U}) {
+    bytes.replace(static_cast<std::size_t>(kRow0) - zeros, zeros, zeros, '\0');
+    const auto error = errorOf([&] { recover(std::make_shared<ScriptedSource>(bytes), out_); });
+    EXPECT_EQ(error.kind(), ErrorKind::notADataFile);
+    EXPECT_THAT(error.what(), HasSubstr("in front of the first sound block, at file position " +
+                                        std::to_string(kRow0 + 24) + ": blocks before it may be lost"));
+  }
+  RecoverOptions told;
+  told.row0 = kRow0;
+  EXPECT_TRUE(recover(std::make_shared<ScriptedSource>(bytes), out_, told).complete());
+}
+
+TEST_F(RecoverNames, WhatIsAFileOfAnotherFormSaysSo) {
+  const auto error = errorOf([&] { recover(std::make_shared<ScriptedSource>("PK\x03\x04 and so on"), out_); });
+  EXPECT_THAT(error.what(), HasSubstr("is a zip file"));
+}
+
+/// A file that gives less from one reading on.
+class Shrinking : public ScriptedSource {
+ public:
+  explicit Shrinking(const std::string& bytes) : ScriptedSource(bytes) {}
+  std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override {
+    return reads >= readsLeft ? 0 : ScriptedSource::readAt(buffer, position);
+  }
+
+  std::size_t readsLeft = SIZE_MAX;
+};
+
+// Whenever that is, plain or compressed: an error, and no file.
+TEST_F(RecoverNames, AFileThatBecomesShorterMeanwhileIsAnError) {
+  for (const bool partial : {false, true}) {
+    RecoverOptions options;
+    options.partial = partial;
+    options.threads = 1;
+    const auto counted = std::make_shared<Shrinking>(image_.bytes());
+    recover(counted, out_, options);
+    std::filesystem::remove(out_);
+    const std::size_t all = counted->reads;
+    ASSERT_GT(all, 3U);
+    int errors = 0;
+    for (std::size_t left = 0; left < all; ++left) {
+      const auto shrinking = std::make_shared<Shrinking>(image_.bytes());
+      shrinking->readsLeft = left;
+      try {
+        EXPECT_FALSE(recover(shrinking, out_, options).complete()) << left << " of " << all;
+      } catch (const casefile::Error&) {
+        ++errors;
+        EXPECT_FALSE(folder_.exists("out"));
+      }
+      std::filesystem::remove(out_);
+    }
+    EXPECT_GT(errors, 2);
+  }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "casefile/appender.h"
 #include "casefile/error.h"
 #include "casefile/recover.h"
+#include "casefile/unfinishedAppend.h"
 #include "casefile/verify.h"
 #include "casefile/writer.h"
 #include "support/compressedBytes.h"
@@ -144,6 +145,33 @@ TEST_P(AppendFailures, WhileOneIsTakenBackLeaveItToTheNext) {
                   }
                   expectOldAfterTheNextOpening();
                 });
+}
+
+TEST_P(AppendFailures, WhileOneIsTakenBackAndNothingElseLeaveItToTheNext) {
+  sweepOverFile([&] { putHalfAnAppend(); }, [&] { EXPECT_TRUE(casefile::takeBackAppend(path_)); },
+                [&](const auto& error) {
+                  EXPECT_TRUE(error || folder_.readWhole("file") == old_);
+                  expectOldAfterTheNextOpening();
+                });
+}
+
+// A file that has taken the name of the one in whose middle an append was killed.
+TEST_P(AppendFailures, WhileTheJournalOfAReplacedFileIsRemovedTouchNeitherFile) {
+  casefile::JournalOfReplaced told;
+  sweepOverFile(
+      [&] {
+        putHalfAnAppend();
+        folder_.writePlain("another", new_);
+        std::filesystem::rename(folder_.path("another"), path_);
+        told = {};
+      },
+      [&] { told = casefile::removeJournalOfReplaced(path_); },
+      [&](const auto& error) {
+        EXPECT_TRUE(support::sameBytes(folder_.readWhole("file"), new_));
+        EXPECT_EQ(told.found, error ? casefile::ReplacedJournal::none : casefile::ReplacedJournal::unfinished);
+        EXPECT_TRUE(error || names() == std::vector<std::string>{"file"});
+        std::filesystem::remove(path_ + ".journal");
+      });
 }
 
 TEST_P(AppendFailures, WhileAFileIsJudgedWhoseAppendIsUnfinishedGiveNoOtherJudgement) {

@@ -6,42 +6,42 @@
 #include <optional>
 #include <string>
 
+#include "../support/atomicFiles.h"
 #include "atomicFile.h"
-#include "casefile/error.h"
 #include "support/systemProbe.h"
 #include "support/testFolder.h"
 
 namespace {
 
 using casefile::AtomicFile;
+using support::AtomicFileTest;
 
-class AtomicFileTest : public testing::Test {
- protected:
-  std::string workingName() const {
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.folder())) {
-      if (entry.path().extension() == ".tmp") {
-        return entry.path().filename().string();
-      }
-    }
-    return "";
-  }
+TEST_F(AtomicFileTest, TakesNoNameThatNoFileCanHaveOrThatIsTaken) {
+  EXPECT_NE(errorOfMaking("").find("no file can have this name"), std::string::npos);
+  EXPECT_NE(errorOfMaking(std::string("a\0b", 3)).find("no file can have this name"), std::string::npos);
+  std::filesystem::create_directory(folder_.folder() / "folder");
+  EXPECT_NE(errorOfMaking(folder_.path("folder")).find("is there and no regular file"), std::string::npos);
+  folder_.writePlain("file", "contents");
+  EXPECT_NE(errorOfMaking(folder_.path("file"), {.replace = false, .sync = false}).find("is there already"),
+            std::string::npos);
+  EXPECT_EQ(errorOfMaking(folder_.path("file")), "");
+  EXPECT_EQ(workingName(), "");
+}
 
-  // Returns: what is wrong, or nothing.
-  static std::string commit(AtomicFile& file) {
-    try {
-      file.commit();
-    } catch (const casefile::Error& error) {
-      return error.what();
-    }
-    return "";
-  }
-
-  std::filesystem::perms rights(const std::string& name) const {
-    return std::filesystem::status(folder_.folder() / name).permissions();
-  }
-
-  support::TestFolder folder_;
-};
+TEST_F(AtomicFileTest, TakesAnotherWorkingNameWhereOneIsTaken) {
+  support::SystemProbe probe;
+  probe.failNth("open", 1, EEXIST);
+  EXPECT_EQ(errorOfMaking(folder_.path("out")), "");
+  EXPECT_EQ(probe.count("open"), 2);
+  probe.clear();
+  probe.failEvery("open", EEXIST);
+  EXPECT_NE(errorOfMaking(folder_.path("out")), "");
+  EXPECT_EQ(probe.count("open"), 100);
+  probe.clear();
+  probe.failNth("open", 1, EACCES);
+  EXPECT_NE(errorOfMaking(folder_.path("out")), "");
+  EXPECT_EQ(probe.count("open"), 1);
+}
 
 TEST_F(AtomicFileTest, WhoseWorkingNameStaysIsAnError) {
   AtomicFile file(folder_.path("out"), {.replace = false, .sync = false});

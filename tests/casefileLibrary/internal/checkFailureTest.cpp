@@ -3,13 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "../support/sources.h"
 #include "../support/systemFaults.h"
+#include "blockCodec.h"
 #include "casefile/error.h"
 #include "casefile/inspect.h"
 #include "casefile/reader.h"
@@ -19,6 +24,7 @@
 #include "support/compressedBytes.h"
 #include "support/compressedImage.h"
 #include "support/deadline.h"
+#include "support/failingCodec.h"
 #include "support/testFolder.h"
 
 namespace {
@@ -150,5 +156,67 @@ TEST_P(CheckFailures, UnpackingGivesAllOfTheOutputOrLeavesTheOldOneAndNothingEls
 }
 
 CASEFILE_WITH_SYSTEM_FAULTS(CheckFailures);
+
+// ---- Memory
+
+/// For as long as it lives, the codec gets no memory for decompressing.
+class NoMemoryToDecompress {
+ public:
+  NoMemoryToDecompress() {
+    datasource::form::codecCalls().decompress = [](const unsigned char*, std::size_t, unsigned char*, std::size_t) {
+      return datasource::form::CodecResult{datasource::form::Verdict::noMemory, 0, 0, false};
+    };
+  }
+  ~NoMemoryToDecompress() { datasource::form::codecCalls() = before_; }
+  NoMemoryToDecompress(const NoMemoryToDecompress&) = delete;
+  NoMemoryToDecompress& operator=(const NoMemoryToDecompress&) = delete;
+
+ private:
+  datasource::form::CodecCalls before_ = datasource::form::codecCalls();
+};
+
+class RescuesWithoutMemory : public testing::Test {
+ protected:
+  RescuesWithoutMemory() { options_.threads = 1; }
+
+  void damage(std::size_t block) { image_.blocks[block][image_.blocks[block].size() / 2] ^= 1; }
+  void recover() const {
+    casefile::recover(std::make_shared<support::ScriptedSource>(image_.bytes()), folder_.path("out"), options_);
+  }
+
+  support::TestFolder folder_;
+  Image image_ = Image::of(kRow0, std::vector<std::size_t>(3, 1000));
+  casefile::RecoverOptions options_;
+};
+
+TEST_F(RescuesWithoutMemory, MakeNoBlockOfZeros) {
+  damage(1);
+  options_.holes = Holes::zero;
+  const support::CodecWithoutMemory without;
+  EXPECT_THROW(recover(), std::bad_alloc);
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.folder()));
+}
+
+TEST_F(RescuesWithoutMemory, GiveNothingOfADamagedBlock) {
+  damage(0);
+  options_.partial = true;
+  const NoMemoryToDecompress without;
+  EXPECT_THROW(recover(), std::bad_alloc);
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.folder()));
+}
+
+TEST_F(RescuesWithoutMemory, CallNoBlockSound) {
+  options_.partial = true;
+  const NoMemoryToDecompress without;
+  try {
+    recover();
+    ADD_FAILURE() << "rescued";
+  } catch (const casefile::Error& error) {
+    EXPECT_EQ(error.kind(), casefile::ErrorKind::damaged);
+    EXPECT_EQ(error.filePosition(), image_.records[0].translatePos);
+    EXPECT_EQ(error.range(), (casefile::LogicalRange{kRow0, 1000}));
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.folder()));
+}
 
 }  // namespace
