@@ -18,6 +18,13 @@ constexpr std::size_t kLargestDistance = 32768;
 constexpr unsigned kEndOfBlock = 256;
 constexpr unsigned kFirstLength = 257;
 
+// What the lengths of words at the head of a block are told by: themselves, and runs.
+constexpr unsigned kRepeatLast = 16;
+constexpr unsigned kFewZeros = 17;
+constexpr unsigned kManyZeros = 18;
+constexpr unsigned kLongestInHead = 7;  ///< bits of a word that stands for one of them
+constexpr std::array<std::uint8_t, 19> kHeadOrder = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
+
 /// A symbol that stands for `base` and as many more as its extra bits say.
 struct Range {
   std::uint16_t base;

@@ -8,11 +8,6 @@
 namespace datasource::form::inflating {
 namespace {
 
-constexpr unsigned kLongestInHead = 7;  // bits of a word that stands for a length of a word
-constexpr std::array<std::uint8_t, 19> kHeadOrder = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
-constexpr unsigned kRepeatLast = 16;
-constexpr unsigned kFewZeros = 17;
-
 /// The code that the lengths of the block's words are written in, by all that 7 bits can be.
 class HeadCode {
  public:
