@@ -25,7 +25,7 @@ struct BitReader {
 
   /// Changes: at least 56 bits are there.
   void refill() noexcept {
-    while (count <= 56) {
+    while (count < 56) {
       if (next != end) {
         bits |= std::uint64_t{*next++} << count;
       } else {

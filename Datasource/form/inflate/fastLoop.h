@@ -53,22 +53,27 @@ class FastLoop {
     std::memcpy(to, bytes.data(), sizeof bytes);
   }
 
-  /// Changes: at least 56 bits are there. Bits of the count above the lowest six mean nothing.
+  /// Changes: all 64 bits are there, of which the count has the whole bytes, 56 bits at least; its own bits above the
+  /// lowest six mean nothing.
   void refill() noexcept {
     bits_ |= load(next_) << (count_ & 63U);
     next_ += 7U - (count_ >> 3U & 7U);
     count_ |= 56U;
   }
 
-  void drop(unsigned number) noexcept {
-    bits_ >>= number;
-    count_ -= number;
+  /// `number`: how many bits, or a step that takes them. What a step has above the lowest six bits comes to where the
+  /// count means nothing.
+  void drop(std::uint64_t number) noexcept {
+    bits_ >>= number & 63U;
+    count_ -= static_cast<unsigned>(number);
   }
+
+  void lookUpStep() noexcept { step_ = tables_.steps.step(bits_); }
 
   /// Returns: what a step's base and its extra bits, the last of those it takes, make; the step is taken then.
   std::size_t take(std::size_t base, Step step) noexcept {
     const std::size_t value = base + (Machine::low(bits_, step) >> codeBits(step));
-    drop(bitsTaken(step));
+    drop(step);
     return value;
   }
 
@@ -102,15 +107,28 @@ class FastLoop {
     return true;
   }
 
-  /// Takes the step `step` and looks up the next one.
-  bool whole(Step& step) noexcept {
-    const Step now = step;
-    const std::size_t distance = take(distanceBase(now), now);
-    step = tables_.steps.step(bits_);
-    const std::uint32_t bytes = literalBytes(now);
+  /// A step, and the bits that it stands at the beginning of.
+  struct TakenStep {
+    Step step;
+    std::uint64_t bits;
+  };
+
+  /// Takes the step and looks up the next one: at once, so that this does not wait for a refill.
+  /// Requires: the step is no part.
+  TakenStep takeStep() noexcept {
+    const TakenStep taken{step_, bits_};
+    drop(step_);
+    lookUpStep();
+    return taken;
+  }
+
+  bool write(TakenStep taken) noexcept {
+    const Step step = taken.step;
+    const std::size_t distance = distanceBase(step) + (Machine::low(taken.bits, step) >> codeBits(step));
+    const std::uint32_t bytes = literalBytes(step);
     std::memcpy(out_, &bytes, sizeof bytes);
-    out_ += literals(now);
-    return match(lengthOf(now), distance);
+    out_ += literals(step);
+    return match(lengthOf(step), distance);
   }
 
   bool distanceAndMatch(std::size_t length) noexcept {
@@ -156,22 +174,32 @@ class FastLoop {
     return distanceAndMatch(take(lengthOf(step), step & ~kPart)) ? LoopEnd::stopped : LoopEnd::damaged;
   }
 
+  void refillAndLookUp() noexcept {
+    refill();
+    lookUpStep();
+  }
+
   LoopEnd steps(const unsigned char* stop) noexcept {
+    refillAndLookUp();
     while (next_ < last_ && out_ < stop) {
-      refill();
-      Step step = tables_.steps.step(bits_);
-      // Two whole steps take 2 * (12 + 13) bits at most.
-      for (int turn = 0; turn < 2; ++turn) {
-        if ((step & kPart) != 0) [[unlikely]] {
-          if (const LoopEnd end = part(step); end != LoopEnd::stopped) {
-            return end;
-          }
-          break;
-        }
-        if (!whole(step)) [[unlikely]] {
+      if ((step_ & kPart) == 0) [[likely]] {
+        if (!write(takeStep())) [[unlikely]] {
           return LoopEnd::damaged;
         }
+        if ((step_ & kPart) == 0) [[likely]] {
+          static_assert(2 * kMostBitsOfAStep + kStepBits <= 64, "one refill is for two steps and the look at a third");
+          const TakenStep second = takeStep();
+          refill();
+          if (!write(second)) [[unlikely]] {
+            return LoopEnd::damaged;
+          }
+          continue;
+        }
       }
+      if (const LoopEnd end = part(step_); end != LoopEnd::stopped) {
+        return end;
+      }
+      refillAndLookUp();
     }
     return LoopEnd::stopped;
   }
@@ -181,6 +209,7 @@ class FastLoop {
   const unsigned char* last_;
   std::uint64_t bits_;
   unsigned count_;
+  Step step_ = kPart;  // what the bits begin with, once it was looked up
   unsigned char* out_;
   unsigned char* begin_;
 };

@@ -17,9 +17,9 @@ constexpr Step literalStep(unsigned symbol, unsigned bits) noexcept {
 
 /// Returns: `next` with the literal before it.
 constexpr Step before(unsigned symbol, unsigned bits, Step next) noexcept {
-  constexpr Step kBelowBytes = (Step{1} << kBytesAt) - 1;
-  const Step rest = (next & kBelowBytes) + (bits | Step{bits} << kCodeBitsAt | Step{1} << kLiteralsAt);
-  return rest | ((next >> kBytesAt) << 8U | symbol) << kBytesAt;
+  constexpr Step kBytes = Step{0xFFFFFF} << kBytesAt;
+  const Step rest = (next & ~kBytes) + (bits | Step{bits} << kCodeBitsAt | Step{1} << kLiteralsAt);
+  return rest | ((next & kBytes) << 8U & kBytes) | Step{symbol} << kBytesAt;
 }
 
 constexpr bool mayFollow(Step next, unsigned room) noexcept {
@@ -98,7 +98,7 @@ void StepTable::addFollowers(const CanonicalCode& code, unsigned width) noexcept
     if ((first & kPart) == 0 && lengthOf(first) == 0) {
       const unsigned bits = codeBits(first);
       const Step next = followers_[i >> bits];
-      followers_[i] = mayFollow(next, width - bits) ? before(literalBytes(first), bits, next) : first;
+      followers_[i] = mayFollow(next, width - bits) ? before(literalBytes(first) & 0xFFU, bits, next) : first;
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "alphabets.h"
 #include "blockCodes.h"
 
 namespace datasource::form::inflating {
@@ -12,8 +13,8 @@ namespace datasource::form::inflating {
 /// What the next bits of a block say, as far as one look into a table tells: up to three literals, a match, or
 /// literals with a match behind them.
 ///
-///     bit  0            7       8           14          16       25            40             64
-///          | bits taken | part | code bits | literals | length | distance    | literal bytes |
+///     bit  0            6   7      8           14         16       25              49         64
+///          | bits taken |   | part | code bits | literals | length | literal bytes | distance |
 ///
 /// The bits taken end with the extra bits of the distance, the code bits before them. A step without a match has
 /// length 0 and a distance that does no harm (kNoMatch). A step that is `part` is none: with a length it has that
@@ -25,17 +26,19 @@ constexpr Step kPart = 0x80;
 constexpr unsigned kCodeBitsAt = 8;
 constexpr unsigned kLiteralsAt = 14;
 constexpr unsigned kLengthAt = 16;
-constexpr unsigned kDistanceAt = 25;
-constexpr unsigned kBytesAt = 40;
+constexpr unsigned kBytesAt = 25;
+constexpr unsigned kDistanceAt = 49;
 
-constexpr unsigned bitsTaken(Step step) noexcept { return static_cast<unsigned>(step & 0x7FU); }
+constexpr unsigned bitsTaken(Step step) noexcept { return static_cast<unsigned>(step & 0x3FU); }
 constexpr unsigned codeBits(Step step) noexcept { return static_cast<unsigned>(step >> kCodeBitsAt & 0x3FU); }
 constexpr unsigned literals(Step step) noexcept { return static_cast<unsigned>(step >> kLiteralsAt & 3U); }
 constexpr unsigned lengthOf(Step step) noexcept { return static_cast<unsigned>(step >> kLengthAt & 0x1FFU); }
-constexpr std::size_t distanceBase(Step step) noexcept { return step >> kDistanceAt & 0x7FFFU; }
+constexpr std::size_t distanceBase(Step step) noexcept { return step >> kDistanceAt; }
+/// Returns: the literals' bytes, and behind them whatever comes.
 constexpr std::uint32_t literalBytes(Step step) noexcept { return static_cast<std::uint32_t>(step >> kBytesAt); }
 
 constexpr unsigned kStepBits = 12;
+constexpr unsigned kMostBitsOfAStep = kStepBits + kDistances.back().extraBits;
 constexpr unsigned kDistanceBits = 9;
 /// The distance of a step without a match: it copies nothing, but from so far back that the processor need not wait
 /// for what was written just now.
