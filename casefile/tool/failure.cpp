@@ -70,7 +70,7 @@ void requirePrinted() {
   }
 }
 
-int report(const std::exception_ptr& error, const std::string& file) {
+int report(const std::exception_ptr& error, const std::string& file) try {
   if (const int signal = endingSignal(error); signal != 0) {
     StatusLine::wipe();
     platform::endBySignal(signal);
@@ -83,10 +83,13 @@ int report(const std::exception_ptr& error, const std::string& file) {
   } catch (const std::system_error& failure) {
     say(file, failure.code().message());
   } catch (const std::bad_alloc&) {
-    say(file, "not enough memory");
+    sayNoMemory(file);
   } catch (const std::exception& other) {
     say(file, other.what());
   }
+  return kFailed;
+} catch (const std::bad_alloc&) {  // of saying it
+  sayNoMemory(file);
   return kFailed;
 }
 

@@ -29,33 +29,51 @@ struct Facts {
   const char* byteOrder() const { return told.byteOrder == std::endian::little ? "little" : "big"; }
 };
 
-Json blockRow(std::size_t index, const Block& block) {
-  return {{"index", index},
-          {"logicalPosition", block.range.start},
-          {"logicalSize", block.range.size},
-          {"filePosition", block.filePosition},
-          {"fileSize", block.compressedSize}};
-}
+// The members of an object, as JSON that is read easily. A container of the JSON library's own would need memory when
+// it is destroyed, where nobody can be told that there is none.
+class Members {
+ public:
+  explicit Members(std::size_t columns) : between_(",\n" + std::string(columns, ' ')) {}
+
+  /// Adds what is JSON already.
+  void addJson(const char* name, const std::string& value) {
+    text_ += (text_.empty() ? between_.substr(1) : between_) + '"' + name + "\": " + value;
+  }
+  void add(const char* name, const Json& value) {
+    addJson(name, value.dump(-1, ' ', false, Json::error_handler_t::replace));
+  }
+  const std::string& text() const noexcept { return text_; }
+
+ private:
+  std::string between_;
+  std::string text_;
+};
 
 // Adds the blocks as the last member of an object that was printed up to its end: one by one, because there may
 // be millions.
 void printBlockRows(const Inspection& told) {
   std::printf(",\n  \"blocks\": [");
   for (std::size_t i = 0; i < told.blocks.size(); ++i) {
-    std::printf("%s\n    %s", i == 0 ? "" : ",", blockRow(i, told.blocks[i]).dump().c_str());
+    const Block& block = told.blocks[i];
+    std::printf(
+        "%s\n    {\"index\":%zu,\"logicalPosition\":%lld,\"logicalSize\":%lld,\"filePosition\":%lld,\"fileSize\":%lld}",
+        i == 0 ? "" : ",", i, static_cast<long long>(block.range.start), static_cast<long long>(block.range.size),
+        static_cast<long long>(block.filePosition), static_cast<long long>(block.compressedSize));
   }
   std::printf("%s]", told.blocks.empty() ? "" : "\n  ");
 }
 
-Json faultList(const Inspection& told) {
-  Json faults = Json::array();
+std::string faultList(const Inspection& told) {
+  std::string list;
   for (const Fault& fault : told.faults) {
-    faults.push_back({{"block", fault.block ? Json(*fault.block) : Json(nullptr)},
-                      {"what", fault.what},
-                      {"hindersReading", fault.hindersReading},
-                      {"damage", fault.isDamage}});
+    Members members(6);
+    members.add("block", fault.block ? Json(*fault.block) : Json(nullptr));
+    members.add("what", fault.what);
+    members.add("hindersReading", fault.hindersReading);
+    members.add("damage", fault.isDamage);
+    list += (list.empty() ? "\n    {" : ",\n    {") + members.text() + "\n    }";
   }
-  return faults;
+  return list.empty() ? "[]" : "[" + list + "\n  ]";
 }
 
 // Escapes the control characters that JSON lets stand, U+007F to U+009F: a terminal may obey them. Requires: UTF-8.
@@ -78,29 +96,28 @@ std::string withoutControls(const std::string& json) {
 
 void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
   const Inspection& told = facts.told;
-  Json json = {{"file", file},
-               {"fileSize", told.fileSize},
-               {"logicalSize", told.logicalSize},
-               {"row0", told.row0},
-               {"byteOrder", facts.byteOrder()},
-               {"swapped", told.swapped},
-               {"caseDataSize", facts.caseBytes()},
-               {"compressedSize", facts.compressedBytes()},
-               {"ratio", facts.compressedBytes() > 0 ? Json(facts.ratio()) : Json(nullptr)},
-               {"blockSize", blockSize()},
-               {"blockCount", told.blocks.size()},
-               {"tablePosition", told.tablePosition},
-               {"tableSize", told.tableSize},
-               {"deadBytes", told.deadBytes},
-               {"unfinishedAppend", facts.openJournal},
-               {"faults", faultList(told)}};
-  const std::string text = withoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace));
-  const std::size_t end = text.rfind("\n}");
-  std::printf("%s", text.substr(0, end).c_str());
+  Members members(2);
+  members.add("file", file);
+  members.add("fileSize", told.fileSize);
+  members.add("logicalSize", told.logicalSize);
+  members.add("row0", told.row0);
+  members.add("byteOrder", facts.byteOrder());
+  members.add("swapped", told.swapped);
+  members.add("caseDataSize", facts.caseBytes());
+  members.add("compressedSize", facts.compressedBytes());
+  members.add("ratio", facts.compressedBytes() > 0 ? Json(facts.ratio()) : Json(nullptr));
+  members.add("blockSize", blockSize());
+  members.add("blockCount", told.blocks.size());
+  members.add("tablePosition", told.tablePosition);
+  members.add("tableSize", told.tableSize);
+  members.add("deadBytes", told.deadBytes);
+  members.add("unfinishedAppend", facts.openJournal);
+  members.addJson("faults", faultList(told));
+  std::printf("{%s", withoutControls(members.text()).c_str());
   if (withBlocks) {
     printBlockRows(told);
   }
-  std::printf("%s\n", text.substr(end).c_str());
+  std::printf("\n}\n");
 }
 
 void printRow(const char* name, const std::string& value) { std::printf("%-16s%s\n", name, value.c_str()); }

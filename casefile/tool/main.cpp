@@ -5,14 +5,11 @@
 #include "platform/process.h"
 
 int main(int count, char** values) {
-  casefile::program::platform::prepareProcess();
-  const casefile::program::Request request =
-      casefile::program::readCommandLine(casefile::program::platform::arguments(count, values));
-  if (!request.run) {
-    return request.exitCode;
-  }
+  casefile::program::Request request;
   try {
-    return request.run();
+    casefile::program::platform::prepareProcess();
+    request = casefile::program::readCommandLine(casefile::program::platform::arguments(count, values));
+    return request.run ? request.run() : request.exitCode;
   } catch (...) {
     return casefile::program::report(std::current_exception(), request.file);
   }

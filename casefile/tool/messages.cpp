@@ -25,6 +25,15 @@ void say(const std::string& file, const std::string& what) {
   std::fprintf(stderr, "casefile: %s: %s\n", printable(file).c_str(), printable(what).c_str());
 }
 
+void sayNoMemory(const std::string& file) noexcept {
+  StatusLine::wipe();
+  std::fputs("casefile: ", stderr);
+  for (const char letter : file) {
+    std::fputc(' ' <= letter && letter < 0x7F ? letter : '?', stderr);
+  }
+  std::fputs(file.empty() ? "not enough memory\n" : ": not enough memory\n", stderr);
+}
+
 void sayDetail(const std::string& file, const std::string& what) {
   if (isSaid(Talk::verbose)) {
     say(file, what);

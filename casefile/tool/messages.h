@@ -19,6 +19,9 @@ bool isSaid(Talk least) noexcept;
 
 /// Prints `casefile: FILE: WHAT`, made printable(), on standard error. Threads: any.
 void say(const std::string& file, const std::string& what);
+/// Says of a file, or of none whose name is known, that there is not enough memory; takes none to say it.
+/// Threads: one, when a command has ended.
+void sayNoMemory(const std::string& file) noexcept;
 /// Says a detail of the way, when the user wants to hear it. Threads: any.
 void sayDetail(const std::string& file, const std::string& what);
 

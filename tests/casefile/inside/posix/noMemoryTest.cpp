@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "casefile/error.h"
+#include "failure.h"
+#include "inside/programTest.h"
+
+// What the program says when no memory is left at all. `new` of this program refuses when it is told to.
+
+namespace {
+
+long allocationsUntilRefused = -1;  // < 0: none is
+
+bool isRefused() {
+  if (allocationsUntilRefused > 0) {
+    --allocationsUntilRefused;
+  }
+  return allocationsUntilRefused == 0;
+}
+
+// Refuses behind so many allocations, for as long as it lives.
+class Refusal {
+ public:
+  explicit Refusal(long allocations) { allocationsUntilRefused = allocations + 1; }
+  ~Refusal() { allocationsUntilRefused = -1; }
+  Refusal(const Refusal&) = delete;
+  Refusal& operator=(const Refusal&) = delete;
+};
+
+}  // namespace
+
+// Not inlined, for a compiler that would see memory of new given to free there.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const memory = isRefused() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace {
+
+// What report() says of an error when nothing can be allocated.
+std::string reported(const std::exception_ptr& error, const std::string& file) {
+  ::testing::internal::CaptureStderr();
+  int code = 0;
+  {
+    const Refusal refusal(0);
+    code = casefile::program::report(error, file);
+  }
+  EXPECT_EQ(code, casefile::program::kFailed);
+  return ::testing::internal::GetCapturedStderr();
+}
+
+TEST(NoMemory, IsSaidWithoutAny) {
+  const auto error = std::make_exception_ptr(std::bad_alloc());
+  EXPECT_EQ(reported(error, "file.case"), "casefile: file.case: not enough memory\n");
+}
+
+TEST(NoMemory, IsSaidOfAnErrorThatCannotBe) {
+  const auto error = std::make_exception_ptr(casefile::Error(casefile::ErrorKind::system, "cannot be read",
+                                                             {"a file of a long name.case", "read", {}, {}, {}}));
+  EXPECT_EQ(reported(error, "a file of a long name.case"), "casefile: a file of a long name.case: not enough memory\n");
+}
+
+TEST(NoMemory, NamesNoFileWhereNoneIsKnown) {
+  EXPECT_EQ(reported(std::make_exception_ptr(std::bad_alloc()), ""), "casefile: not enough memory\n");
+}
+
+TEST(NoMemory, SendsNoControlCharacterToATerminal) {
+  const auto error = std::make_exception_ptr(std::bad_alloc());
+  EXPECT_EQ(reported(error, "a\x1b[2J\xc2\x9b.case"), "casefile: a?[2J??.case: not enough memory\n");
+}
+
+using CommandWithoutMemory = casefiletest::ProgramTest;
+
+// Runs info until all its allocations succeed.
+TEST_F(CommandWithoutMemory, InfoAsJsonFailsWithAMessage) {
+  folder.writePlain("in", "head\nrow\n");
+  ASSERT_EQ(pack("in", "file"), casefile::program::kDone);
+  casefile::program::Options options;
+  options.files = {folder.path("file")};
+  options.json = true;
+  ::testing::internal::CaptureStdout();
+  int code = casefile::program::kFailed;
+  for (long allocations = 0; code == casefile::program::kFailed; ++allocations) {
+    code = run("file", [&] {
+      const Refusal refusal(allocations);
+      return casefile::program::info(options);
+    });
+    EXPECT_EQ(said.empty(), code == casefile::program::kDone);
+  }
+  EXPECT_EQ(code, casefile::program::kDone);
+  ::testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
