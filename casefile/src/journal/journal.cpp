@@ -40,7 +40,10 @@ SourceReader bytesOf(const files::SystemFile& file, const std::string& name) {
 
 Journal::Journal(FileLock& data, const std::string& file, const AppendPlace& place,
                  const std::function<void()>& eachPiece) try
-    : data_(data), file_(file), kept_(freeWorkingName(file, data.status())) {
+    : data_(data),
+      file_(file),
+      kept_(freeWorkingName(file, data.status())),
+      withoutMemory_(notTakenBack("not enough memory")) {
   SourceReader source = bytesOf(data.contents(), file);
   const auto facts = factsOf(source, place, data.identity());
   facts_ = facts.value_or(JournalFacts{});
@@ -62,22 +65,35 @@ std::optional<Error> Journal::rollBack() noexcept {
     return std::nullopt;
   }
   ended_ = true;
-  std::string reason;
   try {
     SourceReader journal = bytesOf(kept_.contents(), kept_.name());
     restore(data_.writing(), journal, facts_, kept_.name());
     kept_.remove();
     files::syncFolderOf(kept_.name());
     return std::nullopt;
-  } catch (const std::system_error& error) {
-    reason = error.code().message();
-  } catch (const std::exception& error) {
-    reason = error.what();
+  } catch (...) {
+    kept_.leave();
+    return notTakenBack();
   }
-  kept_.leave();
-  return Error(ErrorKind::system,
-               "the append could not be taken back (" + reason + "); " + kept_.name() + " keeps the old bytes",
-               {file_, "roll back", {}, {}, {}});
+}
+
+Error Journal::notTakenBack(const std::string& reason) const {
+  return {ErrorKind::system,
+          "the append could not be taken back (" + reason + "); " + journalName(file_) + " keeps the old bytes",
+          {file_, "roll back", {}, {}, {}}};
+}
+
+// The reason is the exception that is handled just now.
+Error Journal::notTakenBack() const noexcept try {
+  try {
+    throw;
+  } catch (const std::system_error& error) {
+    return notTakenBack(error.code().message());
+  } catch (const Error& error) {
+    return notTakenBack(error.what());
+  }
+} catch (...) {
+  return withoutMemory_;
 }
 
 // A journal without a byte: a length is there or not, where bytes that are written over may be torn.
@@ -107,8 +123,8 @@ std::optional<Error> Journal::finish() {
   }
   try {
     files::syncFolderOf(kept_.name());
-  } catch (const std::system_error&) {
-    // a journal that comes back is marked
+  } catch (...) {
+    // a journal that comes back is marked, and the file has the new data
   }
   return std::nullopt;
 }

@@ -39,11 +39,14 @@ class Journal {
 
  private:
   bool markFinished() noexcept;
+  Error notTakenBack(const std::string& reason) const;
+  Error notTakenBack() const noexcept;
 
   FileLock& data_;
   std::string file_;
   JournalFacts facts_;
   ScopedFile kept_;
+  Error withoutMemory_;  // made while there is some
   bool ended_ = false;
 };
 

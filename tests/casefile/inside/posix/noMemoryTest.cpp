@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "casefile/error.h"
 #include "failure.h"
@@ -99,6 +100,31 @@ TEST_F(CommandWithoutMemory, InfoAsJsonFailsWithAMessage) {
   }
   EXPECT_EQ(code, casefile::program::kDone);
   ::testing::internal::GetCapturedStdout();
+}
+
+// Each time memory lasts a little longer; what fails is taken back, at the latest by the next append.
+TEST_F(CommandWithoutMemory, AppendFailsWithAMessageAndLosesNothing) {
+  folder.writePlain("in", "head\nrow\n");
+  folder.writePlain("more", "another row\n");
+  folder.writePlain("none", "");
+  ASSERT_EQ(pack("in", "file"), casefile::program::kDone);
+  const auto before = folder.readWhole("file");
+  casefile::program::Options options;
+  options.file = folder.path("file");
+  options.input = folder.path("more");
+  options.threads = 1;
+  int code = casefile::program::kFailed;
+  for (long allocations = 0; code == casefile::program::kFailed; ++allocations) {
+    code = run("file", [&] {
+      const Refusal refusal(allocations);
+      return casefile::program::append(options);
+    });
+    EXPECT_EQ(said.empty(), code == casefile::program::kDone);
+    EXPECT_EQ(append("file", "none"), casefile::program::kDone) << said;
+    EXPECT_EQ(names(), (std::vector<std::string>{"file", "in", "more", "none"}));
+    EXPECT_EQ(folder.readWhole("file") == before, code != casefile::program::kDone);
+  }
+  EXPECT_EQ(code, casefile::program::kDone);
 }
 
 }  // namespace
