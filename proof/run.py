@@ -10,7 +10,7 @@ import pathlib
 import subprocess
 import sys
 
-HARNESSES = ("crash", "faults", "pairs", "model", "damage", "schedules", "threads", "security")
+HARNESSES = ("crash", "faults", "commands", "pairs", "model", "damage", "schedules", "threads", "security")
 # Not lists of cases: the preset that builds the programs, and how many executions are a full run. The sanitizers' goal
 # is a day of one processor at 2,000 a second.
 FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}
@@ -19,6 +19,7 @@ LEAST_MINUTES_FOR_FUZZERS = 10
 BY_NAME = ("mutants", "coverage")
 MUTANTS = pathlib.Path(__file__).resolve().parent / "mutants" / "mutants.py"
 COVERAGE = pathlib.Path(__file__).resolve().parent / "coverage" / "coverage.py"
+COMMANDS = pathlib.Path(__file__).resolve().parent / "commands" / "commands.py"
 SECURITY = pathlib.Path(__file__).resolve().parent / "security" / "security.py"
 FUZZ = pathlib.Path(__file__).resolve().parent / "fuzz" / "fuzz.py"
 
@@ -66,6 +67,8 @@ def program_of(given, name):
     """The program whose change makes a harness begin again."""
     if name == "security":
         return given.build / "proof" / "casefile" / "tool" / "casefile"
+    if name == "commands":
+        return given.build / "proof" / "proof" / "proof_casefile"
     return given.build / "proof" / "proof" / f"proof_{name}"
 
 
@@ -74,6 +77,9 @@ def command_of(given, name):
     if name == "security":
         return [sys.executable, "-B", SECURITY, "--casefile", program_of(given, name), "--gate",
                 given.build / "proof" / "proof" / "proof_gate.so"]
+    if name == "commands":
+        return [sys.executable, "-B", COMMANDS, "--casefile", program_of(given, name), "--shim",
+                given.build / "proof" / "proof" / "proof_failing.so"]
     if name == "mutants":
         return [sys.executable, "-B", MUTANTS, "--folder", given.build.resolve() / "proof" / "mutants",
                 *(["--below", given.below] if given.below else [])]
