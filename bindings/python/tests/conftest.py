@@ -1,19 +1,22 @@
 """What the tests share: files of records that tell their own number."""
 
 import faulthandler
+import os
 
 import numpy
 import pytest
 
 import casefile
 
-# A test run that hangs says where, and ends.
-faulthandler.dump_traceback_later(500, exit=True)
+
+def pytest_configure(config):
+    """A test run that hangs says where, and ends: by the true stderr, since a test's own is kept from who looks on."""
+    large_files = max(1, config.getoption("--mebibytes") // 128)
+    faulthandler.dump_traceback_later(500 * large_files, exit=True, file=os.fdopen(os.dup(2), "w"))
 
 
 def pytest_addoption(parser):
     parser.addoption("--mebibytes", type=int, default=32, help="of the files that worker processes share")
-    parser.addoption("--kill-writers", action="store_true", help="kill workers that write a file together, too")
 
 
 RECORD = numpy.dtype([("number", "<i8"), ("value", "<f8")])

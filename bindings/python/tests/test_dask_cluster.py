@@ -2,12 +2,14 @@
 one process finds and writes. The files have as many MiB as --mebibytes says.
 """
 
+import functools
 import os
 import pathlib
 import signal
 import time
 import zlib
 
+import dask
 import dask.array
 import numpy
 import pandas
@@ -17,23 +19,40 @@ from distributed import Client, LocalCluster
 import casefile
 import casefile.dask
 from conftest import DICTIONARY, RECORD
+from deadline import DEADLINE, Watched, tell_when_asked, within_deadline
 
 WORKERS = 3
 PARTITION = casefile.BLOCK_SIZE
-DEADLINE = 300
 LINE = len("00000000,00\n")
+
+# A cluster gives up a worker whose process is not back after this time, 15 seconds if nothing is said, and when all are
+# given up whoever waits for a result waits for ever. On a machine with much else to do it takes longer to start one.
+NEVER = {"distributed.deploy.lost-worker-timeout": "1h"}
+
+
+def started(folder, stacks):
+    cluster = within_deadline(lambda: LocalCluster(n_workers=WORKERS, threads_per_worker=1, processes=True,
+                                                   dashboard_address=None, local_directory=str(folder)))
+    client = within_deadline(lambda: Client(cluster))
+    within_deadline(lambda: client.register_worker_callbacks(functools.partial(tell_when_asked, str(stacks))))
+    return cluster, client
 
 
 @pytest.fixture(scope="module")
-def client(tmp_path_factory):
-    with LocalCluster(n_workers=WORKERS, threads_per_worker=1, processes=True, dashboard_address=None,
-                      local_directory=str(tmp_path_factory.mktemp("workers"))) as cluster, Client(cluster) as client:
-        yield client
+def watched(tmp_path_factory):
+    stacks = tmp_path_factory.mktemp("stacks")
+    with dask.config.set(NEVER):
+        cluster, client = started(tmp_path_factory.mktemp("workers"), stacks)
+        yield Watched(cluster, client, stacks)
+        within_deadline(client.close)
+        within_deadline(cluster.close)
 
 
-@pytest.fixture(autouse=True)
-def all_workers_are_there(client):
-    client.wait_for_workers(WORKERS, timeout=DEADLINE)
+@pytest.fixture
+def do(watched):
+    """Does work of which the cluster's workers have a part, when all of them are there."""
+    within_deadline(lambda: watched.client.wait_for_workers(WORKERS), watched)
+    return lambda work: within_deadline(work, watched)
 
 
 @pytest.fixture(scope="module")
@@ -74,12 +93,12 @@ def judged(block, marker, middle):
     return numpy.array([[block["number"].sum(), len(block), zlib.crc32(block.tobytes())]])
 
 
-def test_they_read_what_one_process_reads(client, shared, count, tmp_path):
+def test_they_read_what_one_process_reads(do, shared, count, tmp_path):
     found = casefile.dask.read_records(shared, RECORD, PARTITION)
     assert len(found.chunks[0]) > 2 * WORKERS
     told = found.map_blocks(judged, str(tmp_path / "killed"), count // 2, dtype="i8", new_axis=1,
                             chunks=((1,) * len(found.chunks[0]), (3,)), meta=numpy.empty((0, 0), "i8"))
-    by_workers = client.compute(told).result(timeout=DEADLINE)
+    by_workers = do(told.compute)
     assert (tmp_path / "killed").exists()
     with casefile.open(shared) as file:
         start = 0
@@ -107,7 +126,7 @@ def lines_of(first, last):
     return text
 
 
-def test_they_read_the_table_that_one_process_reads(client, count, tmp_path):
+def test_they_read_the_table_that_one_process_reads(do, count, tmp_path):
     lines = count * RECORD.itemsize // LINE
     with casefile.create(tmp_path / "table.case", b"number,group\n") as writer:
         for first in range(0, lines, 500_000):
@@ -116,7 +135,7 @@ def test_they_read_the_table_that_one_process_reads(client, count, tmp_path):
     table = casefile.dask.read_csv(tmp_path / "table.case", PARTITION)
     assert table.npartitions > 2 * WORKERS
     whole = table.map_partitions(killed_at, str(tmp_path / "killed"), lines // 2, meta=table._meta)
-    found = client.compute(whole.groupby("group").number.agg(["sum", "count", "min", "max"])).result(timeout=DEADLINE)
+    found = do(whole.groupby("group").number.agg(["sum", "count", "min", "max"]).compute)
     assert (tmp_path / "killed").exists()
     alone = casefile.read_csv(tmp_path / "table.case")
     assert len(alone) == lines
@@ -143,15 +162,13 @@ class KillingDictionary:
 
 
 @pytest.mark.parametrize("folder", (None, "wait"))
-def test_they_write_what_one_process_writes(client, shared, count, tmp_path, folder, request):
-    if not request.config.getoption("--kill-writers"):
-        pytest.skip("waits for ever now and then, not understood yet: --kill-writers runs it")
+def test_they_write_what_one_process_writes(do, shared, count, tmp_path, folder):
     out = tmp_path / "out"
     out.mkdir()
     array = dask.array.map_blocks(made, marker=str(tmp_path / "first"), middle=count // 2, dtype=RECORD,
                                   chunks=dask.array.core.normalize_chunks(777_777, (count,)), meta=numpy.empty(0, RECORD))
-    size = casefile.dask.write_records(array, out / "new.case", KillingDictionary(str(tmp_path / "second")),
-                                       temporary=folder and tmp_path / folder)
+    size = do(lambda: casefile.dask.write_records(array, out / "new.case", KillingDictionary(str(tmp_path / "second")),
+                                                  temporary=folder and tmp_path / folder))
     assert (tmp_path / "first").exists() and (tmp_path / "second").exists()
     assert size == len(DICTIONARY) + count * RECORD.itemsize
     assert casefile.verify(out / "new.case").sound

@@ -102,6 +102,16 @@ def test_blocks_wait_in_a_folder_that_is_empty_again(tmp_path, record_file):
     assert not fsspec.filesystem("memory").find("/wait")
 
 
+def test_what_is_not_computed_at_once_can_be_computed_again(tmp_path, record_file):
+    """As by a cluster that loses the worker which held the result."""
+    made = casefile.dask.write_records(dask.array.from_array(records(1_000_000), chunks=300_000), tmp_path / "new.case",
+                                       DICTIONARY, temporary=tmp_path / "wait", compute=False)
+    for _ in range(2):
+        assert made.compute() == len(DICTIONARY) + 16_000_000
+        assert (tmp_path / "new.case").read_bytes() == record_file.read_bytes()
+        assert not list((tmp_path / "wait").iterdir())
+
+
 def test_the_folder_is_empty_after_a_failure_and_nothing_appears(tmp_path):
     noise = numpy.random.default_rng(1).integers(0, 256, BLOCK, "u1")
     pieces = dask.array.concatenate([dask.array.zeros(BLOCK, dtype="u1"), dask.array.from_array(noise, chunks=BLOCK)])
