@@ -5,6 +5,7 @@ from __future__ import annotations
 import io
 import os
 import queue
+import sys
 import threading
 from typing import TYPE_CHECKING, Any, List, Optional
 
@@ -12,6 +13,11 @@ if TYPE_CHECKING:
     from ._file import File
 
 _BLOCK = 4_190_208
+
+
+def _processors() -> int:
+    """Returns: how many the process may keep busy."""
+    return len(os.sched_getaffinity(0)) if sys.platform == "linux" else os.cpu_count() or 1
 
 
 class ahead(io.BufferedIOBase):  # its name is what it does at the place of use
@@ -36,7 +42,7 @@ class ahead(io.BufferedIOBase):  # its name is what it does at the place of use
         self._thread.start()
 
     def _decode(self, file: "File", position: int, stop: int) -> None:
-        size = _BLOCK * max(4, 2 * (os.cpu_count() or 1))
+        size = _BLOCK * max(4, 2 * (file.threads or _processors()))
         try:
             while position < stop and not self._stopped.is_set():
                 # Windows end where blocks do: one that two windows shared would be decoded twice.

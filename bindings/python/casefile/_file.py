@@ -51,6 +51,8 @@ class File(io.RawIOBase):
         self.name = source if name is not None else self._source.name
         self._position = 0
         self._raised = self._source.raised if self._source is not None else None
+        #: How many threads decode where much is read; None is as many as the process may keep busy.
+        self.threads = threads or None
         self._handle = self._open(name, row0, threads, cache, progress)
         info = self._info()
         self.row0: int = info.row0

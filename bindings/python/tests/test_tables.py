@@ -84,6 +84,15 @@ def test_whoever_stops_reading_waits_for_one_block_at_most(tmp_path):
         assert not closing.is_alive() and source.blocks <= 2
 
 
+@pytest.mark.parametrize("threads, blocks", ((1, 4), (3, 6)))
+def test_memory_for_decoding_ahead_is_for_the_threads_that_decode(tmp_path, monkeypatch, threads, blocks):
+    monkeypatch.setattr("os.cpu_count", lambda: 128)
+    with casefile.create(tmp_path / "many.case", b"head") as writer:
+        writer.write(bytes(7 * casefile.BLOCK_SIZE))
+    with casefile.open(tmp_path / "many.case", threads=threads) as file, ahead(file, file.row0) as decoded:
+        assert len(decoded.read1()) == blocks * casefile.BLOCK_SIZE
+
+
 def test_pieces_are_for_pandas_itself(table_file):
     with pytest.raises(ValueError, match="chunksize"):
         casefile.read_csv(table_file, chunksize=10)
