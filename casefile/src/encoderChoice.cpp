@@ -17,6 +17,8 @@ EncoderChoice choiceOf(Encoder encoder) noexcept {
       return EncoderChoice::libdeflate;
     case Encoder::isal:
       return EncoderChoice::isal;
+    case Encoder::fast:
+      return EncoderChoice::fast;
   }
   return static_cast<EncoderChoice>(-1);  // no encoder has this number
 }

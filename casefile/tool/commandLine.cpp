@@ -29,7 +29,8 @@ namespace {
 const std::map<std::string, Encoder> kEncoders = {{"auto", Encoder::automatic},
                                                   {"zlib", Encoder::zlib},
                                                   {"libdeflate", Encoder::libdeflate},
-                                                  {"isal", Encoder::isal}};
+                                                  {"isal", Encoder::isal},
+                                                  {"fast", Encoder::fast}};
 
 const std::map<std::string, Holes> kHoles = {{"stop", Holes::stop}, {"skip", Holes::skip}, {"zero", Holes::zero}};
 
@@ -192,8 +193,8 @@ const std::vector<Row>& rows() {
       {"pack append unpack cat", kThreads, "N", kThreadsHelp, threads(0)},
       {"verify recover", kThreads, "N", kThreadsHelp, threads(1)},
       {"pack append", "--encoder", "NAME",
-       "What compresses: zlib, libdeflate, isal, or auto for the fastest that is built in (auto)",
-       choice(&Options::encoder, kEncoders, " is no encoder: auto, zlib, libdeflate or isal")},
+       "What compresses: zlib, libdeflate, isal, fast, or auto for the fastest that is built in (auto)",
+       choice(&Options::encoder, kEncoders, " is no encoder: auto, zlib, libdeflate, isal or fast")},
       {"pack unpack recover", "-f,--force", "", "Replace OUTPUT if it is there", flag(&Options::force)},
       {"pack unpack recover", "--no-sync", "", "Do not wait until OUTPUT is on the disk", flag(&Options::sync, false)},
       {"pack unpack", "--no-preserve", "", "Do not give OUTPUT the access rights and times of INPUT",

@@ -44,7 +44,7 @@ class RoundTrip(CasefileTest):
 
     def test_any_number_of_threads_gives_the_same_file(self):
         data = positions(5 * BLOCK + 5)
-        for encoder in ["zlib", "libdeflate", "auto"]:
+        for encoder in ["zlib", "libdeflate", "fast", "auto"]:
             alone = self.pack(data, "a", HEADER, "--threads", "0", "--encoder", encoder)
             for threads in [("-j", "1"), ("-j", "2"), ("-j", "8"), ()]:
                 self.assertEqual(self.pack(data, "b", HEADER, *threads, "--encoder", encoder), alone)
@@ -53,8 +53,8 @@ class RoundTrip(CasefileTest):
 class Encoders(CasefileTest):
     def test_each_is_read_back_and_appended_to_by_any_other(self):
         data = positions(BLOCK + 1000)
-        for first in ["zlib", "libdeflate", "auto"]:
-            for second in ["zlib", "libdeflate", "auto"]:
+        for first in ["zlib", "libdeflate", "fast", "auto"]:
+            for second in ["zlib", "libdeflate", "fast", "auto"]:
                 self.pack(data, "file.case", HEADER, "--encoder", first)
                 self.run_casefile("append", "--encoder", second, "-j", "2", self.path("file.case"), input=data)
                 self.run_casefile("verify", self.path("file.case"))
@@ -65,7 +65,7 @@ class Encoders(CasefileTest):
     def test_take_no_more_memory_than_a_few_blocks_for_each_thread(self):
         file = self.write("in", HEADER + positions(24 * BLOCK))
         for threads in [1, 2, 8]:
-            for encoder in ["zlib", "libdeflate", "auto"]:
+            for encoder in ["zlib", "libdeflate", "fast", "auto"]:
                 _, peak = self.run_and_measure("pack", "-f", "-j", threads, "--encoder", encoder, file,
                                                self.path("file.case"), expect=0)
                 self.assertLess(peak, (16 + 8.5 * threads) * 2**20, f"{threads} threads, {encoder}")

@@ -8,18 +8,23 @@
 namespace datasource::form {
 namespace {
 
-constexpr std::array<std::pair<std::string_view, EncoderChoice>, 4> kNames = {
+constexpr std::array<std::pair<std::string_view, EncoderChoice>, 5> kNames = {
     {{"auto", EncoderChoice::automatic},
      {"zlib", EncoderChoice::zlib},
      {"libdeflate", EncoderChoice::libdeflate},
-     {"isal", EncoderChoice::isal}}};
+     {"isal", EncoderChoice::isal},
+     {"fast", EncoderChoice::fast}}};
 
 }  // namespace
 
 const std::vector<EncoderChoice>& builtInEncoders() {
-  static const std::vector<EncoderChoice> encoders =
-      isalIsBuiltIn() ? std::vector{EncoderChoice::isal, EncoderChoice::libdeflate, EncoderChoice::zlib}
-                      : std::vector{EncoderChoice::libdeflate, EncoderChoice::zlib};
+  static const std::vector<EncoderChoice> encoders = [] {
+    std::vector known = {EncoderChoice::fast, EncoderChoice::libdeflate, EncoderChoice::zlib};
+    if (isalIsBuiltIn()) {
+      known.insert(known.begin(), EncoderChoice::isal);
+    }
+    return known;
+  }();
   return encoders;
 }
 
@@ -42,6 +47,8 @@ std::unique_ptr<BlockEncoder> makeEncoder(EncoderChoice choice) {
       return makeLibdeflateEncoder();
     case EncoderChoice::isal:
       return makeIsalEncoder();
+    case EncoderChoice::fast:
+      return makeFastEncoder();
   }
   return nullptr;
 }

@@ -46,13 +46,15 @@ enum class EncoderChoice {
   automatic,   ///< the fastest one that is built in
   zlib,        ///< level 1, the bytes that the streams write
   libdeflate,  ///< level 1
-  isal         ///< ISA-L's level 1; built in where the build machine had the library
+  isal,        ///< ISA-L's level 1; built in where the build machine had the library
+  fast         ///< of this room (deflate/fastDeflate.h)
 };
 
 /// Returns: the encoders that are built in, the fastest one first.
 const std::vector<EncoderChoice>& builtInEncoders();
 
-/// Returns: the choice of this name ("auto", "zlib", "libdeflate", "isal"), built in or not; nothing for any other.
+/// Returns: the choice of this name ("auto", "zlib", "libdeflate", "isal", "fast"), built in or not; nothing for any
+///   other.
 std::optional<EncoderChoice> encoderNamed(std::string_view name) noexcept;
 
 /// Returns: an encoder; null when it is not built in. Raises: std::bad_alloc.

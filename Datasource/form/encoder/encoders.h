@@ -13,6 +13,7 @@ namespace datasource::form {
 std::unique_ptr<BlockEncoder> makeZlibEncoder();
 std::unique_ptr<BlockEncoder> makeLibdeflateEncoder();
 std::unique_ptr<BlockEncoder> makeIsalEncoder();
+std::unique_ptr<BlockEncoder> makeFastEncoder();
 
 /// Returns: whether the build has ISA-L.
 bool isalIsBuiltIn() noexcept;

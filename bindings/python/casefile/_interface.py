@@ -310,7 +310,7 @@ casefile_status casefile_recovery_get_info(const casefile_recovery* recovery, ca
 casefile_status casefile_recovery_get_loss(const casefile_recovery* recovery, size_t index,
                                                         casefile_loss* loss, size_t size, casefile_error* error);
 void casefile_recovery_free(casefile_recovery* recovery);
-enum { CASEFILE_AUTOMATIC = 0, CASEFILE_ZLIB = 1, CASEFILE_LIBDEFLATE = 2, CASEFILE_ISAL = 3 };
+enum { CASEFILE_AUTOMATIC = 0, CASEFILE_ZLIB = 1, CASEFILE_LIBDEFLATE = 2, CASEFILE_ISAL = 3, CASEFILE_FAST = 4 };
 size_t casefile_block_size(void);
 casefile_status casefile_compress_block(const void* bytes, size_t size, int32_t encoder, void* buffer,
                                                      size_t room, size_t* length, casefile_error* error);

@@ -10,7 +10,7 @@ from ._calls import LongCall, ProgressCallback, checked, natural
 from ._file import BLOCK_SIZE
 from ._library import encoded, ffi, lib, owned
 
-_ENCODERS = {"automatic": 0, "zlib": 1, "libdeflate": 2, "isal": 3}
+_ENCODERS = {"automatic": 0, "zlib": 1, "libdeflate": 2, "isal": 3, "fast": 4}
 
 # Fewer bytes than this fill no two blocks: the call waits for one at most.
 _SHORT = 4 << 20
@@ -204,7 +204,8 @@ def compress_block(data: Any, encoder: str = "automatic") -> bytes:
 
 def create(name: Name, dictionary: Any, *, encoder: str = "automatic", threads: Optional[int] = None,
            replace: bool = True, sync: bool = False, progress: Optional[ProgressCallback] = None) -> Writer:
-    """Makes a new file that begins with the dictionary part; ``encoder`` is "automatic", "zlib", "libdeflate" or "isal"."""
+    """Makes a new file that begins with the dictionary part; ``encoder`` is "automatic", "zlib", "libdeflate",
+    "isal" or "fast"."""
     return Writer(name, dictionary, encoder=encoder, threads=threads, replace=replace, sync=sync, progress=progress)
 
 

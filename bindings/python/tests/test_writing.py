@@ -181,4 +181,4 @@ def test_recovers(damaged, tmp_path):
 def test_tells_version_and_codecs():
     assert casefile.library_version() == casefile.__version__
     assert f'version = "{casefile.__version__}"' in (pathlib.Path(__file__).parents[1] / "pyproject.toml").read_text()
-    assert {"zlib", "libdeflate"} <= set(casefile.codecs()) <= {"zlib", "libdeflate", "isal"}
+    assert {"zlib", "libdeflate", "fast"} <= set(casefile.codecs()) <= {"zlib", "libdeflate", "fast", "isal"}

@@ -15,7 +15,7 @@ extern "C" {
 #endif
 
 /// By which codec blocks are compressed.
-enum { CASEFILE_AUTOMATIC = 0, CASEFILE_ZLIB = 1, CASEFILE_LIBDEFLATE = 2, CASEFILE_ISAL = 3 };
+enum { CASEFILE_AUTOMATIC = 0, CASEFILE_ZLIB = 1, CASEFILE_LIBDEFLATE = 2, CASEFILE_ISAL = 3, CASEFILE_FAST = 4 };
 
 /// How many uncompressed bytes each block of case data holds but a file's last one, which may hold fewer.
 CASEFILE_API size_t casefile_block_size(void);

@@ -15,7 +15,8 @@ enum class Encoder {
   automatic,   ///< the fastest that is built in
   zlib,        ///< level 1: the same bytes as the streams write, whatever the number of threads
   libdeflate,  ///< level 1
-  isal         ///< ISA-L, level 1; built in where the machine that built the library had it
+  isal,        ///< ISA-L, level 1; built in where the machine that built the library had it
+  fast         ///< the library's own: the same bytes on every machine, whatever the number of threads
 };
 
 }  // namespace casefile

@@ -25,7 +25,7 @@ AppenderOptions optionsOf(const casefile_appender_options* given) {
   result.row0 = row0Of(options.row0);
   result.byteOrder = byteOrderOf(options.byte_order);
   result.threads = options.threads;
-  result.encoder = enumerated(options.encoder, Encoder::isal);
+  result.encoder = enumerated(options.encoder, Encoder::fast);
   result.progress = progressOf(options.progress, options.progress_user);
   return result;
 }

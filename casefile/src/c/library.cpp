@@ -10,7 +10,7 @@
 const char* casefile_version(void) { return casefile::version(); }
 
 const char* casefile_codec(size_t index) {
-  static constexpr std::array<const char*, 3> kNames = {"isal", "libdeflate", "zlib"};  // they last
+  static constexpr std::array<const char*, 4> kNames = {"isal", "fast", "libdeflate", "zlib"};  // they last
   try {
     const std::vector<std::string> builtIn = casefile::codecs();
     const auto* const name = std::find_if(kNames.begin(), kNames.end(), [&](const char* candidate) {

@@ -19,6 +19,7 @@ static_assert(CASEFILE_AUTOMATIC == static_cast<int>(Encoder::automatic));
 static_assert(CASEFILE_ZLIB == static_cast<int>(Encoder::zlib));
 static_assert(CASEFILE_LIBDEFLATE == static_cast<int>(Encoder::libdeflate));
 static_assert(CASEFILE_ISAL == static_cast<int>(Encoder::isal));
+static_assert(CASEFILE_FAST == static_cast<int>(Encoder::fast));
 
 casefile_writer_options defaults() noexcept {
   casefile_writer_options options{};
@@ -30,7 +31,7 @@ WriterOptions optionsOf(const casefile_writer_options* given) {
   const casefile_writer_options options = known(given, defaults());
   WriterOptions result;
   result.threads = options.threads;
-  result.encoder = enumerated(options.encoder, Encoder::isal);
+  result.encoder = enumerated(options.encoder, Encoder::fast);
   result.replace = options.replace != 0;
   result.sync = options.sync != 0;
   result.progress = progressOf(options.progress, options.progress_user);
@@ -53,7 +54,7 @@ casefile_status casefile_compress_block(const void* bytes, size_t size, int32_t 
       refuse("too little room for a compressed block");
     }
     const auto made =
-        casefile::compressBlock(bytesOf<const std::byte>(bytes, size), enumerated(encoder, casefile::Encoder::isal));
+        casefile::compressBlock(bytesOf<const std::byte>(bytes, size), enumerated(encoder, casefile::Encoder::fast));
     std::copy(made.begin(), made.end(), to.begin());
     *length = made.size();
   });

@@ -10,7 +10,7 @@ _casefile() {
     --row0 | --header-lines | --from | --bytes | -j | --threads | --jobs) return ;;
   esac
   if [ "$previous" = --encoder ]; then
-    mapfile -t COMPREPLY < <(compgen -W 'auto zlib libdeflate isal' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'auto zlib libdeflate isal fast' -- "$word")
     return
   fi
   if [ "$previous" = --holes ]; then

@@ -27,7 +27,7 @@ complete -c casefile -n '__fish_seen_subcommand_from pack unpack recover' -l no-
 complete -c casefile -n '__fish_seen_subcommand_from pack unpack' -l no-preserve -d 'Do not give the output the rights and times of the input'
 complete -c casefile -n '__fish_seen_subcommand_from pack unpack recover' -s o -l output -r -d 'File to make'
 complete -c casefile -n '__fish_seen_subcommand_from pack append' -l header-lines -x -d 'Lines of the dictionary part'
-complete -c casefile -n '__fish_seen_subcommand_from pack append' -l encoder -x -a 'auto zlib libdeflate isal' -d 'What compresses'
+complete -c casefile -n '__fish_seen_subcommand_from pack append' -l encoder -x -a 'auto zlib libdeflate isal fast' -d 'What compresses'
 complete -c casefile -n '__fish_seen_subcommand_from pack' -l dictionary -r -d 'The dictionary part is this file'
 complete -c casefile -n '__fish_seen_subcommand_from cat' -l dictionary -d 'Begin with the dictionary part'
 complete -c casefile -n '__fish_seen_subcommand_from cat' -l from -x -d 'First logical position'

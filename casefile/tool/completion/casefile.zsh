@@ -24,7 +24,7 @@ _casefile() {
   pack=(
     '(--row0 --dictionary)--header-lines[the dictionary part is the first lines]:lines:'
     '(--row0 --header-lines)--dictionary[the dictionary part is this file]:file:_files'
-    '--encoder[what compresses]:encoder:(auto zlib libdeflate isal)'
+    '--encoder[what compresses]:encoder:(auto zlib libdeflate isal fast)'
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
     '(-f --force)'{-f,--force}'[replace the output if it is there]'
     '--no-sync[do not wait until the output is on the disk]'
@@ -33,7 +33,7 @@ _casefile() {
   )
   append=(
     '--header-lines[leave out the first lines of the input]:lines:'
-    '--encoder[what compresses]:encoder:(auto zlib libdeflate isal)'
+    '--encoder[what compresses]:encoder:(auto zlib libdeflate isal fast)'
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
   )
   unpack=(

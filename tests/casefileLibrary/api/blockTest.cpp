@@ -84,7 +84,7 @@ TEST_F(BlockTest, AFileOfReadyBlocksIsTheWritersToTheByteWhateverTheThreads) {
 TEST_F(BlockTest, BlocksOfEachEncoderAreTaken) {
   const std::string data = support::caseBytes(kRow0, kBlock);
   Writer writer = begun(2);
-  for (const Encoder encoder : {Encoder::automatic, Encoder::zlib, Encoder::libdeflate}) {
+  for (const Encoder encoder : {Encoder::automatic, Encoder::zlib, Encoder::libdeflate, Encoder::fast}) {
     writer.writeBlock(casefile::compressBlock(bytesOf(data), encoder));
   }
   writer.finish();

@@ -134,7 +134,7 @@ class CrossingSizes : public Crossing, public testing::WithParamInterface<std::t
 };
 
 TEST_P(CrossingSizes, WhatTheWriterWritesByAnyEncoderBothRead) {
-  for (const Encoder encoder : {Encoder::automatic, Encoder::zlib, Encoder::libdeflate}) {
+  for (const Encoder encoder : {Encoder::automatic, Encoder::zlib, Encoder::libdeflate, Encoder::fast}) {
     write(bytes(), threads(), encoder);
     expectBothRead(bytes(), threads());
   }

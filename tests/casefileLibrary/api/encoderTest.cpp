@@ -37,7 +37,7 @@ constexpr int64 kRow0 = 100;
 std::span<const std::byte> bytesOf(const std::string& text) { return std::as_bytes(std::span(text)); }
 
 std::vector<Encoder> builtIn() {
-  std::vector<Encoder> encoders = {Encoder::automatic, Encoder::zlib, Encoder::libdeflate};
+  std::vector<Encoder> encoders = {Encoder::automatic, Encoder::zlib, Encoder::libdeflate, Encoder::fast};
   const auto names = casefile::codecs();
   if (std::find(names.begin(), names.end(), "isal") != names.end()) {
     encoders.push_back(Encoder::isal);
