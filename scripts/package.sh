@@ -4,14 +4,13 @@
 # lintian over them: an error or a warning is a failure. Packages of an earlier run are removed first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/emptyDebian.sh
 
 scripts/setup.sh package
 
 folder=$PWD/build/debian
 rm -rf "$folder"
-mkdir -p "$folder/source"
-# What is known to git, or will be: a build's products are not.
-git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$folder/source"
+copy_tree "$folder/source"
 (
   cd "$folder/source"
   export DEB_BUILD_OPTIONS="parallel=${DATASOURCE_JOBS:-$(nproc)} ${DEB_BUILD_OPTIONS:-}"
