@@ -12,11 +12,12 @@
 #   s390x arm64             the tests on another processor, under qemu; the first one's numbers begin with the high byte
 #   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
 #   package                 the Debian packages made, installed in an empty Debian, used and removed
+#   trixie                  the check gcc and a build without a preset, in an empty Debian 13 with its compiler and Python
 #   docs                    the site of guides and references: no warning, no link that leads nowhere
-# Without a name: all but tidy-change, abi, windows, s390x, arm64, fuzz and package. Each builds in build/NAME (gcc in build/release),
-# through ccache where that is installed; what a check needs is installed first. Shown are counts and
-# what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS
-# limits the jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
+# Without a name: all but tidy-change, abi, windows, s390x, arm64, fuzz, package and trixie. Each builds in build/NAME
+# (gcc in build/release), through ccache where that is installed; what a check needs is installed first. Shown are
+# counts and what goes wrong; all of the output stays in build/NAME/build.log and tests.log. DATASOURCE_JOBS limits the
+# jobs that run at once, DATASOURCE_VERBOSE=1 shows everything.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -105,6 +106,7 @@ run_check() {
     s390x | arm64) scripts/check-cross.sh "$1" ;;
     fuzz) scripts/check-fuzz.sh ;;
     package) scripts/check-package.sh ;;
+    trixie) scripts/check-trixie.sh ;;
     docs) scripts/docs.sh ;;
   esac
 }
@@ -115,13 +117,13 @@ packages_for() {
     windows | s390x | arm64) echo "$1" ;;
     abi | debug) echo abi ;;
     gcc) echo python ;;
-    package | docs) echo "$1" ;;
+    package | trixie | docs) echo "$1" ;;
     *) echo build ;;
   esac
 }
 
 for name in "$@"; do
-  if [[ " ${checks[*]} tidy-change abi windows s390x arm64 fuzz package " != *" $name "* ]]; then
+  if [[ " ${checks[*]} tidy-change abi windows s390x arm64 fuzz package trixie " != *" $name "* ]]; then
     echo "check.sh: no such check: $name" >&2
     exit 2
   fi

@@ -10,12 +10,13 @@
 #   docs     what makes the site of guides and references
 #   mutants  what finds the mutants in the sources
 #   package  what makes Debian packages, looks at them and makes an empty Debian to try them in
+#   trixie   what makes an empty Debian of another release
 # As root it installs without a question; any other user is told what root would have to install.
 # Where nothing is missing it changes nothing and needs no network.
 set -euo pipefail
 
 packages_build=(
-  g++ cmake ninja-build pkgconf python3 binutils ccache
+  g++ cmake ninja-build make pkgconf python3 binutils ccache
   zlib1g-dev libdeflate-dev liblz4-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
   ieee-data
@@ -37,7 +38,7 @@ packages_mutants=(python3-clang-14)
 packages_package=(
   debhelper dh-python pybuild-plugin-pyproject python3-all python3-setuptools python3-cffi lintian mmdebstrap
 )
-
+packages_trixie=(mmdebstrap debian-archive-keyring git)
 packages_docs=(python3 doxygen python3-sphinx python3-myst-parser)
 
 wanted=()
@@ -54,8 +55,9 @@ for group in "${@:-build}"; do
     arm64) wanted+=("${packages_build[@]}" "${packages_arm64[@]}") ;;
     mutants) wanted+=("${packages_build[@]}" "${packages_mutants[@]}") ;;
     package) wanted+=("${packages_build[@]}" "${packages_package[@]}") ;;
+    trixie) wanted+=("${packages_trixie[@]}") ;;
     *)
-      echo "setup.sh: no such group: $group (build, check, abi, bench, windows, s390x, arm64, python, docs, mutants, package)" >&2
+      echo "setup.sh: no such group: $group (build, check, abi, bench, windows, s390x, arm64, python, docs, mutants, package, trixie)" >&2
       exit 2
       ;;
   esac
