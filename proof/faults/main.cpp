@@ -19,7 +19,9 @@ constexpr Fault kFaults[] = {
     {"EIO once", {EIO, false, false, false}, false, Where::everywhere},
     {"EIO from there on", {EIO, false, false, false}, true, Where::everywhere},
     {"ENOSPC from there on", {ENOSPC, false, false, false}, true, Where::takesRoom},
+#ifdef EDQUOT  // Windows has no such number
     {"EDQUOT from there on", {EDQUOT, false, false, false}, true, Where::takesRoom},
+#endif
     {"EINTR once", {EINTR, false, false, false}, false, Where::transfers},
     {"one byte once", {0, false, true, false}, false, Where::transfers},
     {"half once", {0, true, false, false}, false, Where::transfers},

@@ -1,11 +1,10 @@
 #include "support/allocations.h"
 
-#include <malloc.h>
-
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <new>
+
+#include "support/heap.h"
 
 namespace {
 
@@ -22,41 +21,42 @@ void refuseIfItsTurn() {
   }
 }
 
-void* counted(void* memory) {
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  const std::size_t now = inUse += malloc_usable_size(memory);
+void noteTaken(std::size_t size) {
+  const std::size_t now = inUse += size;
   std::size_t before = most;
   while (now > before && !most.compare_exchange_weak(before, now)) {
   }
-  return memory;
 }
 
-void release(void* memory) noexcept {
-  inUse -= memory != nullptr ? malloc_usable_size(memory) : 0;
-  std::free(memory);
-}
-
-std::size_t rounded(std::size_t size, std::align_val_t alignment) {
-  const auto unit = static_cast<std::size_t>(alignment);
-  return (size + unit - 1) / unit * unit;
-}
+void release(void* memory) noexcept { inUse -= proof::giveToHeap(memory); }
+void releaseAligned(void* memory) noexcept { inUse -= proof::giveAlignedToHeap(memory); }
 
 }  // namespace
 
 void* operator new(std::size_t size) {
   refuseIfItsTurn();
-  return counted(std::malloc(size));
+  void* const memory = proof::takeFromHeap(size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  noteTaken(proof::sizeInHeap(memory));
+  return memory;
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
   refuseIfItsTurn();
-  return counted(std::aligned_alloc(static_cast<std::size_t>(alignment), rounded(size, alignment)));
+  void* const memory = proof::takeFromHeap(size, static_cast<std::size_t>(alignment));
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  noteTaken(proof::sizeOfAlignedInHeap(memory));
+  return memory;
 }
 void operator delete(void* memory) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t /*size*/) noexcept { release(memory); }
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { releaseAligned(memory); }
+void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
+  releaseAligned(memory);
+}
 
 // The others come down to these; a sanitizer's own would not.
 void* operator new[](std::size_t size) { return operator new(size); }
@@ -71,8 +71,10 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
 void operator delete[](void* memory) noexcept { release(memory); }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept { release(memory); }
-void operator delete[](void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete[](void* memory, std::align_val_t /*alignment*/) noexcept { releaseAligned(memory); }
+void operator delete[](void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
+  releaseAligned(memory);
+}
 void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
 void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
 

@@ -1,21 +1,18 @@
 #include "support/harness.h"
 
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <numeric>
 #include <sstream>
-#include <stdexcept>
-#include <utility>
+#include <string>
 #include <vector>
+
+#include "support/caseProcess.h"
 
 namespace proof {
 namespace {
@@ -31,6 +28,9 @@ struct Arguments {
   std::string state;
   bool one = false;
   std::uint64_t index = 0;
+  bool some = false;  // as the process that another one watches
+  std::uint64_t from = 0;
+  std::uint64_t count = 0;
 };
 
 struct Finding {
@@ -82,21 +82,22 @@ std::string runCase(Harness& harness, std::uint64_t index, Tally& tally) {
   }
 }
 
-// The process that runs cases. Each line that it writes is "done N", "tally COUNT NAME" or "finding INDEX WHAT".
-[[noreturn]] void runCases(Harness& harness, const Order& order, std::uint64_t first, int out) {
-  FILE* const pipe = ::fdopen(out, "w");
+// What the process writes that runs cases: "done N", "tally COUNT NAME" or "finding INDEX WHAT", a line each.
+[[noreturn]] void runCases(Harness& harness, const Order& order, std::uint64_t first, std::uint64_t count,
+                           std::FILE* out) {
   Tally told;
   auto tell = [&](std::uint64_t done, Tally& tally) {
-    for (const auto& [name, count] : tally) {
-      std::fprintf(pipe, "tally %llu %s\n", static_cast<unsigned long long>(count - told[name]), name.c_str());
+    for (const auto& [name, number] : tally) {
+      std::fprintf(out, "tally %llu %s\n", static_cast<unsigned long long>(number - told[name]), name.c_str());
     }
     told = tally;
-    std::fprintf(pipe, "done %llu\n", static_cast<unsigned long long>(done));
-    std::fflush(pipe);
+    std::fprintf(out, "done %llu\n", static_cast<unsigned long long>(done));
+    std::fflush(out);
   };
   Tally tally;
   Clock::time_point next = Clock::now();
-  for (std::uint64_t ordinal = first; ordinal < harness.cases(); ++ordinal) {
+  const std::uint64_t last = std::min(count, harness.cases() - first) + first;
+  for (std::uint64_t ordinal = first; ordinal < last; ++ordinal) {
     if (Clock::now() >= next) {
       tell(ordinal, tally);
       next = Clock::now() + std::chrono::milliseconds(100);
@@ -104,59 +105,50 @@ std::string runCase(Harness& harness, std::uint64_t index, Tally& tally) {
     const std::uint64_t index = order.at(ordinal);
     const std::string what = runCase(harness, index, tally);
     if (!what.empty()) {
-      std::fprintf(pipe, "finding %llu %s\n", static_cast<unsigned long long>(index), what.c_str());
+      std::fprintf(out, "finding %llu %s\n", static_cast<unsigned long long>(index), what.c_str());
       tell(ordinal + 1, tally);
     }
   }
-  tell(harness.cases(), tally);
-  std::fclose(pipe);
+  tell(last, tally);
   std::_Exit(0);
 }
 
 // Looks after one process: takes its lines until it ends, hangs, or the time is over.
 class Watch {
  public:
-  Watch(Harness& harness, const Order& order, Progress& progress)
-      : harness_(harness), order_(order), progress_(progress) {}
+  Watch(Harness& harness, const Order& order, std::uint64_t seed, Progress& progress)
+      : harness_(harness), order_(order), seed_(seed), progress_(progress) {}
 
   void run(Clock::time_point end) {
-    int ends[2];
-    if (::pipe(ends) != 0) {
-      throw std::runtime_error("no pipe");
-    }
-    child_ = ::fork();
-    if (child_ == 0) {
-      ::close(ends[0]);
-      runCases(harness_, order_, progress_.next, ends[1]);
-    }
-    ::close(ends[1]);
-    const std::string why = takeLines(ends[0], end);
-    ::close(ends[0]);
-    int status = 0;
-    ::kill(child_, why.empty() ? 0 : SIGKILL);
-    ::waitpid(child_, &status, 0);
-    if (why == "hangs") {
+    CaseProcess process = started(progress_.next, harness_.cases() - progress_.next);
+    const std::string why = takeLines(process, end);
+    if (why == "enough") {
+      process.kill();
+    } else if (why == "hangs") {
+      process.kill();
       lose("does not come back within " + std::to_string(kDeadlineSeconds) + " s");
-    } else if (why.empty() && (!WIFEXITED(status) || WEXITSTATUS(status) != 0)) {
-      lose(WIFSIGNALED(status) ? "ends the program by signal " + std::to_string(WTERMSIG(status))
-                               : "ends the program with " + std::to_string(WEXITSTATUS(status)));
+    } else if (const std::string how = process.howItEnded(); !how.empty()) {
+      lose(how);
     }
   }
 
  private:
+  CaseProcess started(std::uint64_t first, std::uint64_t count) {
+    return CaseProcess(
+        [this, first, count](std::FILE* out) { runCases(harness_, order_, first, count, out); },
+        {"--seed", std::to_string(seed_), "--from", std::to_string(first), "--count", std::to_string(count)});
+  }
+
   // Returns: why the process is to be ended; empty when it has ended itself.
-  std::string takeLines(int from, Clock::time_point end) {
+  std::string takeLines(CaseProcess& process, Clock::time_point end) {
     std::string text;
     Clock::time_point heard = Clock::now();
     for (;;) {
-      pollfd waiting{from, POLLIN, 0};
-      if (::poll(&waiting, 1, 100) > 0) {
-        char piece[65536];
-        const ssize_t got = ::read(from, piece, sizeof(piece));
-        if (got <= 0) {
-          return "";
-        }
-        text.append(piece, static_cast<std::size_t>(got));
+      const CaseProcess::Heard what = process.listen(text);
+      if (what == CaseProcess::Heard::end) {
+        return "";
+      }
+      if (what == CaseProcess::Heard::something) {
         takeWholeLines(text);
         heard = Clock::now();
       }
@@ -179,6 +171,9 @@ class Watch {
       std::string rest;
       line >> word >> number;
       std::getline(line >> std::ws, rest);
+      if (!rest.empty() && rest.back() == '\r') {
+        rest.pop_back();  // as Windows ends a line
+      }
       if (word == "done") {
         progress_.next = number;
       } else if (word == "tally") {
@@ -194,7 +189,7 @@ class Watch {
     constexpr std::uint64_t kMost = 100000;
     for (std::uint64_t ordinal = progress_.next; ordinal < std::min(progress_.next + kMost, harness_.cases());
          ++ordinal) {
-      if (!survives(order_.at(ordinal))) {
+      if (!survives(ordinal)) {
         progress_.findings.push_back({order_.at(ordinal), how});
         progress_.next = ordinal + 1;
         return;
@@ -204,23 +199,23 @@ class Watch {
     progress_.next = std::min(progress_.next + kMost, harness_.cases());
   }
 
-  bool survives(std::uint64_t index) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      ::alarm(kDeadlineSeconds);
-      Tally tally;
-      runCase(harness_, index, tally);
-      std::_Exit(0);
+  bool survives(std::uint64_t ordinal) {
+    CaseProcess process = started(ordinal, 1);
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(kDeadlineSeconds);
+    std::string ignored;
+    while (process.listen(ignored) != CaseProcess::Heard::end) {
+      if (Clock::now() >= end) {
+        process.kill();
+        return false;
+      }
     }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return process.howItEnded().empty();
   }
 
   Harness& harness_;
   const Order& order_;
+  const std::uint64_t seed_;
   Progress& progress_;
-  pid_t child_ = -1;
 };
 
 // A state file: the seed and the number of cases that it holds for, then how far they have come.
@@ -257,7 +252,7 @@ void save(const Arguments& arguments, std::uint64_t cases, const Progress& progr
       file << "finding " << finding.index << ' ' << finding.what << '\n';
     }
   }
-  std::rename(fresh.c_str(), arguments.state.c_str());
+  std::filesystem::rename(fresh, arguments.state);
 }
 
 bool read(int count, char** values, Arguments& arguments) {
@@ -273,6 +268,11 @@ bool read(int count, char** values, Arguments& arguments) {
     } else if (name == "--case") {
       arguments.one = true;
       arguments.index = std::strtoull(value, nullptr, 10);
+    } else if (name == "--from") {
+      arguments.some = true;
+      arguments.from = std::strtoull(value, nullptr, 10);
+    } else if (name == "--count") {
+      arguments.count = std::strtoull(value, nullptr, 10);
     } else {
       return false;
     }
@@ -330,18 +330,20 @@ int runHarness(Harness& harness, int argumentCount, char** argumentValues) {
     std::fprintf(stderr, "%s [--seconds N] [--seed S] [--state FILE] [--case INDEX]\n", argumentValues[0]);
     return 2;
   }
-  std::signal(SIGPIPE, SIG_IGN);
   if (arguments.one) {
     return runOne(harness, arguments.index % harness.cases());
   }
+  const Order order(harness.cases(), arguments.seed);
+  if (arguments.some) {
+    runCases(harness, order, std::min(arguments.from, harness.cases()), arguments.count, stdout);
+  }
   Progress progress;
   load(arguments, harness.cases(), progress);
-  const Order order(harness.cases(), arguments.seed);
   const Clock::time_point start = Clock::now();
   const Clock::time_point end =
       arguments.seconds < 0 ? Clock::time_point::max() : start + std::chrono::seconds(arguments.seconds);
   while (progress.next < harness.cases() && Clock::now() < end && progress.findings.size() < kMostFindings) {
-    Watch(harness, order, progress).run(end);
+    Watch(harness, order, arguments.seed, progress).run(end);
     if (!arguments.state.empty()) {
       save(arguments, harness.cases(), progress);
     }
