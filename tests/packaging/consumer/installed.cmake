@@ -5,9 +5,10 @@ if(Datasource_FOUND)
 endif()
 find_package(Datasource ${DATASOURCE_VERSION} EXACT REQUIRED)
 
-# Every header compiles alone, with nothing before it.
+# Every header of ours compiles alone, with nothing before it. Others may lie beside them.
 get_target_property(include_folder Datasource::headers INTERFACE_INCLUDE_DIRECTORIES)
-file(GLOB_RECURSE headers RELATIVE ${include_folder} ${include_folder}/*.h)
+file(GLOB_RECURSE headers RELATIVE ${include_folder} ${include_folder}/Datasource/*.h
+     ${include_folder}/casefile/*.h)
 if(NOT headers)
   message(FATAL_ERROR "No headers in ${include_folder}")
 endif()
