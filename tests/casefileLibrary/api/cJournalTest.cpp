@@ -78,6 +78,18 @@ TEST_F(CJournal, TakesAnAppendBackOnce) {
   EXPECT_EQ(casefile_take_back_append(name_.c_str(), nullptr, nullptr), CASEFILE_OK);
 }
 
+TEST_F(CJournal, AnAppenderTellsThatItTookOneBack) {
+  leaveJournal();
+  for (const int expected : {1, 0}) {
+    casefile_appender* appender = nullptr;
+    ASSERT_EQ(casefile_appender_open(name_.c_str(), nullptr, &appender, &error_), CASEFILE_OK) << error_.message;
+    casefile_appender_info info{};
+    EXPECT_EQ(casefile_appender_get_info(appender, &info, sizeof info, &error_), CASEFILE_OK);
+    EXPECT_EQ(info.took_back, expected);
+    casefile_appender_free(appender);
+  }
+}
+
 TEST_F(CJournal, RemovesThatOfAFileThatWasReplaced) {
   leaveJournal();
   folder_.writePlain("new", before_ + "dead bytes");

@@ -98,6 +98,7 @@ TEST_F(CReader, ReadsIntoABufferOnSeveralThreads) {
   EXPECT_EQ(done, 0U);
   EXPECT_EQ(casefile_reader_read_into(reader.get(), room.data(), 1, -1, &done, nullptr, nullptr, &error_),
             CASEFILE_USAGE);
+  EXPECT_THAT(error_.message, testing::HasSubstr("a negative position"));
 }
 
 struct Taken {
@@ -315,6 +316,7 @@ TEST_F(CReader, ASourceThatTellsOfMoreThanThereIsRoomForIsUsage) {
   ASSERT_EQ(casefile_source_from_callbacks(&callbacks, "scripted", &source, &error_), CASEFILE_OK);
   casefile_reader* reader = nullptr;
   EXPECT_EQ(casefile_reader_open_source(source, nullptr, &reader, &error_), CASEFILE_USAGE);
+  EXPECT_THAT(error_.message, testing::HasSubstr("more bytes were read than there is room for"));
   EXPECT_EQ(reader, nullptr);
   casefile_source_free(source);
   EXPECT_EQ(script.released, 1);

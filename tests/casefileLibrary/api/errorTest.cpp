@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <future>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "casefile/error.h"
 
@@ -13,6 +18,7 @@ namespace {
 
 using casefile::Error;
 using casefile::ErrorKind;
+using casefile::printable;
 
 std::error_code diskFull() { return {ENOSPC, std::generic_category()}; }
 
@@ -55,6 +61,51 @@ TEST(ErrorPlace, ComparesWithTheProgramsOwnConditions) {
 
 TEST(ErrorPlace, IsCaughtByItsTypeAcrossTheLibrarysBorder) {
   EXPECT_THROW(throw Error(ErrorKind::usage, "wrong", {}), std::runtime_error);
+}
+
+// A letter's bytes in UTF-8 if it had that many, be that right or not.
+std::string inBytes(std::uint32_t code, std::size_t length) {
+  if (length == 1) {
+    return {static_cast<char>(code)};
+  }
+  std::string bytes(length, '\0');
+  for (std::size_t i = length; --i > 0; code >>= 6U) {
+    bytes[i] = static_cast<char>(0x80U | (code & 0x3FU));
+  }
+  constexpr std::array<std::uint32_t, 5> kLead = {0, 0, 0xC0, 0xE0, 0xF0};
+  bytes[0] = static_cast<char>(kLead[length] | code);
+  return bytes;
+}
+
+// Letters at the limits of what their count of bytes can tell, of the halves of pairs and of all letters.
+TEST(PrintableTexts, KeepLettersAndNothingElse) {
+  const std::vector<std::pair<std::uint32_t, std::size_t>> letters = {
+      {' ', 1},    {'~', 1},    {0xA0, 2},   {0x7FF, 2},   {0x800, 3},    {0xD7FF, 3},
+      {0xE000, 3}, {0xF000, 3}, {0xFFFF, 3}, {0x10000, 4}, {0x10FFFF, 4}, {0x40000, 4}};
+  for (const auto& [code, length] : letters) {
+    EXPECT_EQ(printable(inBytes(code, length)), inBytes(code, length)) << code;
+  }
+  const std::vector<std::pair<std::uint32_t, std::size_t>> others = {
+      {0x1F, 1},   {0x7F, 1},   {0x80, 2},   {0x9F, 2},   {0x7F, 2},   {0x41, 2},     {0x7FF, 3},   {0xA0, 3},
+      {0xD800, 3}, {0xDC00, 3}, {0xDFFF, 3}, {0xFFFF, 4}, {0xE000, 4}, {0x110000, 4}, {0x1FFFFF, 4}};
+  for (const auto& [code, length] : others) {
+    std::string escaped;
+    for (const char byte : inBytes(code, length)) {
+      constexpr char kDigits[] = "0123456789abcdef";
+      const auto value = static_cast<unsigned char>(byte);
+      escaped += std::string("\\x") + kDigits[value >> 4U] + kDigits[value & 15U];
+    }
+    EXPECT_EQ(printable(inBytes(code, length)), escaped) << code << " in " << length;
+  }
+}
+
+TEST(PrintableTexts, ShowWhatBeginsNoLetter) {
+  EXPECT_EQ(printable("\x80z"), "\\x80z");
+  EXPECT_EQ(printable("\xBFz"), "\\xbfz");
+  EXPECT_EQ(printable("\xF8\x88\x80\x80\x80"), "\\xf8\\x88\\x80\\x80\\x80");
+  EXPECT_EQ(printable("\xC3"), "\\xc3");
+  EXPECT_EQ(printable("\xE2\x82z"), "\\xe2\\x82z");
+  EXPECT_EQ(printable(""), "");
 }
 
 }  // namespace

@@ -354,6 +354,32 @@ TEST_F(RecoverNames, MoreZerosThanAHeadingHasAskForThePlace) {
   EXPECT_TRUE(recover(std::make_shared<ScriptedSource>(bytes), out_, told).complete());
 }
 
+// Its table alone tells the place and the byte order, with blocks and without.
+TEST_F(RecoverNames, AHeadingThatWasOverwrittenIsMadeAnewByTheTable) {
+  for (const auto& lengths : {std::vector<std::size_t>{kBlock, 300}, {300}, {}}) {
+    for (const bool swapped : {false, true}) {
+      Image image = Image::of(kRow0, lengths);
+      image.swapped = swapped;
+      std::string bytes = image.bytes();
+      bytes.replace(static_cast<std::size_t>(kRow0), 24, 24, 'x');
+      const Recovery told = recover(std::make_shared<ScriptedSource>(bytes), out_);
+      EXPECT_TRUE(told.complete());
+      EXPECT_EQ(told.swapped, swapped);
+      EXPECT_TRUE(support::sameBytes(folder_.readWhole("out"), image.bytes()));
+    }
+  }
+}
+
+TEST_F(RecoverNames, ASourceOfNegativeLengthIsUsage) {
+  struct Negative : ScriptedSource {
+    Negative() : ScriptedSource("") {}
+    std::int64_t size() const override { return -1; }
+  };
+  const auto error = errorOf([&] { recover(std::make_shared<Negative>(), out_); });
+  EXPECT_EQ(error.kind(), ErrorKind::usage);
+  EXPECT_THAT(error.what(), HasSubstr("its source gives a negative length"));
+}
+
 TEST_F(RecoverNames, WhatIsAFileOfAnotherFormSaysSo) {
   const auto error = errorOf([&] { recover(std::make_shared<ScriptedSource>("PK\x03\x04 and so on"), out_); });
   EXPECT_THAT(error.what(), HasSubstr("is a zip file"));
