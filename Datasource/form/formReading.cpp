@@ -49,7 +49,7 @@ void ChainCheck::countBreak(const bInfo& record) {
 // A block's wrong size shows at the next block, whose start then is off the sum but on the grid of whole blocks.
 int64 ChainCheck::checkLogicalPosition(const bInfo& record) {
   const int64 onGrid = positionPlus(row0_, static_cast<int64>(index_) * kBlock);
-  if (record.orginalPos != logicalEnd_ && record.orginalPos == onGrid && index_ > 0) {
+  if (record.orginalPos != logicalEnd_ && record.orginalPos == onGrid) {  // so it is not the first
     add(Rule::blockReachesNext, index_ - 1, logicalEnd_, onGrid);
     logicalEnd_ = onGrid;
   } else if (record.orginalPos != logicalEnd_) {

@@ -116,6 +116,12 @@ TEST_F(ThreeStageWorker, BlockThatWasReadAheadIsNotDeliveredByARecordThatCannotB
   EXPECT_EQ(reports[0].expression, "outCount == bInfo.orginalSize");
 }
 
+TEST_F(ThreeStageWorker, DecompressingThatWaitsForBytesEndsWithThePool) {
+  useFile({4096, 4096, 4096});
+  EXPECT_EQ(requestAlone(0), plain(0));
+  EXPECT_TRUE(support::waitsForEver([this] { worker->decompressThreadStep(); }));
+}
+
 TEST_F(ThreeStageWorker, InitialisingForWritingIsAssertedOn) {
   useFile({100});
   EXPECT_TRUE(alone()->initThread(false));
