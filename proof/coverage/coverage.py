@@ -42,7 +42,7 @@ def arguments():
 
 
 def jobs():
-    return len(os.sched_getaffinity(0))
+    return int(os.environ.get("DATASOURCE_JOBS") or len(os.sched_getaffinity(0)))
 
 
 def run(command, log, **more):
@@ -56,7 +56,8 @@ def run(command, log, **more):
 def build(folder, log):
     run(["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_C_COMPILER=gcc",
          "-DCMAKE_CXX_COMPILER=g++", "-DDATASOURCE_WARNINGS_AS_ERRORS=ON", "-DDATASOURCE_BUILD_REPLAYS=OFF",
-         "-DDATASOURCE_BUILD_EXAMPLES=OFF", f"-DCMAKE_PROJECT_INCLUDE={HERE / 'instrument.cmake'}",
+         "-DDATASOURCE_BUILD_EXAMPLES=OFF", "-DDATASOURCE_TEST_PCH=OFF",
+         f"-DCMAKE_PROJECT_INCLUDE={HERE / 'instrument.cmake'}",
          "-DCMAKE_EXE_LINKER_FLAGS=--coverage", "-DCMAKE_SHARED_LINKER_FLAGS=--coverage"], log)
     targets = [program.rpartition("/")[2] for program in PROGRAMS]
     run(["cmake", "--build", folder, "--parallel", str(jobs()), "--target", *targets, "casefile", "casefile_use_c"],

@@ -30,6 +30,10 @@ ROOM = 2000  # numbers for each source, so that a change of one leaves the other
 ROUNDS = 12  # of compiling and leaving out what the compiler refuses
 
 
+def jobs():
+    return int(os.environ.get("DATASOURCE_JOBS") or len(os.sched_getaffinity(0)))
+
+
 class Build:
     """The copy in `folder`, and its mutants once it was made: those of the sources whose names begin with `below`."""
 
@@ -70,7 +74,7 @@ class Build:
             self._mutate(sources, commands)
             with open(self._log, "w", encoding="utf-8") as log:
                 done = subprocess.run(
-                    ["cmake", "--build", "--preset", PRESET, "--parallel", str(len(os.sched_getaffinity(0))),
+                    ["cmake", "--build", "--preset", PRESET, "--parallel", str(jobs()),
                      "--target", *targets, "--", "-k", "0"],
                     cwd=self.tree, env={**os.environ, "LC_ALL": "C"}, stdout=log, stderr=subprocess.STDOUT, check=False)
             if done.returncode == 0:
@@ -78,13 +82,17 @@ class Build:
             self._refuse(sources, self._log.read_text(encoding="utf-8", errors="replace"))
         raise RuntimeError(f"The mutants do not compile: {self._log}")
 
-    def digest(self):
-        """What results hold for: all programs that were built."""
+    def digest(self, *programs):
+        """What results of these programs, or of all, hold for."""
         text = hashlib.sha256()
         libraries = [path for folder in ("Datasource", "casefile") for path in (self.output / folder).glob("lib*.so")]
-        for path in sorted([*(self.output / program for program in self.programs), *libraries]):
+        for path in sorted([*(self.output / program for program in programs or self.programs), *libraries]):
             text.update(path.read_bytes())
         return text.hexdigest()[:16]
+
+    def digest_of(self, source):
+        """What the fate of its mutants holds for as long as no test goes: the source with all of them."""
+        return hashlib.sha256((self.tree / source).read_bytes()).hexdigest()[:16]
 
     # ---- the copy
 
@@ -139,7 +147,7 @@ class Build:
                 commands[other] for folder in pathlib.Path(name).parents for other in sorted(commands)
                 if other.startswith(f"{folder}/") and other.startswith(MUTATED))
             tasks.append((name, near, self._firsts[name], self._refused_of(name), self._cache))
-        with concurrent.futures.ProcessPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+        with concurrent.futures.ProcessPoolExecutor(jobs()) as pool:
             for (name, *_), (text, mutants) in zip(tasks, pool.map(_mutated, tasks)):
                 _write(self.tree / name, text)
                 self.mutants.update((mutant.number, mutant) for mutant in mutants)

@@ -12,6 +12,7 @@ import os
 import pathlib
 import random
 import re
+import select
 import signal
 import subprocess
 import sys
@@ -29,9 +30,13 @@ EXPLAINED = build.HERE / "explained.txt"
 FIELDS = ("file", "line", "mutant", "because")
 MOST_FINDINGS = 200
 KILLED, LATE, UNREACHED, SURVIVED = "killed", "killed by the deadline", "reached by no test", "survived"
-# What tests that go together may take, by the first run; the last ones are those that remain.
-CHUNKS = (0.3, 1.0, 5.0, 20.0, 1e9)
+QUICK = 0.25  # seconds of a processor: a test that takes several times as much is none of the quick ones
+# What tests that go together may take, by the first run. What passes all of these has survived: the rest, which takes
+# longer or does more beside what the mutant changes, is not asked.
+CHUNKS = (0.2, 0.6, 2.0)
 LIMITS = 'ulimit -c 0 -t "$1" -v 8388608; shift; exec "$@"'
+ASLEEP = "SDTZ"  # by the letters of /proc: nothing of the process wants a processor
+
 
 def arguments():
     parser = argparse.ArgumentParser()
@@ -44,8 +49,39 @@ def arguments():
     return parser.parse_args()
 
 
-def jobs():
-    return len(os.sched_getaffinity(0))
+def state_of_group(group):
+    """What changes as long as any process of a session does something, or None while one is at work."""
+    facts = []
+    for path in pathlib.Path("/proc").glob("[0-9]*/stat"):
+        try:
+            words = path.read_text(encoding="utf-8", errors="replace").rpartition(") ")[2].split()
+            if int(words[3]) == group:
+                threads = [task.read_text(encoding="utf-8", errors="replace").rpartition(") ")[2].split()
+                           for task in path.parent.glob("task/*/stat")]
+                facts.append([(of[0] in ASLEEP, of[11], of[12]) for of in threads])
+        except (OSError, IndexError):  # it has ended
+            return None
+    return facts if all(asleep for threads in facts for asleep, *_ in threads) else None
+
+
+def ends(group, deadline, asleep):
+    """Waits for a process that leads a session. Returns: whether it ended before the deadline, and before all of it had
+    been asleep for as many seconds."""
+    ended = select.poll()
+    handle = os.pidfd_open(group)
+    try:
+        ended.register(handle, select.POLLIN)
+        begun = still = time.monotonic()
+        last = None
+        while not ended.poll(500):
+            now, state = time.monotonic(), state_of_group(group)
+            if state is None or state != last:
+                last, still = state, now
+            if now - begun > deadline or now - still > asleep:
+                return False
+        return True
+    finally:
+        os.close(handle)
 
 
 class Tests:
@@ -67,11 +103,11 @@ class Tests:
                     group = line
 
     def run(self, program, names, mutant, seconds, reached=None):
-        """Some tests of one program. Returns: KILLED, LATE or SURVIVED."""
+        """Some tests of one program. Returns: KILLED, LATE or SURVIVED, and the seconds of a processor that it took."""
         command = [self._made.output / program, "--gtest_fail_fast", f"--gtest_filter={':'.join(names)}"]
-        # What runs in circles is found by the processor's time, whatever else the machine does; what waits, by the
-        # clock.
-        limit, deadline = int(4 + 5 * seconds), 20 + 10 * seconds
+        # What runs in circles is found by the processor's time, and what waits by how long all of it has been asleep,
+        # whatever else the machine does.
+        limit, deadline = int(2 + 4 * seconds), 120 + 30 * seconds
         with tempfile.TemporaryDirectory(prefix="mutants") as folder:
             os.chmod(folder, 0o755)  # some tests act as another user
             temporary = pathlib.Path(folder, "t")
@@ -83,33 +119,43 @@ class Tests:
             process = subprocess.Popen(
                 ["sh", "-c", LIMITS, "sh", str(limit), *command], cwd=folder, env=environment, start_new_session=True,
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            ended = False
             try:
-                code = process.wait(deadline)
-            except subprocess.TimeoutExpired:
-                code = -signal.SIGXCPU
+                ended = ends(process.pid, deadline, 3 + 2 * seconds)
             finally:
                 try:
                     os.killpg(process.pid, signal.SIGKILL)
                 except ProcessLookupError:
                     pass
-                process.wait()
-        if code == 0:
-            return SURVIVED
-        return LATE if code in (-signal.SIGXCPU, -signal.SIGKILL) else KILLED
+                _, status, used = os.wait4(process.pid, 0)
+                process.returncode = os.waitstatus_to_exitcode(status)
+        took = used.ru_utime + used.ru_stime
+        if not ended or process.returncode in (-signal.SIGXCPU, -signal.SIGKILL):
+            return LATE, took
+        return (SURVIVED if process.returncode == 0 else KILLED), took
 
     def _output(self, command):
         return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
 class Record:
-    """Which tests reach which mutant, and how long each takes; kept in a file until a program changes."""
+    """Which tests reach which mutant, and how long each takes; kept in a file for each program until that changes."""
 
     def __init__(self, folder, made, tests):
         self._path = folder / "record"
         self.digest = made.digest()
         self.seconds, self.reached, self.failed = {}, {}, []
-        if not self._load():
-            self._take(made, tests)
+        known = self._known()
+        names = list(tests.all())
+        for program in made.programs:
+            digest = made.digest(program)
+            if known.get(program, {}).get("digest") != digest:
+                taken = self._take(made, tests, [test for test in names if test[0] == program])
+                known[program] = {"digest": digest, **taken}
+                self._path.write_text(json.dumps(known), encoding="utf-8")
+            for name, seconds, mutants in known[program]["passed"]:
+                self.seconds[program, name], self.reached[program, name] = seconds, mutants
+            self.failed += known[program]["failed"]
         self._of = {}
         for test, mutants in self.reached.items():
             for mutant in mutants:
@@ -119,36 +165,29 @@ class Record:
         """Those that reach it: the fastest, and of those the ones that reach little, first."""
         return sorted(self._of.get(mutant, []), key=lambda test: self.seconds[test] * len(self.reached[test]))
 
-    def _load(self):
+    def _known(self):
         try:
-            digest, taken, self.failed = json.loads(self._path.read_text(encoding="utf-8"))
+            return json.loads(self._path.read_text(encoding="utf-8"))
         except (OSError, ValueError):
-            return False
-        if digest != self.digest:
-            return False
-        for program, name, seconds, mutants in taken:
-            self.seconds[program, name], self.reached[program, name] = seconds, mutants
-        return True
+            return {}
 
-    def _take(self, made, tests):
+    @staticmethod
+    def _take(made, tests, names):
         def one(test):
             with tempfile.NamedTemporaryFile(prefix="reached") as file:
                 file.truncate(made.room)
                 os.chmod(file.name, 0o666)
-                start = time.monotonic()
-                result = tests.run(test[0], [test[1]], -1, 60, file.name)
-                seconds = time.monotonic() - start
+                result, seconds = tests.run(test[0], [test[1]], -1, QUICK, file.name)
                 asked = re.finditer(b"\1", pathlib.Path(file.name).read_bytes())
                 return result, seconds, [found.start() for found in asked]
-        names = list(tests.all())
-        with concurrent.futures.ThreadPoolExecutor(jobs()) as pool:
+        passed, failed = [], []
+        with concurrent.futures.ThreadPoolExecutor(build.jobs()) as pool:
             for test, (result, seconds, mutants) in zip(names, pool.map(one, names)):
                 if result == SURVIVED:
-                    self.seconds[test], self.reached[test] = seconds, mutants
-                else:
-                    self.failed.append(" ".join(test))
-        self._path.write_text(json.dumps([self.digest, [
-            [*test, self.seconds[test], self.reached[test]] for test in self.seconds], self.failed]), encoding="utf-8")
+                    passed.append([test[1], seconds, mutants])
+                elif result == KILLED:
+                    failed.append(" ".join(test))
+        return {"passed": passed, "failed": failed}
 
 
 def chunks(tests, seconds):
@@ -171,34 +210,35 @@ def fate(mutant, record, tests):
     if not reaching:
         return UNREACHED, ""
     for program, names, seconds in chunks(reaching, record.seconds):
-        result = tests.run(program, names, mutant, seconds)
+        result, _ = tests.run(program, names, mutant, seconds)
         if result != SURVIVED:
             return result, f"{program} {names[0]}" + (f" and {len(names) - 1} more" if len(names) > 1 else "")
     return SURVIVED, ""
 
 
 class Progress:
-    """The mutants whose fate is known, in a file."""
+    """The mutants whose fate is known, in a file. One that was killed stays so until its source changes; one that lived
+    meets the tests again when any of them did."""
 
-    def __init__(self, path, digest):
+    def __init__(self, path, made, record):
         self._path = path
-        self._digest = digest
+        self._programs = record.digest
+        self._sources = {number: made.digest_of(mutant.file) for number, mutant in made.mutants.items()}
         self.fates = {}
         self._lock = threading.Lock()
         if path and path.exists():
-            lines = path.read_text(encoding="utf-8").splitlines()
-            if lines and lines[0] == digest:
-                told = [line.partition(" ") for line in lines[1:]]
-                self.fates = {int(number): what for number, _, what in told}
-        if path and not self.fates:
-            path.write_text(digest + "\n", encoding="utf-8")
+            for line in path.read_text(encoding="utf-8").splitlines():
+                number, source, programs, what = line.split(" ", 3)
+                holds = what in (KILLED, LATE) or programs == self._programs
+                if self._sources.get(int(number)) == source and holds:
+                    self.fates[int(number)] = what
 
     def add(self, number, what):
         with self._lock:
             self.fates[number] = what
             if self._path:
                 with open(self._path, "a", encoding="utf-8") as file:
-                    file.write(f"{number} {what}\n")
+                    file.write(f"{number} {self._sources[number]} {self._programs} {what}\n")
 
 
 class Explanations:
@@ -226,12 +266,23 @@ def name_of(mutant):
     return f"{mutant.file}:{mutant.line}: `{mutant.text[:100]}` {mutant.what}"
 
 
+def ordered(mutants, seed):
+    """Their numbers, so that the first ones are a sample of every source, larger where there are more mutants."""
+    sources = {}
+    for number, mutant in sorted(mutants.items()):
+        sources.setdefault(mutant.file, []).append(number)
+    places = {}
+    for name, numbers in sources.items():
+        chance = random.Random(f"{seed} {name}")
+        chance.shuffle(numbers)
+        places.update((number, (index + chance.random()) / len(numbers)) for index, number in enumerate(numbers))
+    return sorted(places, key=places.get)
+
+
 def run(given, made, record, tests):
     """Mutants in the seed's order until the time is over. Returns: their fates."""
-    order = sorted(made.mutants)
-    random.Random(given.seed).shuffle(order)
-    progress = Progress(given.state, f"{record.digest} {given.seed}")
-    waiting = iter([number for number in order if number not in progress.fates])
+    progress = Progress(given.state, made, record)
+    waiting = iter([number for number in ordered(made.mutants, given.seed) if number not in progress.fates])
     lock = threading.Lock()
     end = time.monotonic() + given.seconds
 
@@ -242,7 +293,7 @@ def run(given, made, record, tests):
             if number is None:
                 return
             progress.add(number, fate(number, record, tests)[0])
-    workers = [threading.Thread(target=work) for _ in range(jobs())]
+    workers = [threading.Thread(target=work) for _ in range(build.jobs())]
     for worker in workers:
         worker.start()
     for worker in workers:
@@ -255,12 +306,15 @@ def summary(given, made, record, fates, began):
     tally = {KILLED: 0, LATE: 0, "survived, explained": 0, SURVIVED: 0, UNREACHED: 0}
     failed = [f"fails without a mutant: {test}" for test in record.failed]
     findings = [{"case": 0, "what": text, "again": "scripts/prove.sh mutants"} for text in explanations.lost + failed]
+    lived = []
     for number, what in sorted(fates.items()):
         if what in (SURVIVED, UNREACHED) and explanations.why(number):
             what = "survived, explained"
         tally[what] += 1
         if what in (SURVIVED, UNREACHED):
+            lived.append(f"{number} {what}: {name_of(made.mutants[number])}\n")
             findings.append({"case": number, "what": f"{what}: {name_of(made.mutants[number])}"})
+    (given.folder / "lived").write_text("".join(lived), encoding="utf-8")
     return {"harness": "mutants", "seed": given.seed, "done": len(fates), "cases": len(made.mutants),
             "seconds": time.monotonic() - began, "tally": tally, "findings": findings[:MOST_FINDINGS]}
 

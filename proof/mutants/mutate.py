@@ -273,7 +273,7 @@ class Source:
     def _literal(self, node, constant):
         text = self._text(node)
         if node.kind in LITERALS:
-            if re.fullmatch(r"[\w'.+\\]+|'.*'", text):
+            if re.fullmatch(r"[\w'.+\\]+|'.*'", text) and text != "__LINE__":
                 self._number(self._extent(node), constant)
         elif node.kind == KIND.DECL_REF_EXPR and node.type.get_canonical().kind in INTEGERS:
             meant = node.referenced
