@@ -167,9 +167,10 @@ class Record:
 
     def _known(self):
         try:
-            return json.loads(self._path.read_text(encoding="utf-8"))
+            known = json.loads(self._path.read_text(encoding="utf-8"))
         except (OSError, ValueError):
             return {}
+        return known if isinstance(known, dict) else {}  # else an earlier version's
 
     @staticmethod
     def _take(made, tests, names):
@@ -228,9 +229,9 @@ class Progress:
         self._lock = threading.Lock()
         if path and path.exists():
             for line in path.read_text(encoding="utf-8").splitlines():
-                number, source, programs, what = line.split(" ", 3)
+                number, source, programs, what = (*line.split(" ", 3), "", "", "")[:4]  # an earlier version's are shorter
                 holds = what in (KILLED, LATE) or programs == self._programs
-                if self._sources.get(int(number)) == source and holds:
+                if what and self._sources.get(int(number)) == source and holds:
                     self.fates[int(number)] = what
 
     def add(self, number, what):
