@@ -164,7 +164,7 @@ TEST_F(CErrors, NumbersThatMeanNothingAreUsage) {
   }
   casefile_writer_options writing;
   casefile_writer_options_init(&writing, sizeof writing);
-  writing.encoder = 4;
+  writing.encoder = CASEFILE_FAST + 1;
   casefile_writer* writer = nullptr;
   EXPECT_EQ(casefile_writer_create(folder_.path("new.case").c_str(), &writing, &writer, &error_), CASEFILE_USAGE);
   casefile_recover_options rescuing;
