@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "check/layout.h"
+#include "journal/unfinishedAppend.h"
 #include "locate.h"
 #include "progressReport.h"
 #include "sourceReader.h"
@@ -47,10 +48,9 @@ Inspection inspect(std::shared_ptr<const RandomAccessFile> file, const InspectOp
 }
 
 Inspection inspect(const std::string& name, const InspectOptions& options) {
-  auto file = openFile(name);
-  UnfinishedAppend append = unfinishedAppendOf(name);
-  Inspection told = inspect(std::move(file), options);
-  told.unfinishedAppend = std::move(append);
+  JudgedFile judged = openAsAppendFinds(name);
+  Inspection told = inspect(std::move(judged.bytes), options);
+  told.unfinishedAppend = std::move(judged.append);
   return told;
 }
 

@@ -73,11 +73,14 @@ bool isOnlyNotAll(const Verification& told) {
   return told.damagedBlocks == 0 && !told.faults.empty() && told.faults.back().kind == FaultKind::otherData;
 }
 
+std::string sizes(const Verification& told) {
+  return std::to_string(told.blocks) + " blocks, " + std::to_string(told.caseBytes) + " bytes of case data, " +
+         std::to_string(told.deadBytes) + " dead bytes behind the table";
+}
+
 void printSound(const std::string& file, const Verification& told) {
   if (isSaid(Talk::usual)) {
-    std::printf("%s: sound: %zu blocks, %lld bytes of case data, %lld dead bytes behind the table\n",
-                printable(file).c_str(), told.blocks, static_cast<long long>(told.caseBytes),
-                static_cast<long long>(told.deadBytes));
+    std::printf("%s: sound: %s\n", printable(file).c_str(), sizes(told).c_str());
     requirePrinted();
   }
 }
@@ -89,6 +92,9 @@ int verifyOne(const std::string& file, const Options& options) {
   sayFaultsOfTheFile(file, told);
   if (!told.sound() && !isOnlyNotAll(told)) {
     sayDamage(file, told);
+  }
+  if (told.asBeforeAppend && told.sound()) {
+    say(file, "without that append, as the next one will find it: sound, " + sizes(told));
   }
   if (!told.sound() || openJournal) {
     return kFailed;

@@ -82,10 +82,18 @@ class WhatHasTheNameOfAJournal(AppendTest):
         self.pack(positions(1000))
         self.kill_in_the_middle()
         result = self.run_casefile("verify", self.path("file.case"), expect=1)
-        self.assert_says(result, "an append has not finished")
-        self.assertEqual(len(result.stderr.splitlines()), 1)
+        self.assert_says(result, "an append has not finished",
+                         "as the next one will find it: sound, 1 blocks, 1000 bytes of case data, 0 dead bytes")
+        self.assertEqual(len(result.stderr.splitlines()), 2)
         self.run_casefile("append", self.path("file.case"), input=b"")
         self.run_casefile("verify", self.path("file.case"))
+
+    @posix_only
+    def test_info_tells_of_the_file_as_it_was_before_the_append(self):
+        self.pack(positions(1000))
+        before = self.info("file.case", "--blocks")
+        self.kill_in_the_middle()
+        self.assertEqual(self.info("file.case", "--blocks"), {**before, "unfinishedAppend": True})
 
     @posix_only
     def test_working_file_that_a_killed_append_left_goes(self):

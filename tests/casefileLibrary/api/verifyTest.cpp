@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <span>
@@ -17,6 +18,7 @@
 #include "../support/sources.h"
 #include "casefile/appender.h"
 #include "casefile/error.h"
+#include "casefile/inspect.h"
 #include "casefile/reader.h"
 #include "casefile/verify.h"
 #include "support/compressedBytes.h"
@@ -29,6 +31,8 @@ namespace {
 using casefile::Appender;
 using casefile::ErrorKind;
 using casefile::FaultKind;
+using casefile::inspect;
+using casefile::Inspection;
 using casefile::JournalFound;
 using casefile::LogicalRange;
 using casefile::Next;
@@ -322,6 +326,11 @@ TEST_F(VerifyUnfinishedAppend, AFileIsJudgedAsItWasBefore) {
   EXPECT_TRUE(told.sound()) << told.faults.front().what;
   EXPECT_EQ(told.caseBytes, kBlockLength + 300);
   EXPECT_EQ(told.deadBytes, 0);
+  const Inspection seen = inspect(name_);
+  EXPECT_EQ(seen.unfinishedAppend.found, JournalFound::unfinished);
+  EXPECT_TRUE(seen.faults.empty());
+  EXPECT_EQ(seen.fileSize, std::ssize(bytes));
+  EXPECT_EQ(seen.logicalSize, kRow0 + kBlockLength + 300);
 }
 
 TEST_F(VerifyUnfinishedAppend, ADamagedJournalIsTold) {
@@ -330,6 +339,7 @@ TEST_F(VerifyUnfinishedAppend, ADamagedJournalIsTold) {
   const Verification told = verify(name_);
   EXPECT_EQ(told.unfinishedAppend.found, JournalFound::damaged);
   EXPECT_FALSE(told.asBeforeAppend);
+  EXPECT_EQ(inspect(name_).unfinishedAppend.found, JournalFound::damaged);
 }
 
 TEST_F(VerifyUnfinishedAppend, AJournalOfAnotherFileIsTold) {
