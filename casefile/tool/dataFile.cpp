@@ -79,7 +79,8 @@ void dropJournalOfReplaced(const Options& options) try {
     say(options.output, journal.what);
   }
 } catch (const Error& error) {
-  say(options.output, "the journal of the file that had this name stays, remove it: " + error.happened());
+  say(options.output,
+      "is complete; what has the name of its journal is to be looked at and removed: " + error.happened());
 }
 
 void tellPlace(const std::string& file, int64 row0, bool swapped, std::size_t blocks) {

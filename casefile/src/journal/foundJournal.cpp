@@ -1,5 +1,8 @@
 #include "foundJournal.h"
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -12,45 +15,43 @@ namespace {
 
 constexpr char kSuffix[] = ".journal";
 
-std::optional<files::FileStatus> statusOrNone(const std::string& name) {
-  try {
-    return files::statusOfName(name);
-  } catch (const std::system_error&) {
-    return std::nullopt;  // in a folder that cannot be searched
-  }
+// Why a name is not even looked at: the folder cannot be searched, or the system has no such names. The file itself
+// tells that better.
+bool isOutOfSight(const std::error_code& why) {
+  constexpr std::array kReasons = {EACCES, EPERM, ENAMETOOLONG, ENOTDIR, ELOOP, EINVAL};
+  return std::find(kReasons.begin(), kReasons.end(), why.value()) != kReasons.end();
 }
 
-std::optional<files::FileStatus> dataStatus(const std::string& file) {
+std::optional<files::FileStatus> ifInSight(std::optional<files::FileStatus> (*statusOf)(const std::string&),
+                                           const std::string& name) {
   try {
-    return files::statusOf(file);
-  } catch (const std::system_error&) {
-    return std::nullopt;
-  }
-}
-
-std::optional<files::SystemFile> openJournal(const std::string& name) {
-  try {
-    return files::SystemFile::openRegular(name, files::kOpenRead);
-  } catch (const std::system_error&) {
-    if (!hasName(name)) {
-      return std::nullopt;  // in a folder that cannot be searched, which the file itself tells better
+    return statusOf(name);
+  } catch (const std::system_error& error) {
+    if (!isOutOfSight(error.code())) {
+      throw;
     }
-    throw;
+    return std::nullopt;
   }
 }
 
 // Opens what has the journal's name, if it may be believed, and reads it.
 void readInto(FoundJournal& found, const std::string& file) {
+  const auto status = ifInSight(files::statusOfName, found.name);
+  found.exists = status.has_value();
+  if (!status) {
+    return;
+  }
+  const auto data = ifInSight(files::statusOf, file);
   // One that may not be read need not be, when it is not to be believed.
-  if (const auto status = statusOrNone(found.name); status && status->kind == files::FileKind::regular) {
-    found.distrust = distrustOf(*status, dataStatus(file));
+  if (status->kind == files::FileKind::regular) {
+    found.distrust = distrustOf(*status, data);
     if (!found.distrust.empty()) {
       return;
     }
   }
-  if (auto opened = openJournal(found.name); opened) {
+  if (auto opened = files::SystemFile::openRegular(found.name, files::kOpenRead); opened) {
     found.handle.emplace(std::move(*opened));
-    found.distrust = distrustOf(found.handle->status(), dataStatus(file));
+    found.distrust = distrustOf(found.handle->status(), data);
     if (!found.distrust.empty()) {
       return;
     }
@@ -98,8 +99,6 @@ const char* const kJournalOfAnother =
 void failJournal(const std::string& file, const std::string& what, std::error_code code) {
   throw Error(ErrorKind::system, what, {file, "journal", code, {}, {}});
 }
-
-bool hasName(const std::string& name) { return statusOrNone(name).has_value(); }
 
 std::string distrustOf(const files::FileStatus& status, const std::optional<files::FileStatus>& data) {
   constexpr std::uint32_t kWritableByOthers = 022;

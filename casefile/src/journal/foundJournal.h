@@ -13,6 +13,7 @@ namespace casefile {
 /// What has the name of a data file's journal.
 struct FoundJournal {
   std::string name;
+  bool exists = false;  ///< something has the name, as far as one may look
   std::optional<files::SystemFile> handle;
   std::string distrust;  ///< why it counts for nothing, whatever it holds; else empty
   JournalState state = JournalState::foreign;
@@ -46,9 +47,6 @@ void removeOf(const std::string& file, FoundJournal& found);
 /// Who owns a file and who may write to it tell whether it can have come from an append to the data file: others can
 /// write the right bytes. Returns: why not, or nothing.
 std::string distrustOf(const files::FileStatus& status, const std::optional<files::FileStatus>& data);
-
-/// Returns: whether something has a name, as far as one may look.
-bool hasName(const std::string& name);
 
 /// What is to be done about a journal that is not believed, and about one of another file.
 extern const char* const kDistrustedJournal;

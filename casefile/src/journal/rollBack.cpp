@@ -130,7 +130,7 @@ bool rollBack(FileLock& data, const std::string& file) {
   removeLeftWorkingFile(file, status);
   refuseJournalOfAnotherName(status, file);
   FoundJournal found = findJournal(file);
-  if (!found.handle && !hasName(found.name)) {
+  if (!found.handle && !found.exists) {
     return false;
   }
   requireJournal(found, file);
