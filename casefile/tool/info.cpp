@@ -183,7 +183,7 @@ class Printer {
       printText(file, facts, options_.blocks);
     }
     requirePrinted();
-    return told.damaged() ? kFailed : kDone;
+    return told.damaged() || openJournal ? kFailed : kDone;
   }
 
   void end() {

@@ -93,7 +93,7 @@ class WhatHasTheNameOfAJournal(AppendTest):
         self.pack(positions(1000))
         before = self.info("file.case", "--blocks")
         self.kill_in_the_middle()
-        self.assertEqual(self.info("file.case", "--blocks"), {**before, "unfinishedAppend": True})
+        self.assertEqual(self.info("file.case", "--blocks", expect=1), {**before, "unfinishedAppend": True})
 
     @posix_only
     def test_working_file_that_a_killed_append_left_goes(self):
