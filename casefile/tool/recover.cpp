@@ -67,7 +67,8 @@ Recovery recovered(const Options& options) {
   try {
     return casefile::recover(options.input, options.output, how);
   } catch (const Error& error) {
-    if (error.operation() == "create" && error.kind() == ErrorKind::system) {
+    const bool isOfName = error.operation() == "create" && error.kind() == ErrorKind::system;
+    if (isOfName && error.leftBehind().empty()) {
       requireFreeOutput(options);  // tells more
     }
     throw;

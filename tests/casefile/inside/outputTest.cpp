@@ -78,4 +78,27 @@ TEST_F(OutputTest, IsTheOldFileOrTheNewOneWhateverFails) {
   }
 }
 
+TEST_F(OutputTest, ThatARescueCannotRemoveIsNamedWhateverFailed) {
+  ASSERT_EQ(pack("in", "packed"), casefile::program::kDone);
+  for (int number = 1;; ++number) {
+    SCOPED_TRACE("call " + std::to_string(number) + " and all later ones fail");
+    probe.failFrom(number, EIO);
+    const int code = recover("packed", "out");
+    const bool met = probe.failuresMade() > 0;
+    probe.failNone();
+    const bool isMade = std::filesystem::exists(folder.folder() / "out");
+    EXPECT_TRUE(isMade || code != casefile::program::kDone);
+    if (const std::string left = workingName(); !left.empty()) {
+      EXPECT_THAT(said, HasSubstr(left));
+      std::filesystem::remove(folder.folder() / left);
+    }
+    std::filesystem::remove(folder.folder() / "out");
+    EXPECT_THAT(names(), ElementsAre("in", "packed"));
+    if (!met) {
+      EXPECT_GT(number, 10);
+      break;
+    }
+  }
+}
+
 }  // namespace

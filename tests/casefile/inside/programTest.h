@@ -56,6 +56,13 @@ class ProgramTest : public ::testing::Test {
     return run(input, [&] { return casefile::program::unpack(options); });
   }
 
+  int recover(const std::string& input, const std::string& output) {
+    casefile::program::Options options;
+    options.input = folder.path(input);
+    options.output = folder.path(output);
+    return run(input, [&] { return casefile::program::recover(options); });
+  }
+
   std::vector<std::string> names() const {
     std::vector<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator(folder.folder())) {
