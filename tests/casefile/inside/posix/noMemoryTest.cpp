@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <exception>
@@ -15,13 +16,13 @@
 
 namespace {
 
-long allocationsUntilRefused = -1;  // < 0: none is
+std::atomic<long> allocationsUntilRefused = -1;  // < 0: none is
 
 bool isRefused() {
-  if (allocationsUntilRefused > 0) {
-    --allocationsUntilRefused;
+  long left = allocationsUntilRefused;
+  while (left > 0 && !allocationsUntilRefused.compare_exchange_weak(left, left - 1)) {
   }
-  return allocationsUntilRefused == 0;
+  return left == 0 || left == 1;
 }
 
 // Refuses behind so many allocations, for as long as it lives.
@@ -43,6 +44,22 @@ class Refusal {
   }
   return memory;
 }
+// The others come down to it; a sanitizer's own would not.
+[[gnu::noinline]] void* operator new[](std::size_t size) { return operator new(size); }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+  return operator new(size, tag);
+}
+[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
