@@ -64,6 +64,58 @@ TEST(FormRulesHeading, LiesInTheFileWhateverTheNumbersAre) {
   EXPECT_TRUE(datasource::form::tableLiesInFile({0, INT64_MAX, 0}, INT64_MAX));
 }
 
+TEST(FormRulesTable, HasAHeaderRecordOfItsOwn) {
+  struct Case {
+    bInfo header;
+    std::vector<Fault> faults;
+  };
+  const std::vector<Case> cases = {
+      {{-100, 0, kBlock, 1}, {}},
+      {{-101, 0, kBlock, 1}, {{Rule::headerHasMark, {}, -101, -100}}},
+      {{-100, 1, kBlock, 1}, {{Rule::headerFilePosIsNought, {}, 1, 0}}},
+      {{-100, 0, 1, 1}, {{Rule::headerBlockSizeIsUsual, {}, 1, kBlock}}},
+      {{-100, 0, 0, 1}, {{Rule::headerBlockSizeIsSize, {}, 0, kBlock}}},
+      {{-100, 0, -1, 1}, {{Rule::headerBlockSizeIsSize, {}, -1, kBlock}}},
+      {{-100, 0, kBlock, 0}, {{Rule::tableHoldsItsRecords, {}, 0, 1}}},
+      {{-100, 0, kBlock, -1}, {{Rule::headerCountIsCount, {}, -1, 0}}},
+  };
+  for (const Case& of : cases) {
+    std::vector<Fault> faults;
+    EXPECT_TRUE(checkTableHeader(of.header, {100, 200, 2 * kRecord}, 100, faults));
+    ASSERT_EQ(rulesOf(faults), rulesOf(of.faults));
+    if (!faults.empty()) {
+      EXPECT_EQ(faults[0].found, of.faults[0].found);
+      EXPECT_EQ(faults[0].expected, of.faults[0].expected);
+    }
+  }
+}
+
+TEST(FormRulesTable, IsOfWholeRecords) {
+  std::vector<Fault> faults;
+  EXPECT_FALSE(checkTableHeader({-100, 0, kBlock, 1}, {100, 200, 2 * kRecord + 1}, 100, faults));
+  EXPECT_THAT(rulesOf(faults), testing::ElementsAre(Rule::tableIsWholeRecords));
+  EXPECT_EQ(faults[0].found, 2 * kRecord + 1);
+  EXPECT_EQ(faults[0].expected, 2 * kRecord);
+}
+
+TEST(FormRulesHeading, AFaultTellsWhatStandsThereAndWhatShould) {
+  struct Case {
+    compressionHeading heading;
+    int64 found;
+    int64 expected;
+  };
+  const std::vector<Case> cases = {{{99, 200, kRecord}, 99, 100},
+                                   {{100, 200, kRecord - 1}, kRecord - 1, kRecord},
+                                   {{100, 990, kRecord}, 990, 1000 - kRecord}};
+  for (const Case& of : cases) {
+    std::vector<Fault> faults;
+    checkHeading(of.heading, 100, 1000, faults);
+    ASSERT_EQ(faults.size(), 1U);
+    EXPECT_EQ(faults[0].found, of.found);
+    EXPECT_EQ(faults[0].expected, of.expected);
+  }
+}
+
 TEST(FormRulesTable, HasNoMoreRecordsThanBytesForBlocks) {
   for (const int64 count : {4, 5}) {
     std::vector<Fault> faults;
@@ -109,6 +161,71 @@ TEST(FormChain, AWrongSizeOfAWholeBlockShowsAtTheNextOnTheGrid) {
   EXPECT_EQ(reaches->block, 0U);
   EXPECT_EQ(reaches->found, 1100);
   EXPECT_EQ(reaches->expected, 100 + kBlock);
+}
+
+TEST(FormChain, GoesOnBehindWhatARecordSaysUnlessThatIsNoBlocksSize) {
+  struct Case {
+    std::int32_t size;
+    int64 next;
+    std::vector<Rule> rules;
+  };
+  const std::vector<Case> cases = {
+      {kBlock, kBlock, {}},
+      {1, 1, {Rule::onlyLastBlockIsShort}},
+      {0, kBlock, {Rule::recordIsPossible}},
+      {-1, kBlock, {Rule::recordIsPossible}},
+      {kBlock + 1, kBlock, {Rule::recordIsPossible}},
+      {kBlock, kBlock + 1, {Rule::blockStartsAtPrevious}},
+  };
+  for (const Case& of : cases) {
+    ChainCheck chain(100, 224, 10'000, 2);
+    EXPECT_EQ(chain.take({100, 124, of.size, 50}), 100);
+    chain.take({100 + of.next, 174, 1000, 50});
+    EXPECT_EQ(chain.finish(), 224);
+    EXPECT_EQ(rulesOf(chain.faults()), of.rules) << of.size;
+  }
+}
+
+// Where a block lies in the file is told of the block whose record is wrong: the one before where the next agrees.
+TEST(FormChain, AWrongFilePositionIsToldOfTheBlockThatHasIt) {
+  struct Case {
+    std::vector<bInfo> records;
+    Rule rule;
+    std::size_t block;
+    int64 found;
+    int64 expected;
+  };
+  constexpr bInfo kFirst{100, 124, kBlock, 50};
+  const std::vector<Case> cases = {
+      {{{100, 125, kBlock, 50}, {100 + kBlock, 175, kBlock, 50}}, Rule::blockStartsAtPreviousInFile, 0, 125, 124},
+      {{kFirst, {100 + kBlock, 180, kBlock, 50}, {100 + 2 * kBlock, 230, 9, 9}},
+       Rule::blockReachesNextInFile,
+       0,
+       174,
+       180},
+      {{kFirst, {100 + kBlock, 174, kBlock, 50}, {100 + 2 * kBlock, 225, 9, 50}},
+       Rule::blockReachesNextInFile,
+       1,
+       224,
+       225},
+      {{kFirst, {100 + kBlock, 180, kBlock, 44}, {100 + 2 * kBlock, 218, 9, 9}},
+       Rule::blockStartsAtPreviousInFile,
+       1,
+       180,
+       174},
+  };
+  for (const Case& of : cases) {
+    const bInfo& last = of.records.back();
+    ChainCheck chain(100, last.translatePos + last.translateSize, 10'000, of.records.size());
+    for (const bInfo& record : of.records) {
+      chain.take(record);
+    }
+    EXPECT_EQ(chain.finish(), last.translatePos + last.translateSize);
+    ASSERT_THAT(rulesOf(chain.faults()), testing::ElementsAre(of.rule));
+    EXPECT_EQ(chain.faults()[0].block, of.block);
+    EXPECT_EQ(chain.faults()[0].found, of.found);
+    EXPECT_EQ(chain.faults()[0].expected, of.expected);
+  }
 }
 
 TEST(FormChain, ABlockMayEndWithTheFileAndNotBehindIt) {
@@ -221,6 +338,20 @@ TEST_F(SeveralPieces, AreLeftBehindMoreThanAThousandBreaks) {
   }
   EXPECT_EQ(faults[0].found, static_cast<int64>(kCount - kInFirstPiece));
   EXPECT_EQ(faults[0].expected, 1000);
+}
+
+TEST_F(SeveralPieces, OfWhichAllWereReadHaveNoFewBreaks) {
+  for (std::size_t i = 0; i < kCount; ++i) {
+    put(placeOf(i), recordOf(i));
+  }
+  for (std::size_t i = 2 * kInFirstPiece + 10; i < kCount; i += 2) {
+    put(placeOf(i), bInfo{});  // more than a thousand breaks with what follows, all in the last piece
+  }
+  put(placeOf(kInFirstPiece), bInfo{});
+  EXPECT_EQ(read(FormReading::Leave::behindAThousandBreaks), kCount);
+  EXPECT_TRUE(whole);
+  EXPECT_EQ(unread, 0U);
+  EXPECT_THAT(rulesOf(faults), testing::Not(testing::Contains(Rule::breaksAreFew)));
 }
 
 /// Gives nothing from one position on, whatever its size promises.
