@@ -11,17 +11,19 @@ namespace {
 
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
 
-// A block for each of a thousand positions, or a few times the file.
-int64 allowanceFor(int64 fileSize) {
-  constexpr int64 kBlocks = 1000;
-  constexpr int64 kTimes = 4;
-  return kBlocks * kBlock + (fileSize < INT64_MAX / (2 * kTimes) ? kTimes * fileSize : INT64_MAX / 2);
-}
-
 }  // namespace
 
+int64 BlockProbe::allowanceFor(int64 fileSize) noexcept {
+  constexpr int64 kBlocks = 1000;
+  constexpr int64 kTimes = 4;
+  return kBlocks * kBlock + std::min(fileSize, INT64_MAX / (2 * kTimes)) * kTimes;
+}
+
 BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report)
-    : source_(source), report_(report), allowance_(allowanceFor(source.size())) {}
+    : BlockProbe(source, report, allowanceFor(source.size())) {}
+
+BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report, int64 allowance)
+    : source_(source), report_(report), allowance_(allowance) {}
 
 int64 BlockProbe::inflateAt(int64 position) {
   std::array<unsigned char, 2> bytes{};

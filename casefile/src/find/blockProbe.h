@@ -18,6 +18,11 @@ class BlockProbe {
  public:
   /// Requires: source and report outlive the object.
   BlockProbe(SourceReader& source, ProgressReport& report);
+  /// `allowance`: the uncompressed bytes behind which the file is given up.
+  BlockProbe(SourceReader& source, ProgressReport& report, int64 allowance);
+
+  /// Returns: a block for each of a thousand positions, and a few times the file.
+  static int64 allowanceFor(int64 fileSize) noexcept;
 
   /// Returns: the uncompressed bytes of the sound block at a file position, 0 when there is none.
   /// Raises: Error: `notADataFile` when the file holds too much that looks like blocks; `cancelled`; what the

@@ -141,6 +141,30 @@ TEST_F(BlockProbes, LookBehindAHeading) {
   EXPECT_FALSE(probe.hasBlockBehind(11));
 }
 
+TEST_F(BlockProbes, GiveAFileUpWhoseBlocksTakeTooMuch) {
+  const std::string block = support::zipped(support::caseBytes(0, 1000));
+  SourceReader source(std::make_shared<support::ScriptedSource>(block + block + block + block));
+  const auto length = static_cast<int64>(block.size());
+  for (const int64 allowance : {2000, 2001}) {
+    BlockProbe probe(source, report_, allowance);
+    EXPECT_EQ(probe.plainSizeAt(0), 1000);
+    EXPECT_EQ(probe.plainSizeAt(0), 1000) << "asked for again, it costs nothing";
+    EXPECT_EQ(probe.plainSizeAt(length), 1000);
+    EXPECT_EQ(probe.plainSizeAt(1), 0) << "what cannot begin a block costs nothing";
+    const auto third = support::errorOf([&] { EXPECT_EQ(probe.plainSizeAt(2 * length), 1000); });
+    EXPECT_EQ(third.kind(), allowance == 2000 ? ErrorKind::notADataFile : ErrorKind::system);
+    EXPECT_EQ(support::errorOf([&] { probe.plainSizeAt(3 * length); }).kind(), ErrorKind::notADataFile);
+  }
+}
+
+TEST_F(BlockProbes, MayInflateAThousandBlocksAndFourTimesTheFile) {
+  const int64 blocks = 1000 * support::kBlockLength;
+  EXPECT_EQ(BlockProbe::allowanceFor(0), blocks);
+  EXPECT_EQ(BlockProbe::allowanceFor(1000), blocks + 4000);
+  EXPECT_EQ(BlockProbe::allowanceFor(INT64_MAX / 8 + 1), BlockProbe::allowanceFor(INT64_MAX / 8));
+  EXPECT_EQ(BlockProbe::allowanceFor(INT64_MAX / 8 - 1), BlockProbe::allowanceFor(INT64_MAX) - 4);
+}
+
 TEST(ForeignFiles, AreNamedByTheirFirstBytes) {
   using namespace std::string_literals;
   const auto formatOf = [](const std::string& bytes) {
