@@ -6,6 +6,7 @@
 #include "casefile/error.h"
 #include "casefile/writer.h"
 #include "progressReport.h"
+#include "sameFile.h"
 #include "textLines.h"
 
 namespace casefile {
@@ -127,16 +128,17 @@ class Packing {
   Writer writer_;          // last: its threads use all the others
 };
 
-void requirePossible(const std::string& output, const PackOptions& options) {
+void requirePossible(const PlainInput& input, const std::string& output, const PackOptions& options) {
   if (options.row0.value_or(0) < 0 || options.headerLines < 0) {
     throw Error(ErrorKind::usage, "a dictionary part cannot be less than nothing", {output, "pack", {}, {}, {}});
   }
+  requireNoInput(output, input.isFile(output) || (options.dictionary != nullptr && options.dictionary->isFile(output)));
 }
 
 }  // namespace
 
 Packed pack(PlainInput& input, const std::string& output, const PackOptions& options) {
-  requirePossible(output, options);
+  requirePossible(input, output, options);
   return Packing(input, output, options).run();
 }
 

@@ -9,6 +9,7 @@
 
 #include "casefile/error.h"
 #include "files.h"
+#include "sameFile.h"
 
 namespace casefile {
 namespace {
@@ -140,10 +141,8 @@ std::optional<std::int64_t> PlainInput::size() const {
 }
 
 bool PlainInput::isFile(const std::string& name) const {
-  const auto& own = impl().file();
   try {
-    const auto status = files::statusOf(name);
-    return status && own.identity() == status->identity;
+    return isSameFile(impl().file().identity(), name);
   } catch (const std::system_error&) {
     return false;
   }

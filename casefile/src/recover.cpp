@@ -17,6 +17,7 @@
 #include "hiddenData.h"
 #include "journal/beforeAppend.h"
 #include "progressReport.h"
+#include "sameFile.h"
 #include "sourceReader.h"
 #include "threadCount.h"
 
@@ -32,14 +33,14 @@ void requirePossible(const std::string& file, const RecoverOptions& options) {
 }
 
 void refuseSameFile(const std::string& input, const std::string& output) {
+  std::optional<files::FileStatus> status;
   try {
-    const auto in = files::statusOf(input);
-    const auto out = files::statusOf(output);
-    if (in && out && in->identity == out->identity) {
-      throw Error(ErrorKind::usage, "is the input, which is never changed", {output, "create", {}, {}, {}});
-    }
+    status = files::statusOf(input);
   } catch (const std::system_error&) {
-    return;  // making the output tells it better
+    return;  // reading it tells it better
+  }
+  if (status) {
+    requireNoInput(output, isSameFile(status->identity, output));
   }
 }
 

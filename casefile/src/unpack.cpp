@@ -10,6 +10,7 @@
 #include "casefile/error.h"
 #include "progressReport.h"
 #include "regularFile.h"
+#include "sameFile.h"
 
 namespace casefile {
 namespace {
@@ -41,9 +42,12 @@ void writeContents(const Reader& reader, AtomicFile& output, const ProgressCallb
 }  // namespace
 
 void unpack(const Reader& reader, const std::string& output, const UnpackOptions& options) {
-  const auto source = options.preserve ? statusOf(*reader.file()) : std::nullopt;
-  AtomicFile file(output, AtomicFile::Rules{options.replace, options.sync});
+  const auto source = statusOf(*reader.file());
   if (source) {
+    requireNoInput(output, isSameFile(source->identity, output));
+  }
+  AtomicFile file(output, AtomicFile::Rules{options.replace, options.sync});
+  if (source && options.preserve) {
     file.limitRightsTo(*source);
     file.takeTimesOf(*source);
   }

@@ -34,6 +34,17 @@ class ExistingOutput(CasefileTest):
             self.assertNotEqual(self.read("out"), b"precious")
             self.assertEqual(self.names(), ["file.case", "in", "out"])
 
+    def test_is_never_the_input_although_forced(self):
+        os.link(self.path("in"), self.path("same"))
+        dictionary = ("--dictionary", "in", "file.case")
+        for command, *files in (("pack", "in", "in"), ("pack", "same", "in"), ("pack", *dictionary, "in"),
+                                ("unpack", "file.case", "file.case"), ("recover", "file.case", "file.case")):
+            before = self.read(files[-1])
+            result = self.run_casefile(command, "--force", *files, cwd=self.folder, expect=2)
+            self.assert_says(result, f"casefile: {files[-1]}: is the input, which is never changed")
+            self.assertEqual(self.read(files[-1]), before)
+            self.assertEqual(self.names(), ["file.case", "in", "out", "same"])
+
     def test_is_untouched_when_the_work_fails_although_forced(self):
         damaged = bytearray(self.read("file.case"))
         damaged[len(HEADER) + 26] ^= 1

@@ -250,11 +250,3 @@ class FindingRow0(CasefileTest):
             result = self.run_casefile("recover", self.path("damaged"), self.path("out"), expect=2)
             self.assert_says(result, "--row0")
             self.assertNotIn("out", self.names())
-
-
-class TheInput(CasefileTest):
-    def test_is_never_the_output(self):
-        data = self.pack(b"rows")
-        result = self.run_casefile("recover", "--force", self.path("file.case"), self.path("file.case"), expect=2)
-        self.assert_says(result, "is the input")
-        self.assertEqual(self.read("file.case"), data)

@@ -125,6 +125,13 @@ TEST_P(UnpackTest, ReplacesAFileOnlyWhereItMay) {
   EXPECT_EQ(folder_.readWhole("output"), plain());
 }
 
+TEST_P(UnpackTest, NeverReplacesTheFileThatIsRead) {
+  const auto error = errorOf([&] { unpack(open("file"), file_); });
+  EXPECT_EQ(error.kind(), ErrorKind::usage);
+  EXPECT_EQ(error.what(), file_ + ": is the input, which is never changed");
+  EXPECT_EQ(folder_.readWhole("file"), image_.bytes());
+}
+
 TEST_P(UnpackTest, TheOutputHasTheTimesAndNoWiderRightsOfTheFileUnlessToldOtherwise) {
   const auto file = folder_.folder() / "file";
   const auto then = std::filesystem::last_write_time(file) - std::chrono::hours(50);

@@ -1,0 +1,18 @@
+#ifndef CASEFILE_SAMEFILE_H
+#define CASEFILE_SAMEFILE_H
+
+#include <string>
+
+#include "files.h"
+
+namespace casefile {
+
+/// Returns: whether a name stands for this file; false, too, where that cannot be told.
+bool isSameFile(const files::FileIdentity& file, const std::string& name) noexcept;
+
+/// Raises: Error (`usage`) when the output's name stands for what it is to be made of.
+void requireNoInput(const std::string& output, bool isInput);
+
+}  // namespace casefile
+
+#endif
