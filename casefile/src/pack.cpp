@@ -113,11 +113,13 @@ class Packing {
   }
 
   void writeLines() {
-    writeFrom(input_, [lines = options_.headerLines](Piece piece) mutable {
+    std::int64_t lines = options_.headerLines;
+    writeFrom(input_, [&lines](Piece piece) {
       const std::size_t part = lines > 0 ? restOfLine(piece) : 0;
       lines -= endsLine(piece.first(part)) ? 1 : 0;
       return part;
     });
+    told_.endsEarly = lines > 0;
   }
 
   PlainInput& input_;

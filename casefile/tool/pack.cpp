@@ -24,6 +24,13 @@ void warnOfForeign(PlainInput& input) {
   }
 }
 
+// An input without line ends, say, becomes a file that is no smaller.
+void sayThatNothingIsCompressed(const Packed& made, const std::string& input) {
+  if (isSaid(Talk::usual) && made.endsEarly && made.row0 > 0) {
+    say(input, "ends in the dictionary part, which is not compressed (--header-lines, --row0 say how long that is)");
+  }
+}
+
 PackOptions optionsFor(const Options& options, PlainInput* dictionary, Progress& progress) {
   PackOptions how;
   how.dictionary = dictionary;
@@ -53,6 +60,7 @@ int pack(const Options& options) {
       casefile::pack(input, options.output, optionsFor(options, dictionary ? &*dictionary : nullptr, progress));
   sayDetail(options.output, "row-0 position " + std::to_string(made.row0) + ", from " + std::to_string(made.caseBytes) +
                                 " bytes of case data");
+  sayThatNothingIsCompressed(made, input.name());
   dropJournalOfReplaced(options);
   return kDone;
 }

@@ -92,8 +92,9 @@ class Encoders(CasefileTest):
 class DictionaryPart(CasefileTest):
     LINES = b"first\nsecond\nthird\n1,2\n3,4\n"
 
-    def row0_of(self, *arguments, data=LINES):
-        self.run_casefile("pack", "--force", *arguments, self.write("in", data), self.path("out"))
+    def row0_of(self, *arguments, data=LINES, says=""):
+        result = self.run_casefile("pack", "--force", *arguments, self.write("in", data), self.path("out"))
+        self.assertEqual(result.stderr.decode(), says and f"casefile: {self.path('in')}: {says}\n")
         self.assertEqual(self.unpacked("out"), data)
         return self.info("out")["row0"]
 
@@ -105,7 +106,12 @@ class DictionaryPart(CasefileTest):
         self.assertEqual(self.row0_of("--header-lines", "3"), 19)
 
     def test_more_header_lines_than_lines_make_all_of_it_the_dictionary(self):
-        self.assertEqual(self.row0_of("--header-lines", "9"), len(self.LINES))
+        says = "ends in the dictionary part, which is not compressed (--header-lines, --row0 say how long that is)"
+        self.assertEqual(self.row0_of("--header-lines", "9", says=says), len(self.LINES))
+        self.assertEqual(self.row0_of(data=b"no line end", says=says), 11)
+        self.assertEqual(self.row0_of(data=b""), 0)
+        self.assertEqual(self.row0_of(data=b"only the header\n"), 16)
+        self.assertEqual(self.row0_of("--quiet", data=b"no line end"), 11)
 
     def test_row0_in_bytes(self):
         self.assertEqual(self.row0_of("--row0", "7"), 7)

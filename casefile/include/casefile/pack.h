@@ -33,14 +33,15 @@ struct PackOptions {
 struct Packed {
   std::int64_t row0 = 0;       ///< where the dictionary part ends
   std::int64_t caseBytes = 0;  ///< behind it
+  bool endsEarly = false;  ///< the input has fewer lines than `headerLines`, so that all of it is the dictionary part
 };
 
 /// Makes a compressed data file of plain bytes. It appears under its name when it is complete, or not at all.
 ///
 /// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
-/// Raises: Error: `usage` when there are case data and the dictionary part holds no byte; `damaged` when the input ends
-///   before the row-0 position told; as PlainInput::read; as Writer::create, Writer::write and Writer::finish. Nothing
-///   is left behind then but what Error::leftBehind() names.
+/// Raises: Error: `usage` when there are case data and the dictionary part holds no byte, or when the output's name is
+///   that of an input; `damaged` when the input ends before the row-0 position told; as PlainInput::read; as
+///   Writer::create, Writer::write and Writer::finish. Nothing is left behind then but what Error::leftBehind() names.
 /// Threads: the callback is called by one thread at a time, not always the same one.
 /// Cost: as Writer; the inputs are read straight into its blocks.
 CASEFILE_API Packed pack(PlainInput& input, const std::string& output, const PackOptions& options = {});
