@@ -131,7 +131,7 @@ class File(io.RawIOBase):
 
     def read_at(self, position: int, size: int) -> bytes:
         """Returns: the bytes from ``position`` on, fewer than ``size`` only at the end."""
-        room = _uncleared("char[]", max(0, min(size, self._size - position)))
+        room = _uncleared("char[]", max(0, min(natural("size", size), self._size - position)))
         return bytes(ffi.buffer(room, self._read_into(room, position, None)))
 
     def read_into(self, buffer: Any, position: int, progress: Optional[ProgressCallback] = None) -> int:
@@ -155,8 +155,8 @@ class File(io.RawIOBase):
 
     def records(self, dtype: "numpy.typing.DTypeLike", start: int = 0, stop: Optional[int] = None,
                 progress: Optional[ProgressCallback] = None) -> "numpy.ndarray[Any, Any]":
-        """Returns: the case data's records ``start`` up to ``stop``, numbered from 0, as an array, decoded straight into
-        it. Bytes of an incomplete last record are left out.
+        """Returns: the case data's records ``start`` up to ``stop``, numbered from 0, or from the end as in a slice when
+        negative, as an array, decoded straight into it. Bytes of an incomplete last record are left out.
         """
         try:
             import numpy
@@ -221,6 +221,9 @@ class File(io.RawIOBase):
     def tell(self) -> int:
         self._reader()
         return self._position
+
+    def __reduce_ex__(self, protocol: Any) -> Any:
+        raise TypeError(f"a {type(self).__name__} cannot be copied to another process: each one opens the file itself")
 
     def close(self) -> None:
         # Whoever still reads on another thread holds the reader, which goes with the last one.

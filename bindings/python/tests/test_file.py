@@ -1,8 +1,10 @@
 """Reading."""
 
+import copy
 import io
 import mmap
 import os
+import pickle
 import signal
 import threading
 import time
@@ -25,6 +27,13 @@ def test_tells_what_the_file_holds(record_file):
         assert "records.case" in repr(file) and "blocks=4" in repr(file)
         assert not file.unfinished_append
     assert "closed" in repr(file)
+
+
+def test_stays_in_its_process(record_file):
+    with casefile.open(record_file) as file:
+        for use in (pickle.dumps, copy.copy):
+            with pytest.raises(TypeError, match="opens the file itself"):
+                use(file)
 
 
 def test_a_closed_file_is_refused(record_file):
@@ -70,6 +79,7 @@ def test_gives_records_as_an_array(record_file):
         assert numpy.array_equal(file.records(RECORD), records(1_000_000))
         assert numpy.array_equal(file.records(RECORD, 999_990), records(1_000_000)[999_990:])
         assert numpy.array_equal(file.records(RECORD, 10, 20), records(20)[10:])
+        assert numpy.array_equal(file.records(RECORD, -3, -1), records(1_000_000)[-3:-1])
         assert file.records(RECORD, 20, 10).size == 0
         assert file.records(RECORD, 2_000_000).size == 0
         with pytest.raises(ValueError):
@@ -144,7 +154,8 @@ def test_opens_whatever_can_be_sought(record_file):
 
 def test_arguments_below_zero_are_refused(record_file, tmp_path):
     for call in (lambda: casefile.open(record_file, threads=-1), lambda: casefile.open(record_file, cache=-1),
-                 lambda: casefile.open(record_file, row0=-1), lambda: casefile.verify(record_file, threads=-1),
+                 lambda: casefile.open(record_file, row0=-1), lambda: casefile.open(record_file).read_at(0, -1),
+                 lambda: casefile.verify(record_file, threads=-1),
                  lambda: casefile.recover(record_file, tmp_path / "new.case", threads=-1),
                  lambda: casefile.append(record_file, threads=-1),
                  lambda: casefile.create(tmp_path / "new.case", b"head", threads=-1)):
