@@ -32,10 +32,11 @@ std::optional<StreamFault> faultOf(const StreamFacts& facts) {
 
 bool BlockCheck::isAsRecorded(const bInfo& record) {
   if (!compressed_) {
-    compressed_ = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
-    plain_ = std::make_unique_for_overwrite<unsigned char[]>(kBlockSize);
+    compressed_ = pipeline::makePageBuffer(kBlockSize);
+    plain_ = pipeline::makePageBuffer(kBlockSize);
   }
-  const datasource::form::BlockBuffers buffers{compressed_.get(), plain_.get(), kBlockSize, kBlockSize};
+  const datasource::form::BlockBuffers buffers{reinterpret_cast<unsigned char*>(compressed_.get()),
+                                               reinterpret_cast<unsigned char*>(plain_.get()), kBlockSize, kBlockSize};
   const auto result = datasource::form::readBlock(source_, record, buffers);
   return result.state == BlockState::sound && result.consumed == static_cast<std::size_t>(record.translateSize);
 }

@@ -1,10 +1,10 @@
 #ifndef CASEFILE_CHECK_BLOCKCHECK_H
 #define CASEFILE_CHECK_BLOCKCHECK_H
 
-#include <memory>
 #include <optional>
 #include <string>
 
+#include "bufferPool.h"
 #include "casefile/fault.h"
 #include "compressedForm.h"
 #include "sourceReader.h"
@@ -39,8 +39,8 @@ class BlockCheck {
 
   SourceReader& source_;
   datasource::form::StreamInspector inspector_;
-  std::unique_ptr<unsigned char[]> compressed_;
-  std::unique_ptr<unsigned char[]> plain_;
+  pipeline::PageBuffer compressed_;
+  pipeline::PageBuffer plain_;
 };
 
 /// Returns: what keeps a stream from being a block; nothing when it is a sound one, though it may be empty.
