@@ -242,7 +242,7 @@ class ManyDamagedBlocks(CasefileTest):
     def with_blocks(data, count):
         """A file whose table is right; every other of its blocks is damaged."""
         block = data[P + 24:P + 24 + Form(data).records[0][3]]
-        broken = block[:-1] + bytes([block[-1] ^ 1])
+        broken = bytes([block[0] ^ 1]) + block[1:]  # told at its first byte: half of the blocks are inflated
         table = P + 24 + count * len(block)
         out = data[:P] + struct.pack("<qqq", P, table, 24 * (count + 1)) + (broken + block) * (count // 2)
         out += struct.pack("<qqii", -100, 0, BLOCK, count)

@@ -264,7 +264,7 @@ TEST(Verify, AThousandDamagedBlocksAreListedAndTheOthersCounted) {
   Image image = Image::of(kRow0, {kBlock});
   const std::string sound = image.blocks[0];
   std::string broken = sound;
-  broken.back() ^= 1;
+  broken.front() ^= 1;  // told at its first byte: half of the blocks are inflated
   const bInfo first = image.records[0];
   image.blocks.clear();
   image.records.clear();
@@ -283,6 +283,41 @@ TEST(Verify, AThousandDamagedBlocksAreListedAndTheOthersCounted) {
   EXPECT_EQ(told.damagedBlocks, 1005U);
   EXPECT_EQ(told.lost.size(), 1000U);
   EXPECT_EQ(told.unlistedLost, 5U);
+}
+
+// Either no heading is found, or something is amiss, or what is read is `plain`.
+::testing::AssertionResult isNoticedOrHarmless(const std::string& changed, const std::string& plain) {
+  Verification told;
+  const auto error = errorOf([&] { told = verifyBytes(changed, with(1)); });
+  if (error.what() != std::string("no error")) {
+    return error.kind() == ErrorKind::notADataFile ? ::testing::AssertionSuccess()
+                                                   : ::testing::AssertionFailure() << error.what();
+  }
+  if (!told.sound()) {
+    return ::testing::AssertionSuccess();
+  }
+  std::string read(plain.size() + 1, '?');
+  const Reader reader = Reader::open(std::make_shared<ScriptedSource>(changed));
+  read.resize(reader.readAt(support::writable(read), 0));
+  return read == plain ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "sound, but reads wrong";
+}
+
+// Of heading and table of a file of one block.
+TEST(Verify, EveryValueOfEveryByteIsNoticedOrHarmless) {
+  const Image image = Image::of(kRow0, {1000});
+  const std::string good = image.bytes();
+  const std::string plain = support::dictionaryBytes(kRow0) + support::caseBytes(kRow0, 1000);
+  ASSERT_TRUE(verifyBytes(good).sound());
+  const auto table = static_cast<std::size_t>(image.heading._infoPos);
+  std::size_t changes = 0;
+  for (std::size_t place = kRow0; place < good.size(); place = place + 1 == kRow0 + kHeadingSize ? table : place + 1) {
+    for (int bits = 1; bits < 256; ++bits, ++changes) {
+      std::string changed = good;
+      changed[place] = static_cast<char>(changed[place] ^ bits);
+      EXPECT_TRUE(isNoticedOrHarmless(changed, plain)) << "byte " << place << " with " << bits;
+    }
+  }
+  EXPECT_EQ(changes, 255U * (kHeadingSize + 2 * kRecordSize));
 }
 
 TEST(Verify, WhatIsNoDataFileIsAnError) {
