@@ -174,13 +174,15 @@ class File(io.RawIOBase):
         return result
 
     def lines(self, encoding: str = "utf-8", errors: str = "strict", start: Optional[int] = None) -> Iterator[str]:
-        """Yields the lines of the case data, without their line ends, decoding on all threads ahead of them."""
+        """Yields the lines of the case data, without the line feeds that end them, decoding on all threads ahead of them.
+        A carriage return is a letter of its line, wherever it stands, as in the other languages' lines.
+        """
         from ._ahead import ahead
         # What a TextIOWrapper takes has other types in each version of Python's.
         with ahead(self, self.row0 if start is None else start) as decoded, \
-                io.TextIOWrapper(cast(Any, decoded), encoding, errors, newline="") as text:
+                io.TextIOWrapper(cast(Any, decoded), encoding, errors, newline="\n") as text:
             for line in text:
-                yield line.rstrip("\r\n")
+                yield line[:-1] if line.endswith("\n") else line
 
     # ---- io.RawIOBase ----
 
@@ -189,6 +191,9 @@ class File(io.RawIOBase):
 
     def seekable(self) -> bool:
         return True
+
+    def write(self, data: Any) -> int:
+        raise io.UnsupportedOperation("not writable: casefile.append extends a file")
 
     def readinto(self, buffer: Any) -> int:
         done = self.read_into(buffer, self._position)

@@ -61,6 +61,9 @@ def test_is_a_raw_file_like_others(record_file):
     plain = DICTIONARY + records(1_000_000).tobytes()
     with casefile.open(record_file) as file:
         assert file.readable() and file.seekable() and not file.writable()
+        for change in (lambda: file.write(b"x"), lambda: file.writelines([b"x"]), lambda: file.truncate(1)):
+            with pytest.raises(io.UnsupportedOperation):
+                change()
         buffered = io.BufferedReader(file)
         assert buffered.readline() == DICTIONARY
         assert buffered.detach() is file
@@ -100,6 +103,13 @@ def test_gives_lines(table_file):
     with casefile.open(table_file) as file:
         lines = list(file.lines())
     assert len(lines) == 500_000 and lines[0] == "0,0" and lines[-1] == "499999,249999000001"
+
+
+def test_lines_end_at_line_feeds_alone(tmp_path):
+    with casefile.create(tmp_path / "new.case", b"text\n") as writer:
+        writer.write("a\rb\u2028c\r\n\n\rd\n\re\r".encode())
+    with casefile.open(tmp_path / "new.case") as file:
+        assert list(file.lines()) == ["a\rb\u2028c\r", "", "\rd", "\re\r"]
 
 
 def test_lines_can_be_left_early(table_file):
