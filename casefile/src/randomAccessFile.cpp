@@ -73,6 +73,8 @@ std::size_t RegularFile::readAt(std::span<std::byte> buffer, std::int64_t positi
 
 RandomAccessFile::~RandomAccessFile() = default;
 
+std::int64_t RandomAccessFile::nextData(std::int64_t position) const { return position; }
+
 std::shared_ptr<const RandomAccessFile> openFile(const std::string& name) {
   requireWholeName(name);
   try {

@@ -20,6 +20,7 @@ class RegularFile : public RandomAccessFile {
   std::string name() const override { return name_; }
   std::int64_t size() const override { return size_; }
   std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override;
+  std::int64_t nextData(std::int64_t position) const override { return file_.nextData(position); }
   /// Raises: std::system_error.
   files::FileStatus status() const { return file_.status(); }
 

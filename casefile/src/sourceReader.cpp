@@ -1,5 +1,6 @@
 #include "sourceReader.h"
 
+#include <algorithm>
 #include <span>
 #include <utility>
 
@@ -39,6 +40,10 @@ std::size_t SourceReader::read(void* buffer, std::size_t count, int64 position) 
     done += got;
   }
   return done;
+}
+
+int64 SourceReader::nextData(int64 position) const {
+  return position < size_ ? std::clamp<int64>(file_->nextData(position), position, size_) : position;
 }
 
 }  // namespace casefile

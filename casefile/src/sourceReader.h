@@ -24,6 +24,9 @@ class SourceReader : public datasource::form::RandomAccessReader {
   int64 size() const override { return size_; }
   /// Raises: Error (`usage`) when the file says that it read more than it was asked to; what its readAt raises.
   std::size_t read(void* buffer, std::size_t count, int64 position) override;
+  /// Returns: the first position from `position` to the end that may hold another byte than zero; the end when none
+  ///   does. Raises: what the file's nextData raises.
+  int64 nextData(int64 position) const;
 
  private:
   std::shared_ptr<const RandomAccessFile> file_;

@@ -312,6 +312,18 @@ struct Calls {
     return 0;
   }
 
+  static int nextData(int descriptor, int64 position, int64* result) {
+    const Call call("nextData");
+    Opened* const file = fileOf(call, descriptor);
+    if (file == nullptr) {
+      return -1;
+    }
+    const Bytes& bytes = file->file->bytes;
+    const auto from = bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), position);
+    *result = std::find_if(from, bytes.end(), [](auto byte) { return byte != decltype(byte){}; }) - bytes.begin();
+    return 0;
+  }
+
   static int truncate(int descriptor, int64 length) {
     const Call call("truncate");
     Opened* const file = fileOf(call, descriptor);
@@ -535,6 +547,7 @@ const SystemCalls MemoryDiskCalls::systemTable{Calls::open,
                                                Calls::readAt,
                                                Calls::writeAt,
                                                Calls::seek,
+                                               Calls::nextData,
                                                Calls::truncate,
                                                Calls::sync,
                                                Calls::syncFolder,

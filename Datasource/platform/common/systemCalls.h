@@ -64,6 +64,10 @@ struct SystemCalls {
   int (*readAt)(int descriptor, void* buffer, unsigned count, int64 position);
   int (*writeAt)(int descriptor, const void* buffer, unsigned count, int64 position);
   int (*seek)(int descriptor, int64 position);
+  /// Tells where the hole ends in which a position lies: `result` is the first position at `position` or behind it
+  /// that may hold another byte than zero, the file's length when none does. It may move the descriptor's position.
+  /// ENOTSUP: the system or the file system does not tell.
+  int (*nextData)(int descriptor, int64 position, int64* result);
   int (*truncate)(int descriptor, int64 length);
   /// Returns when the contents are on the disk; a file system that cannot do that is no failure.
   int (*sync)(int descriptor);

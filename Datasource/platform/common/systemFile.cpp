@@ -149,6 +149,12 @@ void SystemFile::writeAt(const void* buffer, std::size_t size, int64 position) {
 }
 
 void SystemFile::seek(int64 position) { checked(systemCalls().seek(descriptor_, position)); }
+
+int64 SystemFile::nextData(int64 position) const noexcept {
+  int64 result = position;
+  return owned_ && systemCalls().nextData(descriptor_, position, &result) == 0 ? std::max(position, result) : position;
+}
+
 void SystemFile::truncate(int64 length) { checked(systemCalls().truncate(descriptor_, length)); }
 void SystemFile::sync() { checked(systemCalls().sync(descriptor_)); }
 

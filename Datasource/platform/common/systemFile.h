@@ -18,7 +18,7 @@ namespace datasource::platform {
 
 /// One open file, or one of the process's standard streams, read and written as bytes.
 ///
-/// Threads: readAt, writeAt and status may be called from any number of threads at once; all else from one.
+/// Threads: readAt, writeAt, nextData and status may be called from any number of threads at once; all else from one.
 class SystemFile {
  public:
   /// Asked in front of every transfer and when a signal interrupts one: whether to give up with EINTR.
@@ -54,6 +54,10 @@ class SystemFile {
   void writeAt(const void* buffer, std::size_t size, int64 position);
   /// Goes to a file position.
   void seek(int64 position);
+  /// Returns: the first file position at `position` or behind it that may hold another byte than zero, the file's
+  ///   length when none does; `position` where the system does not tell, or the descriptor, whose position would be
+  ///   moved, is somebody else's.
+  int64 nextData(int64 position) const noexcept;
   void truncate(int64 length);
   /// Returns when the contents are on the disk.
   void sync();

@@ -153,6 +153,21 @@ int writeSomeAt(int descriptor, const void* buffer, unsigned count, int64 positi
 
 int seekTo(int descriptor, int64 position) { return ::lseek(descriptor, position, SEEK_SET) < 0 ? -1 : 0; }
 
+// A file system that knows no holes answers that all is data.
+int nextDataOf(int descriptor, int64 position, int64* result) {
+  const off_t found = ::lseek(descriptor, position, SEEK_DATA);
+  if (found >= 0) {
+    *result = found;
+    return 0;
+  }
+  struct stat status {};
+  if (errno == ENXIO && ::fstat(descriptor, &status) == 0) {
+    *result = status.st_size;
+    return 0;
+  }
+  return errno == EINVAL ? refuse(ENOTSUP) : -1;
+}
+
 int truncateTo(int descriptor, int64 length) {
   return again([&] { return ::ftruncate(descriptor, length); });
 }
@@ -307,35 +322,16 @@ int setTimesOf(int descriptor, int64 accessed, int64 modified) {
 
 const char* const nameSeparators = "/";
 
-constinit const SystemCalls ownSystemCalls{openFile,
-                                           duplicate,
-                                           nameOfOpen,
-                                           closeForGood,
-                                           readSome,
-                                           writeSome,
-                                           readSomeAt,
-                                           writeSomeAt,
-                                           seekTo,
-                                           truncateTo,
-                                           syncContents,
-                                           syncNames,
-                                           statusOfDescriptor,
-                                           statusOfNamed,
-                                           readTarget,
-                                           listNames,
-                                           effectiveUser,
-                                           modeOfNewFiles,
-                                           claimFile,
-                                           lockForWriters,
-                                           unlockForWriters,
-                                           holderOfLock,
-                                           linkName,
-                                           linkOpen,
-                                           renameOver,
-                                           renameWithoutReplacing,
-                                           unlinkName,
-                                           setRights,
-                                           setOwnerAndGroup,
+constinit const SystemCalls ownSystemCalls{openFile,         duplicate,          nameOfOpen,
+                                           closeForGood,     readSome,           writeSome,
+                                           readSomeAt,       writeSomeAt,        seekTo,
+                                           nextDataOf,       truncateTo,         syncContents,
+                                           syncNames,        statusOfDescriptor, statusOfNamed,
+                                           readTarget,       listNames,          effectiveUser,
+                                           modeOfNewFiles,   claimFile,          lockForWriters,
+                                           unlockForWriters, holderOfLock,       linkName,
+                                           linkOpen,         renameOver,         renameWithoutReplacing,
+                                           unlinkName,       setRights,          setOwnerAndGroup,
                                            setTimesOf};
 
 }  // namespace datasource::platform

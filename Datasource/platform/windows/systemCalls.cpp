@@ -223,6 +223,8 @@ int seekTo(int descriptor, int64 position) {
   return _lseeki64(descriptor, position, SEEK_SET) < 0 ? -1 : 0;
 }
 
+int noNextData(int /*descriptor*/, int64 /*position*/, int64* /*result*/) { return refuse(ENOTSUP); }
+
 int truncateTo(int descriptor, int64 length) {
   if (descriptor < 0) return refuse(EBADF);
   const int error = _chsize_s(descriptor, length);
@@ -319,35 +321,16 @@ int setTimesOf(int descriptor, int64 accessed, int64 modified) {
 
 const char* const nameSeparators = "/\\:";
 
-constinit const SystemCalls ownSystemCalls{openFile,
-                                           openHeldForWriting,
-                                           noNameOfDescriptor,
-                                           closeForGood,
-                                           readSome,
-                                           writeSome,
-                                           readSomeAt,
-                                           writeSomeAt,
-                                           seekTo,
-                                           truncateTo,
-                                           syncContents,
-                                           syncNames,
-                                           statusOfDescriptor,
-                                           statusOfNamed,
-                                           readTarget,
-                                           listNames,
-                                           noUser,
-                                           noMode,
-                                           claimFile,
-                                           lockForWriters,
-                                           unlockForWriters,
-                                           noHolder,
-                                           linkName,
-                                           linkOpen,
-                                           renameOver,
-                                           renameWithoutReplacing,
-                                           unlinkName,
-                                           setRights,
-                                           setOwnerAndGroup,
+constinit const SystemCalls ownSystemCalls{openFile,         openHeldForWriting, noNameOfDescriptor,
+                                           closeForGood,     readSome,           writeSome,
+                                           readSomeAt,       writeSomeAt,        seekTo,
+                                           noNextData,       truncateTo,         syncContents,
+                                           syncNames,        statusOfDescriptor, statusOfNamed,
+                                           readTarget,       listNames,          noUser,
+                                           noMode,           claimFile,          lockForWriters,
+                                           unlockForWriters, noHolder,           linkName,
+                                           linkOpen,         renameOver,         renameWithoutReplacing,
+                                           unlinkName,       setRights,          setOwnerAndGroup,
                                            setTimesOf};
 
 }  // namespace datasource::platform

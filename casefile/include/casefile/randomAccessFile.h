@@ -34,9 +34,17 @@ class CASEFILE_API RandomAccessFile {
   /// Raises: whatever the program wants to see again at its own call.
   /// Threads: any number at once.
   virtual std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const = 0;
+
+  /// Tells where a hole of a sparse file ends, so that a search need not read its zeros.
+  ///
+  /// Returns: the first file position at `position` or behind it that may hold another byte than zero; `size()` when
+  ///   none does. Where that is not known, as here: `position`.
+  /// Raises: whatever the program wants to see again at its own call.
+  /// Threads: any number at once.
+  virtual std::int64_t nextData(std::int64_t position) const;
 };
 
-/// Opens a regular file for reading.
+/// Opens a regular file for reading. The holes of a sparse one are known where the system tells them.
 ///
 /// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
 /// Raises: Error: `system` when it cannot be opened; `notADataFile` when it is no regular file.
@@ -44,6 +52,7 @@ CASEFILE_API std::shared_ptr<const RandomAccessFile> openFile(const std::string&
 
 /// Reads through a descriptor that is open already and stays the caller's, who closes it after the last use
 /// of the result. The descriptor's own position is neither used nor moved (on Windows: it is moved).
+/// Holes are not asked for, which would move it: those of a sparse file are read.
 ///
 /// `name` is what messages call it.
 /// Raises: Error: `system` when it is no open descriptor; `notADataFile` when it is no regular file's.

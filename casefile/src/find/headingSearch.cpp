@@ -74,6 +74,13 @@ std::optional<HeadingSearch::Sign> HeadingSearch::signAt(const unsigned char* by
   return signs_ == Signs::placesAndBlocks && beginsBlock ? std::optional(Sign::blockBeginning) : std::nullopt;
 }
 
+// Where to go on behind a piece that was searched. The system is asked for holes only behind a piece of zeros, which
+// most files do not have. A sign whose bytes are all zeros is none, but for position 0, and that was searched.
+int64 HeadingSearch::behindHole(int64 position) const {
+  const bool allZeros = piece_.front() == 0 && std::memcmp(piece_.data(), piece_.data() + 1, piece_.size() - 1) == 0;
+  return allZeros ? std::max(position, source_.nextData(position) - static_cast<int64>(kLookAhead) + 1) : position;
+}
+
 std::optional<HeadingSearch::Find> HeadingSearch::next(int64 from) {
   int64 position = from;
   while (load(position)) {
@@ -86,6 +93,7 @@ std::optional<HeadingSearch::Find> HeadingSearch::next(int64 from) {
     if (last >= source_.size()) {
       break;
     }
+    position = behindHole(position);
   }
   return std::nullopt;
 }

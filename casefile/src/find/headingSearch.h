@@ -12,7 +12,7 @@ namespace casefile {
 
 /// Goes through a file once and stops at every position that may hold a heading.
 ///
-/// Cost: one pass over the file in pieces of 256 KiB, each of them reported.
+/// Cost: one pass over the file in pieces of 256 KiB, each of them reported; of a hole that the source tells, one.
 class HeadingSearch {
  public:
   enum class Sign {
@@ -37,6 +37,7 @@ class HeadingSearch {
 
  private:
   bool load(int64 from);
+  int64 behindHole(int64 position) const;
   std::optional<Sign> signAt(const unsigned char* bytes, int64 position) const;
 
   SourceReader& source_;

@@ -60,6 +60,15 @@ std::size_t BeforeAppend::readAt(std::span<std::byte> buffer, std::int64_t posit
   return static_cast<std::size_t>(count);
 }
 
+// Heading and tail are the journal's.
+std::int64_t BeforeAppend::nextData(std::int64_t position) const {
+  std::int64_t next = std::min<std::int64_t>(current_->nextData(position), facts_.tailStart);
+  if (position < facts_.row0 + static_cast<int64>(kHeadingSize)) {
+    next = std::min<std::int64_t>(next, facts_.row0);
+  }
+  return std::max(next, position);
+}
+
 std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file) {
   auto current = openFile(file);
   FoundJournal found = findJournal(file);

@@ -20,6 +20,7 @@ class BeforeAppend : public RandomAccessFile {
   std::string name() const override { return current_->name(); }
   std::int64_t size() const override { return facts_.oldLength; }
   std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override;
+  std::int64_t nextData(std::int64_t position) const override;
 
  private:
   std::shared_ptr<const RandomAccessFile> current_;

@@ -74,6 +74,31 @@ TEST_F(SystemFilePosixTest, RightsAndOwnerGoThroughTheDescriptor) {
   EXPECT_EQ(statusOf(name)->mode, before);
 }
 
+TEST_F(SystemFilePosixTest, TheEndOfAHoleIsToldWhereTheSystemKnowsIt) {
+  constexpr int64 kFar = int64{1} << 30;
+  SystemFile file = SystemFile::open(folder.path("holes"), kOpenRead | kOpenWrite | kOpenNew);
+  file.writeAt("x", 1, kFar);
+  file.truncate(2 * kFar);
+  int64 found = -1;
+  ASSERT_EQ(systemCalls().nextData(file.descriptor(), 0, &found), 0);
+  EXPECT_TRUE(found == 0 || (found <= kFar && found > kFar - (1 << 20))) << found;  // 0: it keeps no holes
+  EXPECT_EQ(file.nextData(0), found);
+  EXPECT_EQ(file.nextData(kFar), kFar);
+  EXPECT_EQ(file.nextData(2 * kFar), 2 * kFar);
+  EXPECT_EQ(file.nextData(kFar + (1 << 20)), found == 0 ? kFar + (1 << 20) : 2 * kFar);
+}
+
+TEST_F(SystemFilePosixTest, NoHoleIsToldOfABorrowedDescriptorNorWhereTheCallFails) {
+  SystemFile file = SystemFile::open(folder.path("holes"), kOpenRead | kOpenWrite | kOpenNew);
+  file.truncate(1 << 20);
+  file.seek(7);
+  EXPECT_EQ(SystemFile::borrowed(file.descriptor()).nextData(5), 5);
+  EXPECT_EQ(::lseek(file.descriptor(), 0, SEEK_CUR), 7);
+  SystemProbe probe;
+  probe.failEvery("nextData", EIO);
+  EXPECT_EQ(file.nextData(5), 5);
+}
+
 TEST_F(SystemFilePosixTest, AnUnnamedFileGetsANameWhenItIsLinked) {
   SystemFile file = SystemFile::open(folder.path(), kOpenRead | kOpenWrite | kOpenUnnamed);
   file.write("x", 1);
