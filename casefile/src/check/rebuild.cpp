@@ -19,12 +19,18 @@ using datasource::form::Verdict;
 
 constexpr auto kHead = static_cast<int64>(kHeadingSize);
 
-// Copies bytes from file position `from` up to `to` to a position of the output.
+// Copies bytes from file position `from` up to `to` to a position of the output, and leaves holes where the source has
+// some, but for the last byte, which makes the output that long.
 void copyBytes(SourceReader& source, int64 from, int64 to, int64 position, BlockTarget& output,
                ProgressReport& report) {
   constexpr std::size_t kPiece = std::size_t{256} << 10;
   std::vector<unsigned char> piece(kPiece);
   while (from < to) {
+    if (const int64 data = std::min(source.nextData(from), to - 1); data > from) {
+      report.advance(data - from);
+      position += data - from;
+      from = data;
+    }
     const auto wanted = static_cast<std::size_t>(std::min<int64>(to - from, static_cast<int64>(kPiece)));
     if (source.read(piece.data(), wanted, from) != wanted) {
       throw Error(ErrorKind::system, "became shorter while it was read", {source.name(), "read", {}, from, {}});

@@ -39,6 +39,12 @@ class SparseFilesOfTheSystem : public testing::Test {
     ::close(descriptor);
   }
 
+  static std::int64_t roomOf(const std::string& name) {
+    struct stat status {};
+    EXPECT_EQ(::stat(name.c_str(), &status), 0);
+    return std::int64_t{status.st_blocks} * 512;
+  }
+
   support::TestFolder folder_;
   const std::string file_ = folder_.path("file");
 };
@@ -49,6 +55,25 @@ TEST_F(SparseFilesOfTheSystem, AreSearchedInNoTime) {
   makeSparse(file_, 0, Image::of(0, {1000}).bytes());
   EXPECT_TRUE(casefile::verify(file_).sound());
   EXPECT_EQ(casefile::Reader::open(file_).size(), 1000);
+}
+
+// Half of it is a hole in the dictionary part, which the output has, too.
+TEST_F(SparseFilesOfTheSystem, AreRescuedAsSparseFiles) {
+  const Image image = Image::of(kTerabyte / 2, {1000});
+  makeSparse(file_, image.row0, support::encoded(image.heading) + image.blocks.front());
+  const std::string out = folder_.path("out");
+  const auto told = casefile::recover(file_, out);
+  EXPECT_EQ(told.row0, image.row0);
+  EXPECT_EQ(told.caseBytes, 1000);
+  EXPECT_TRUE(casefile::verify(out).sound());
+  EXPECT_LE(roomOf(out), std::int64_t{1} << 20);
+
+  casefile::RecoverOptions partial;
+  partial.partial = true;
+  partial.replace = true;
+  casefile::recover(file_, out, partial);
+  EXPECT_LE(roomOf(out), std::int64_t{1} << 20);
+  EXPECT_EQ(casefile::openFile(out)->size(), image.row0 + 1000);
 }
 
 }  // namespace
