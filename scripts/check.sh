@@ -60,10 +60,12 @@ format() {
     -exec clang-format --dry-run --Werror {} +
 }
 
-# tidy_in PRESET REGEX...: clang-tidy, which compiles for itself, of the sources that a preset's build compiles.
+# tidy_in PRESET REGEX...: clang-tidy, which compiles for itself, of the sources that a preset's build compiles, each
+# once.
 tidy_in() {
   configure "$1"
-  run-clang-tidy -quiet -j "$jobs" -p "build/$1" "${@:2}"
+  scripts/oneCommandEach.py "build/$1" "build/$1/tidy"
+  run-clang-tidy -quiet -j "$jobs" -p "build/$1/tidy" "${@:2}"
 }
 
 tidy() {

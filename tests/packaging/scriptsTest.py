@@ -1,6 +1,7 @@
 """Tests of what the scripts decide by themselves, in small trees made up for it: which sources a change
-touches, and what a test run left behind. Run it with: python3 -B scriptsTest.py"""
+touches, which command is each source's, and what a test run left behind. Run it with: python3 -B scriptsTest.py"""
 
+import json
 import os
 import shutil
 import subprocess
@@ -25,6 +26,20 @@ class Tree(unittest.TestCase):
     def run_here(self, *command, **more):
         return subprocess.run(command, cwd=self.folder.name, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                               check=False, stdin=subprocess.DEVNULL, **more)
+
+
+class OneCommandEach(Tree):
+    def test_the_first_of_a_source_is_kept(self):
+        commands = [{"directory": "/b", "file": file, "command": command}
+                    for file, command in [("/s/one.cpp", "1"), ("../s/two.cpp", "2"), ("/s/one.cpp", "3"),
+                                          ("/s/two.cpp", "4"), ("/s/three.cpp", "5")]]
+        self.write(build__compile_commands_json=json.dumps(commands))
+        os.rename(os.path.join(self.folder.name, "build", "compile.commands.json"),
+                  os.path.join(self.folder.name, "build", "compile_commands.json"))
+        done = self.run_here(os.path.join(SCRIPTS, "oneCommandEach.py"), "build", "out/tidy")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        with open(os.path.join(self.folder.name, "out", "tidy", "compile_commands.json"), encoding="utf-8") as file:
+            self.assertEqual([command["command"] for command in json.load(file)], ["1", "2", "5"])
 
 
 @unittest.skipUnless(shutil.which("git"), "asks git what changed")
