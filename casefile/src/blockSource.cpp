@@ -1,5 +1,6 @@
 #include "blockSource.h"
 
+#include <algorithm>
 #include <string>
 
 #include "blockReader.h"
@@ -36,8 +37,8 @@ BlockSource::BlockSource(SourceReader& source, const CaseTable& table)
     : source_(source), table_(table), compressed_(std::make_shared<pipeline::BufferPool>(kBlockSize, kSpareBuffers)) {}
 
 void BlockSource::decode(std::size_t block, pipeline::DecodedBlock& into) {
-  pipeline::PooledBuffer compressed(compressed_);
   const bInfo& record = table_[block];
+  pipeline::PooledBuffer compressed(compressed_, static_cast<std::size_t>(std::max(0, record.translateSize)));
   const datasource::form::BlockBuffers buffers{bytesOf(compressed), bytesOf(into.bytes), kBlockSize,
                                                into.bytes.capacity()};
   const auto result = datasource::form::readBlock(source_, record, buffers);

@@ -50,7 +50,8 @@ std::span<std::byte> BlockWriting::room() {
     line_.awaitDelivered(handedOver_ - slots_.size() + 1);
   }
   if (!slot.bytes) {
-    slot.bytes.emplace(pool_);
+    // Whoever has filled a block fills more of them.
+    slot.bytes.emplace(pool_, handedOver_ == 0 ? 0 : kBlockSize);
   }
   return {slot.bytes->data() + filled_, kBlockSize - filled_};
 }
@@ -93,7 +94,7 @@ void BlockWriting::handOver(std::size_t compressedSize) {
 void BlockWriting::make(std::size_t item, std::size_t worker) {
   Worker& own = workers_[worker];
   if (!own.made) {
-    own.made.emplace(pool_);
+    own.made.emplace(pool_, slotOf(item).size);
   }
   if (slotOf(item).compressedSize > 0) {
     requireWholeBlock(item, own);

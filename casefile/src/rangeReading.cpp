@@ -63,7 +63,7 @@ void RangeReading::give(std::size_t item, std::size_t worker) const {
 void RangeReading::make(std::size_t item, std::size_t worker) {
   auto& made = made_[worker];
   if (!made) {
-    made.emplace(pool_);
+    made.emplace(pool_, static_cast<std::size_t>(range_.size));
   }
   if (item < pieces_) {
     const LogicalRange piece = rangeOf(item);

@@ -57,7 +57,8 @@ class Reader::Impl {
       : source_(std::move(file)),
         table_(tableOf(source_, options)),
         blocks_(source_, table_),
-        cache_(blocks_, options.cacheBytes / kBlockSize, kBlockSize),
+        cache_(blocks_, options.cacheBytes / kBlockSize, kBlockSize,
+               static_cast<std::size_t>(table_.logicalEnd() - table_.row0())),
         threads_(threadCount(options.threads)),
         openedBy_(std::move(openedBy)) {}
 

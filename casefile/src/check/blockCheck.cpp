@@ -1,5 +1,6 @@
 #include "blockCheck.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "blockReader.h"
@@ -32,8 +33,9 @@ std::optional<StreamFault> faultOf(const StreamFacts& facts) {
 
 bool BlockCheck::isAsRecorded(const bInfo& record) {
   if (!compressed_) {
-    compressed_ = pipeline::makePageBuffer(kBlockSize);
-    plain_ = pipeline::makePageBuffer(kBlockSize);
+    // The first block's sizes may be wrong, and others larger: they only say what pays.
+    compressed_ = pipeline::makePageBuffer(kBlockSize, static_cast<std::size_t>(std::max(0, record.translateSize)));
+    plain_ = pipeline::makePageBuffer(kBlockSize, static_cast<std::size_t>(std::max(0, record.orginalSize)));
   }
   const datasource::form::BlockBuffers buffers{reinterpret_cast<unsigned char*>(compressed_.get()),
                                                reinterpret_cast<unsigned char*>(plain_.get()), kBlockSize, kBlockSize};

@@ -9,8 +9,11 @@ constexpr std::size_t kSpareBuffers = 2;
 
 }  // namespace
 
-BlockCache::BlockCache(BlockDecoder& decoder, std::size_t capacity, std::size_t blockSize)
-    : decoder_(decoder), capacity_(capacity), pool_(std::make_shared<BufferPool>(blockSize, kSpareBuffers)) {}
+BlockCache::BlockCache(BlockDecoder& decoder, std::size_t capacity, std::size_t blockSize, std::size_t filled)
+    : decoder_(decoder),
+      capacity_(capacity),
+      filled_(filled),
+      pool_(std::make_shared<BufferPool>(blockSize, kSpareBuffers)) {}
 
 std::shared_ptr<const DecodedBlock> BlockCache::get(std::size_t block) {
   if (capacity_ == 0) {
@@ -71,7 +74,7 @@ BlockCache::Bytes BlockCache::decodeForAll(std::size_t block, Decoding& decoding
 }
 
 BlockCache::Bytes BlockCache::decode(std::size_t block) {
-  auto bytes = std::make_shared<DecodedBlock>(pool_);
+  auto bytes = std::make_shared<DecodedBlock>(pool_, filled_);
   decoder_.decode(block, *bytes);
   return bytes;
 }

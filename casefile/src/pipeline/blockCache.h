@@ -14,7 +14,7 @@ namespace casefile::pipeline {
 
 /// The bytes of one decoded block.
 struct DecodedBlock {
-  explicit DecodedBlock(std::shared_ptr<BufferPool> pool) : bytes(std::move(pool)) {}
+  explicit DecodedBlock(std::shared_ptr<BufferPool> pool, std::size_t filled = kAll) : bytes(std::move(pool), filled) {}
   PooledBuffer bytes;
   std::size_t size = 0;
 };
@@ -34,8 +34,9 @@ class BlockDecoder {
 /// Threads: any number. The lock is held for a lookup, never while something is decoded.
 class BlockCache {
  public:
-  /// `capacity`: blocks to keep; 0 decodes for each call. `blockSize`: room for any block.
-  BlockCache(BlockDecoder& decoder, std::size_t capacity, std::size_t blockSize);
+  /// `capacity`: blocks to keep; 0 decodes for each call. `blockSize`: room for any block. `filled`: the most of it
+  /// that a block fills.
+  BlockCache(BlockDecoder& decoder, std::size_t capacity, std::size_t blockSize, std::size_t filled = kAll);
 
   /// Returns: the block's bytes.
   /// Raises: what decoding raises, to all who wait for it; the next call tries again.
@@ -63,6 +64,7 @@ class BlockCache {
 
   BlockDecoder& decoder_;
   const std::size_t capacity_;
+  const std::size_t filled_;
   const std::shared_ptr<BufferPool> pool_;
   Mutex mutex_;
   std::list<std::size_t> uses_;                                           // block numbers, last used first

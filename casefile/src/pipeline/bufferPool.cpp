@@ -1,5 +1,6 @@
 #include "bufferPool.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -7,21 +8,22 @@
 
 namespace casefile::pipeline {
 
-PageBuffer makePageBuffer(std::size_t size) {
+PageBuffer makePageBuffer(std::size_t size, std::size_t filled) {
   using datasource::platform::largePage;
   constexpr std::size_t kPage = 4096;
-  if (size < largePage) {
+  // One that is filled by half pays already.
+  const std::size_t large = (std::min(size, filled) + largePage / 2) / largePage * largePage;
+  if (large == 0) {
     const std::align_val_t page{kPage};
     return PageBuffer(new (page) std::byte[size], PageAligned{page});
   }
   const std::align_val_t page{largePage};
-  size = (size + largePage - 1) / largePage * largePage;  // the last page is large, too, if all of it is asked for
-  PageBuffer buffer(new (page) std::byte[size], PageAligned{page});
-  datasource::platform::preferLargePages(buffer.get(), size);
+  PageBuffer buffer(new (page) std::byte[std::max(size, large)], PageAligned{page});
+  datasource::platform::preferLargePages(buffer.get(), large);
   return buffer;
 }
 
-PageBuffer BufferPool::take() {
+PageBuffer BufferPool::take(std::size_t filled) {
   {
     const Lock lock(mutex_);
     if (!free_.empty()) {
@@ -31,7 +33,7 @@ PageBuffer BufferPool::take() {
     }
   }
   // Not filled: whoever takes it writes it first.
-  return makePageBuffer(bufferSize_);
+  return makePageBuffer(bufferSize_, filled);
 }
 
 void BufferPool::giveBack(PageBuffer buffer) noexcept {

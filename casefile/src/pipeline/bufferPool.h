@@ -2,6 +2,7 @@
 #define CASEFILE_PIPELINE_BUFFERPOOL_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
@@ -18,9 +19,13 @@ struct PageAligned {
 };
 using PageBuffer = std::unique_ptr<std::byte[], PageAligned>;
 
-/// Returns: memory with any contents, in large pages where it fills one: a block's 4 MiB cost two faults, not 1,023.
+/// How much of a buffer is going to be written, when nobody knows less.
+inline constexpr std::size_t kAll = SIZE_MAX;
+
+/// Returns: memory with any contents. Large pages are asked for as far as they are going to be `filled`: all of a
+/// block's 4 MiB then cost two page faults, not 1,023, where a few bytes would pay for clearing 2 MiB.
 /// Raises: std::bad_alloc.
-PageBuffer makePageBuffer(std::size_t size);
+PageBuffer makePageBuffer(std::size_t size, std::size_t filled = kAll);
 
 /// Memory blocks of one size that are used again: what the system hands out fresh costs a page fault for
 /// every page, a fifth of what decoding into it costs.
@@ -35,8 +40,8 @@ class BufferPool {
 
   std::size_t bufferSize() const noexcept { return bufferSize_; }
 
-  /// Returns: a buffer with any contents.
-  PageBuffer take();
+  /// Returns: a buffer with any contents; `filled` as makePageBuffer.
+  PageBuffer take(std::size_t filled = kAll);
   void giveBack(PageBuffer buffer) noexcept;
 
  private:
@@ -49,7 +54,8 @@ class BufferPool {
 /// A buffer of a pool, given back by the destructor.
 class PooledBuffer {
  public:
-  explicit PooledBuffer(std::shared_ptr<BufferPool> pool) : pool_(std::move(pool)), bytes_(pool_->take()) {}
+  explicit PooledBuffer(std::shared_ptr<BufferPool> pool, std::size_t filled = kAll)
+      : pool_(std::move(pool)), bytes_(pool_->take(filled)) {}
   ~PooledBuffer() { pool_->giveBack(std::move(bytes_)); }
   PooledBuffer(const PooledBuffer&) = delete;
   PooledBuffer& operator=(const PooledBuffer&) = delete;

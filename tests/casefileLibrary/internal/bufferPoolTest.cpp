@@ -36,6 +36,15 @@ TEST(PageBuffers, BeginWithALargePageWhenTheyFillOne) {
   EXPECT_EQ(offsetIn(makePageBuffer(largePage + 1), largePage), 0U);
 }
 
+TEST(PageBuffers, BeginWithALargePageOnlyWhenTheyAreGoingToFillHalfOfIt) {
+  EXPECT_EQ(offsetIn(makePageBuffer(2 * largePage, largePage / 2), largePage), 0U);
+  for (const std::size_t filled : {std::size_t{0}, largePage / 2 - 1}) {
+    const PageBuffer buffer = makePageBuffer(2 * largePage, filled);
+    std::memset(buffer.get(), 0x5A, 2 * largePage);
+    EXPECT_EQ(offsetIn(buffer, kPage), 0U);
+  }
+}
+
 TEST(BufferPools, GiveABufferAgainThatWasGivenBackAndKeepNoMoreThanTheirSpares) {
   BufferPool pool(kPage, 1);
   PageBuffer first = pool.take();
