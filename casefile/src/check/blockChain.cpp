@@ -89,7 +89,7 @@ class Walk {
     const std::size_t lost = chain_.blocks;
     for (std::size_t i = lost + 1; i < layout_.records.size(); ++i) {
       const int64 bytes = layout_.logicalStarts[i] - layout_.logicalStarts[lost];
-      const bool fits = bytes > 0 && bytes <= static_cast<int64>(i - lost) * kBlock;
+      const bool fits = bytes <= static_cast<int64>(i - lost) * kBlock;
       if (isSound(i) && layout_.records[i].translatePos > chain_.fileEnd && fits) {
         return Named{i - lost, bytes, layout_.records[i].translatePos};
       }

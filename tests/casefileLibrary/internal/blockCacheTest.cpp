@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <stdexcept>
@@ -79,6 +80,34 @@ TEST(BlockCacheOrder, ABlockThatSomebodyHoldsStaysAsItIs) {
     expectNumber(*cache.get(block), block);
   }
   expectNumber(*held, 1);
+}
+
+TEST(BlockCacheOrder, RoomIsMadeBeforeABlockIsDecoded) {
+  NumberBlocks blocks;
+  BlockCache cache(blocks, 2, kSize);
+  cache.get(1);
+  std::weak_ptr<const DecodedBlock> second = cache.get(2);
+  std::weak_ptr<const DecodedBlock> first = cache.get(1);
+  blocks.before = [&](std::size_t) {
+    EXPECT_TRUE(second.expired());
+    EXPECT_FALSE(first.expired());
+  };
+  cache.get(3);
+}
+
+// One that is asked for while another is decoded, as by a second thread.
+TEST(BlockCacheOrder, NoMoreBlocksAreKeptThanThereIsRoomForHoweverManyAreDecodedAtOnce) {
+  NumberBlocks blocks;
+  BlockCache cache(blocks, 1, kSize);
+  blocks.before = [&](std::size_t block) {
+    if (block == 1) {
+      cache.get(2);
+    }
+  };
+  cache.get(1);
+  cache.get(1);
+  cache.get(2);
+  EXPECT_THAT(blocks.decoded(), ElementsAre(1, 2, 2));
 }
 
 TEST(BlockCacheErrors, AFailedDecodingIsToldAndTriedAgain) {
