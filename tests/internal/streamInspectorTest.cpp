@@ -102,6 +102,16 @@ TEST_F(StreamInspector, BlockOfTheLargestSizeIsSoundAndOneByteMoreIsNot) {
   EXPECT_FALSE(facts.sound());
 }
 
+TEST_F(StreamInspector, WhatIsFarLongerThanABlockIsLeftThere) {
+  const std::string bomb = zipped(std::string(3 * kBlock, '\0'));
+  const StreamFacts facts = inspect(bomb);
+  EXPECT_EQ(facts.verdict, Verdict::outputFull);
+  EXPECT_GT(facts.plainSize, kBlockLength);
+  EXPECT_LE(facts.plainSize, kBlockLength + 64 * 1024);
+  EXPECT_LT(facts.compressedSize, static_cast<int64>(bomb.size()));
+  EXPECT_EQ(facts.damage, "");
+}
+
 TEST_F(StreamInspector, StreamBehindADamagedOneIsInspectedAfresh) {
   inspect(std::string(100, '?'));
   inspect(stream.substr(0, 50));

@@ -226,6 +226,15 @@ TEST_F(Searching, ReadsAPieceOnceWhereverTheSearchGoesOn) {
   EXPECT_EQ(reads_, 3U) << "the second piece, and that nothing is behind it";
 }
 
+TEST_F(Searching, ReadsNothingAgainWhereItStands) {
+  const auto scripted = sourceOf("\x78\x01" + std::string(kPiece, '.'));
+  SourceReader source(scripted);
+  HeadingSearch search(source, HeadingSearch::Signs::placesAndBlocks, report_);
+  ASSERT_TRUE(search.next(0));
+  ASSERT_TRUE(search.next(0));
+  EXPECT_EQ(scripted->reads, 1U);
+}
+
 TEST_F(Searching, EndsWithTheFile) {
   EXPECT_THAT(signs("\x78\x01......"), ElementsAre(std::pair{int64{0}, Sign::blockBeginning}));
   EXPECT_THAT(signs("\x78\x01....."), ElementsAre()) << "less than a number is left";
