@@ -94,6 +94,32 @@ TEST_F(EncryptedFailure, ARepeatedFinishWritesTheEndOutputOverThePartOfTheFailed
   EXPECT_EQ(folder.readWhole("f"), ToyCipher::enciphered(selfDescribing(0, 32)) + "END!");
 }
 
+// What stood in errno before is not why a cipher fails.
+TEST_F(EncryptedFailure, ACipherThatFailsHasNoReasonOfTheSystems) {
+  const auto raisedWithout = [this](const auto& call) {
+    cipher.failCall(1);
+    const Raised raised = raisedBy([&] {
+      errno = EDOM;
+      call();
+    });
+    cipher.failNone();
+    return raised;
+  };
+  open("f", "w+b");
+  EXPECT_EQ(raisedWithout([this] { file->Write(zeros.data(), zeros.size(), 0); }), (Raised{1002, 0}));
+  writeString(selfDescribing(0, 32), 0);
+  EXPECT_EQ(raisedWithout([this] { file->FinishEncryption(); }), (Raised{1002, 0}));
+  file->FinishEncryption();
+  std::string room(16, '?');
+  EXPECT_EQ(raisedWithout([&] { file->Read(room.data(), room.size(), 0); }), (Raised{1003, 0}));
+}
+
+TEST_F(EncryptedFailure, AWriteThatTakesNothingIsAFullDisk) {
+  open("f", "w+b");
+  probe.shorten(CallKind::write, 0);
+  EXPECT_EQ(raisedBy([this] { writeString(selfDescribing(0, 16), 0); }), (Raised{1002, ENOSPC}));
+}
+
 // The end was forgotten when only the padded block had started the encryption.
 TEST_F(EncryptedFailure, AFinishWhoseEndFailedIsStillOwed) {
   open("f", "w+b");
