@@ -28,6 +28,9 @@ import reasons  # pylint: disable=wrong-import-position
 MANY = 365 * 24 * 3600
 EXPLAINED = build.HERE / "explained.txt"
 FIELDS = ("file", "line", "mutant", "because")
+# Lines that no test reaches, each with the reason: what changes one of them cannot be noticed either.
+NOT_COVERED = build.HERE.parent / "coverage" / "excluded.txt"
+NOT_COVERED_FIELDS = ("file", "line", "missing", "because")
 MOST_FINDINGS = 200
 KILLED, LATE, UNREACHED, SURVIVED = "killed", "killed by the deadline", "reached by no test", "survived"
 QUICK = 0.25  # seconds of a processor: a test that takes several times as much is none of the quick ones
@@ -162,8 +165,14 @@ class Record:
                 self._of.setdefault(mutant, []).append(test)
 
     def tests_of(self, mutant):
-        """Those that reach it: the fastest, and of those the ones that reach little, first."""
-        return sorted(self._of.get(mutant, []), key=lambda test: self.seconds[test] * len(self.reached[test]))
+        """Those that reach it: the fastest, and of those the ones that reach little, first; behind as many of these as
+        the first pieces have room for, the ones that reach least, which are about little else."""
+        fast = sorted(self._of.get(mutant, []), key=lambda test: self.seconds[test] * len(self.reached[test]))
+        room, place = sum(CHUNKS[:-1]), 0
+        while place < len(fast) and room > 0:
+            room -= self.seconds[fast[place]]
+            place += 1
+        return fast[:place] + sorted(fast[place:], key=lambda test: len(self.reached[test]))
 
     def _known(self):
         try:
@@ -246,7 +255,7 @@ class Explanations:
     """The list, beside the mutants of the build."""
 
     def __init__(self, made):
-        self._reasons, self.lost = {}, []
+        self._reasons, self._unreached, self.lost = {}, {}, []
         numbers, lines = {}, {}
         for number, mutant in made.mutants.items():
             if mutant.file not in lines:
@@ -258,9 +267,14 @@ class Explanations:
             if key not in numbers and key[0].startswith(made.below):
                 self.lost.append(f"explained.txt: no such mutant: {': '.join(key)}")
             self._reasons.update((number, entry["because"]) for number in numbers.get(key, []))
+        of_lines = {(entry["file"], entry["line"]): entry["because"]
+                    for entry in reasons.entries(NOT_COVERED, NOT_COVERED_FIELDS) if entry["missing"] == "line"}
+        for (file, line, _), places in numbers.items():
+            if (file, line) in of_lines:
+                self._unreached.update((number, of_lines[file, line]) for number in places)
 
-    def why(self, number):
-        return self._reasons.get(number)
+    def why(self, number, what=UNREACHED):
+        return self._reasons.get(number) or (self._unreached.get(number) if what == UNREACHED else None)
 
 
 def name_of(mutant):
@@ -309,7 +323,7 @@ def summary(given, made, record, fates, began):
     findings = [{"case": 0, "what": text, "again": "scripts/prove.sh mutants"} for text in explanations.lost + failed]
     lived = []
     for number, what in sorted(fates.items()):
-        if what in (SURVIVED, UNREACHED) and explanations.why(number):
+        if what in (SURVIVED, UNREACHED) and explanations.why(number, what):
             what = "survived, explained"
         tally[what] += 1
         if what in (SURVIVED, UNREACHED):
@@ -329,7 +343,7 @@ def main():
     record = Record(given.folder, made, tests)
     if given.case is not None:
         what, by = fate(given.case, record, tests)
-        why = Explanations(made).why(given.case)
+        why = Explanations(made).why(given.case, what)
         print(f"{name_of(made.mutants[given.case])}: {what}", f"by {by}" if by else why or "")
         for test in record.tests_of(given.case)[:20]:
             print("  reached by", *test)
