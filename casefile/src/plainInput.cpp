@@ -143,8 +143,8 @@ std::optional<std::int64_t> PlainInput::size() const {
 bool PlainInput::isFile(const std::string& name) const {
   try {
     return isSameFile(impl().file().identity(), name);
-  } catch (const std::system_error&) {
-    return false;
+  } catch (const std::system_error& error) {
+    throw Error(ErrorKind::system, "cannot be read", {this->name(), "status", error.code(), {}, {}});
   }
 }
 

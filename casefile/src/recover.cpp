@@ -32,18 +32,6 @@ void requirePossible(const std::string& file, const RecoverOptions& options) {
   }
 }
 
-void refuseSameFile(const std::string& input, const std::string& output) {
-  std::optional<files::FileStatus> status;
-  try {
-    status = files::statusOf(input);
-  } catch (const std::system_error&) {
-    return;  // reading it tells it better
-  }
-  if (status) {
-    requireNoInput(output, isSameFile(status->identity, output));
-  }
-}
-
 // A place that was found and not told is the right one only if nothing else lies behind it.
 void refuseAnotherPlace(SourceReader& source, const Layout& layout, const BlockChain& chain, ProgressReport& report) {
   if (const auto hidden = hiddenData(source, layout, chain.fileEnd, report)) {
@@ -162,7 +150,7 @@ Recovery rescue(SourceReader& source, const std::string& output, const RecoverOp
   return rescue.told();
 }
 
-std::optional<files::FileStatus> rightsOf(const std::string& input) {
+std::optional<files::FileStatus> statusOf(const std::string& input) {
   try {
     return files::statusOf(input);
   } catch (const std::system_error& error) {
@@ -181,12 +169,15 @@ Recovery recover(std::shared_ptr<const RandomAccessFile> input, const std::strin
 Recovery recover(const std::string& input, const std::string& output, const RecoverOptions& options) {
   auto file = openFile(input);
   UnfinishedAppend append = unfinishedAppendOf(input);
-  refuseSameFile(input, output);
+  const auto status = statusOf(input);
+  if (status) {
+    requireNoInput(output, isSameFile(status->identity, output));
+  }
   if (append.isOpen()) {
     file = openBeforeAppend(input);
   }
   SourceReader source(std::move(file));
-  Recovery told = rescue(source, output, options, rightsOf(input));
+  Recovery told = rescue(source, output, options, status);
   told.unfinishedAppend = std::move(append);
   return told;
 }

@@ -1,16 +1,20 @@
 #include "sameFile.h"
 
-#include <exception>
+#include <system_error>
 
 #include "casefile/error.h"
+#include "outOfSight.h"
 
 namespace casefile {
 
-bool isSameFile(const files::FileIdentity& file, const std::string& name) noexcept {
+bool isSameFile(const files::FileIdentity& file, const std::string& name) {
   try {
     const auto status = files::statusOf(name);
     return status && status->identity == file;
-  } catch (const std::exception&) {
+  } catch (const std::system_error& error) {
+    if (!isOutOfSight(error.code())) {
+      throw Error(ErrorKind::system, "cannot be looked at", {name, "status", error.code(), {}, {}});
+    }
     return false;
   }
 }

@@ -65,6 +65,9 @@ std::optional<std::string> targetOf(const std::string& link) {
   std::string target(256, '\0');
   for (;;) {
     const int length = systemCalls().readLink(link.c_str(), target.data(), target.size());
+    if (length < 0 && errno != EINVAL && !leadsNowhere(errno)) {
+      fail(errno);
+    }
     if (length < 0) {
       return std::nullopt;
     }

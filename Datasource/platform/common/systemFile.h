@@ -100,7 +100,8 @@ std::optional<FileStatus> statusOf(const std::string& name);
 /// Returns: the status of what has the name, be it a link; none when nothing has it.
 std::optional<FileStatus> statusOfName(const std::string& name);
 /// `passes` is told each link, in front of and behind the look at where it leads, and may raise.
-/// Returns: the name that links lead to, whether a file has it or not. Raises: ELOOP after forty of them.
+/// Returns: the name that links lead to, whether a file has it or not. Raises: ELOOP after forty of them; what
+/// reading one meets.
 std::string withoutLinks(const std::string& name, const std::function<void(const std::string& link)>& passes = {});
 /// Returns: the folder of a file, in front of its last separator; "." when there is none.
 std::string folderOf(const std::string& name);

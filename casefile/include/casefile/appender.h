@@ -114,7 +114,8 @@ class CASEFILE_API Appender {
   void cancel() noexcept;
 
   /// Returns: why a journal was left behind, if one was. After finish() there is nothing to take back, and the next
-  ///   append removes it; after an error or cancel() it keeps the old bytes, and the next append takes them back.
+  ///   append removes it; so it is after an error or cancel() when the journal cannot be removed. When the file cannot
+  ///   be given its old bytes the journal keeps them, and the next append takes them back.
   std::optional<Error> leftBehind() const;
 
  private:

@@ -40,7 +40,8 @@ class CASEFILE_API PlainInput {
   int descriptor() const;
   /// Returns: how long the file is; none for what is no regular file.
   std::optional<std::int64_t> size() const;
-  /// Returns: whether it is the file that has a name; false, too, where that cannot be told.
+  /// Returns: whether it is the file that has a name; false, too, for a name that may not be looked at.
+  /// Raises: Error (`system`) when the system fails to tell.
   bool isFile(const std::string& name) const;
 
   /// Is asked in front of every call of the system that reads, and when a signal interrupts one: whether to give up.

@@ -1,26 +1,17 @@
 #include "foundJournal.h"
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "casefile/error.h"
+#include "outOfSight.h"
 #include "sourceReader.h"
 
 namespace casefile {
 namespace {
 
 constexpr char kSuffix[] = ".journal";
-
-// Why a name is not even looked at: the folder cannot be searched, or the system has no such names. The file itself
-// tells that better.
-bool isOutOfSight(const std::error_code& why) {
-  constexpr std::array kReasons = {EACCES, EPERM, ENAMETOOLONG, ENOTDIR, ELOOP, EINVAL};
-  return std::find(kReasons.begin(), kReasons.end(), why.value()) != kReasons.end();
-}
 
 std::optional<files::FileStatus> ifInSight(std::optional<files::FileStatus> (*statusOf)(const std::string&),
                                            const std::string& name) {
@@ -76,15 +67,21 @@ bool isUnfinishedOf(const std::string& file, const std::string& name, const file
   try {
     const FoundJournal found = look(file, name);
     return found.isUnfinished() && found.facts.isOf(identity);
-  } catch (const Error&) {
-    return false;  // what cannot be read is somebody else's
+  } catch (const Error& error) {
+    if (!isOutOfSight(error.code())) {
+      throw;
+    }
+    return false;  // what may not be read is somebody else's
   }
 }
 
-std::vector<std::string> namesBeside(const std::string& name) {
+std::vector<std::string> namesBeside(const std::string& journal, const std::string& file) {
   try {
-    return files::namesIn(files::folderOf(name));
-  } catch (const std::system_error&) {
+    return files::namesIn(files::folderOf(journal));
+  } catch (const std::system_error& error) {
+    if (!isOutOfSight(error.code())) {
+      failJournal(file, "its folder cannot be searched for a journal under another name", error.code());
+    }
     return {};  // a folder that may be searched and not be listed
   }
 }
@@ -118,7 +115,10 @@ std::string distrustOf(const files::FileStatus& status, const std::optional<file
 std::string journalName(const std::string& file) {
   try {
     return files::withoutLinks(file) + kSuffix;
-  } catch (const std::system_error&) {
+  } catch (const std::system_error& error) {
+    if (!isOutOfSight(error.code())) {
+      failJournal(file, "its journal cannot be looked for", error.code());
+    }
     return file + kSuffix;
   }
 }
@@ -131,7 +131,7 @@ void refuseJournalOfAnotherName(const files::FileStatus& data, const std::string
   }
   const std::string own = journalName(file);
   const std::string beginning = own.substr(0, own.find_last_of(files::nameSeparators) + 1);
-  for (const std::string& entry : namesBeside(own)) {
+  for (const std::string& entry : namesBeside(own, file)) {
     const std::string name = beginning + entry;
     if (name.ends_with(kSuffix) && name != own && isUnfinishedOf(file, name, data.identity)) {
       throw Error(ErrorKind::busy,
@@ -146,9 +146,13 @@ void removeOf(const std::string& file, FoundJournal& found) {
   found.handle.reset();  // a system may remove no open file
   try {
     files::removeFile(found.name);
-    files::syncFolderOf(found.name);
   } catch (const std::system_error& error) {
     failJournal(file, "its journal " + found.name + " cannot be removed", error.code());
+  }
+  try {
+    files::syncFolderOf(found.name);
+  } catch (const std::system_error& error) {
+    failJournal(file, "the removal of its journal " + found.name + " cannot be written to the disk", error.code());
   }
 }
 

@@ -27,6 +27,7 @@ struct FoundJournal {
 };
 
 /// Returns: the name of a data file's journal; a link and the file that it leads to have the same one.
+/// Raises: Error (`system`) when the system fails to tell where a link leads.
 std::string journalName(const std::string& file);
 
 /// Looks for the journal of a data file.
@@ -34,7 +35,7 @@ std::string journalName(const std::string& file);
 FoundJournal findJournal(const std::string& file);
 
 /// Raises: Error when a folder shows that the file `data`, which has several names, has an unfinished append under
-///   another one.
+///   another one, or when that cannot be told.
 void refuseJournalOfAnotherName(const files::FileStatus& data, const std::string& file);
 
 /// Returns: whether it is the journal of another file, or of the file that this one is a copy of.

@@ -42,8 +42,10 @@ Journal::Journal(FileLock& data, const std::string& file, const AppendPlace& pla
                  const std::function<void()>& eachPiece) try
     : data_(data),
       file_(file),
+      name_(journalName(file)),
       kept_(freeWorkingName(file, data.status())),
-      withoutMemory_(notTakenBack("not enough memory")) {
+      withoutMemory_(notTakenBack("not enough memory")),
+      stays_(ErrorKind::system, name_ + " cannot be removed; the next append does it", {file, kOperation, {}, {}, {}}) {
   SourceReader source = bytesOf(data.contents(), file);
   const auto facts = factsOf(source, place, data.identity());
   facts_ = facts.value_or(JournalFacts{});
@@ -52,7 +54,7 @@ Journal::Journal(FileLock& data, const std::string& file, const AppendPlace& pla
     throw Error(ErrorKind::damaged, "has been cut meanwhile", {file, kOperation, {}, {}, {}});
   }
   kept_.contents().sync();
-  kept_.rename(journalName(file));
+  kept_.rename(name_);
   files::syncFolderOf(kept_.name());
 } catch (const std::system_error& error) {
   failJournal(file, "its journal " + journalName(file) + " cannot be written", error.code());
@@ -68,18 +70,17 @@ std::optional<Error> Journal::rollBack() noexcept {
   try {
     SourceReader journal = bytesOf(kept_.contents(), kept_.name());
     restore(data_.writing(), journal, facts_, kept_.name());
-    kept_.remove();
-    files::syncFolderOf(kept_.name());
-    return std::nullopt;
   } catch (...) {
     kept_.leave();
     return notTakenBack();
   }
+  markFinished();  // what stays or comes back has nothing to take back
+  return remove().stays ? std::optional(stays_) : std::nullopt;
 }
 
 Error Journal::notTakenBack(const std::string& reason) const {
   return {ErrorKind::system,
-          "the append could not be taken back (" + reason + "); " + journalName(file_) + " keeps the old bytes",
+          "the append could not be taken back (" + reason + "); " + name_ + " keeps the old bytes",
           {file_, "roll back", {}, {}, {}}};
 }
 
@@ -107,26 +108,35 @@ bool Journal::markFinished() noexcept {
   }
 }
 
-std::optional<Error> Journal::finish() {
-  ended_ = true;
-  const bool marked = markFinished();
+Journal::Removal Journal::remove() noexcept {
   try {
     kept_.remove();
   } catch (const std::system_error& error) {
     kept_.leave();
-    if (!marked) {
-      failJournal(file_, "has the new data, but its journal " + kept_.name() + " cannot be removed and must be",
-                  error.code());
-    }
-    return Error(ErrorKind::system, kept_.name() + " cannot be removed; the next append does it",
-                 {file_, kOperation, {}, {}, {}});
+    return {true, error.code()};
   }
   try {
-    files::syncFolderOf(kept_.name());
+    files::syncFolderOf(name_);
+  } catch (const std::system_error& error) {
+    return {false, error.code()};
   } catch (...) {
-    // a journal that comes back is marked, and the file has the new data
+    return {false, std::make_error_code(std::errc::not_enough_memory)};
   }
-  return std::nullopt;
+  return {};
+}
+
+std::optional<Error> Journal::finish() {
+  ended_ = true;
+  const bool marked = markFinished();
+  const Removal removal = remove();
+  if (removal.error && !marked) {
+    failJournal(file_,
+                "has the new data, but its journal " + name_ +
+                    (removal.stays ? " cannot be removed and must be"
+                                   : " may be there again after a failure of the machine and must be removed then"),
+                removal.error);
+  }
+  return removal.stays ? std::optional(stays_) : std::nullopt;
 }
 
 }  // namespace casefile

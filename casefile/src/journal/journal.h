@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include "casefile/error.h"
 #include "fileLock.h"
@@ -30,23 +31,32 @@ class Journal {
   /// The append has finished and is on the disk: removes the journal. What cannot be removed is marked as finished.
   ///
   /// Returns: what was left behind, to be removed by the next append.
-  /// Raises: Error when it can be neither removed nor marked.
+  /// Raises: Error when it can be neither removed, once for all, nor marked.
   std::optional<Error> finish();
 
   /// Takes the append back, unless it has finished or was taken back.
-  /// Returns: why that was not possible; the journal keeps the old bytes then.
+  /// Returns: why that was not possible, and the journal keeps the old bytes; or that it was, and the journal stays.
   std::optional<Error> rollBack() noexcept;
 
  private:
+  struct Removal {
+    bool stays = false;
+    std::error_code error;  // why it stays, or may come back when the machine fails
+  };
+
   bool markFinished() noexcept;
+  Removal remove() noexcept;
   Error notTakenBack(const std::string& reason) const;
   Error notTakenBack() const noexcept;
 
   FileLock& data_;
   std::string file_;
   JournalFacts facts_;
+  std::string name_;
   ScopedFile kept_;
-  Error withoutMemory_;  // made while there is some
+  // Made while there is memory.
+  Error withoutMemory_;
+  Error stays_;
   bool ended_ = false;
 };
 
