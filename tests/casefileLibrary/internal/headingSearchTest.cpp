@@ -65,7 +65,7 @@ std::vector<std::string> signsAt(std::size_t position) {
 
 TEST(HeadingSearches, FindBehindHolesWhatOthersFind) {
   constexpr std::size_t kHole = std::size_t{512} << 10;
-  for (const std::size_t before : {0, 1, 2, 7, 8, 15, 16, 23, 24, 25, 26, 27}) {
+  for (const std::size_t before : {0U, 1U, 2U, 7U, 8U, 15U, 16U, 23U, 24U, 25U, 26U, 27U}) {
     for (std::size_t which = 0; which < 4; ++which) {
       std::string bytes(kHole + 100, '\0');
       const std::string sign = signsAt(kHole - before)[which];
