@@ -20,13 +20,10 @@
 #include "sourceReader.h"
 #include "streamInspector.h"
 #include "threadCount.h"
+#include "writingSession.h"
 
 namespace casefile {
 namespace {
-
-[[noreturn]] void refuseUse(const std::string& file, const std::string& what) {
-  throw Error(ErrorKind::usage, what, {file, "append", {}, {}, {}});
-}
 
 // What the calls of the system meet that nobody has put into words. Not around a callback, whose errors are its own.
 template <typename Work>
@@ -65,27 +62,26 @@ void proveLastBlock(SourceReader& source, const CaseTable& table) {
 
 }  // namespace
 
-class Appender::Impl {
+class Appender::Impl final : public WritingSession {
  public:
   Impl(const std::string& name, const AppenderOptions& options)
-      : name_(name),
+      : WritingSession(
+            name, options.progress,
+            {"append", "the append is finished", "the append was cancelled", "a null pointer holds nothing to append"}),
         compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
-        report_(options.progress, name, "append"),
         file_(std::in_place, name),
         tookBack_(withErrors(name, [&] { return casefile::rollBack(file_->lock(), name); })),
         source_(fileFromDescriptor(file_->descriptor(), name)),
-        table_(tableOf(source_, options, report_)) {}
-  ~Impl() { cancel(); }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
+        table_(tableOf(source_, options, report())) {}
+  ~Impl() override { cancel(); }
 
-  const std::string& name() const noexcept { return name_; }
+  using WritingSession::name;
   bool tookBack() const noexcept { return tookBack_; }
   const CaseTable& table() const noexcept { return table_; }
   int64 row0() const noexcept { return table_.row0(); }
   int64 position() const {
     requireOutside();
-    return table_.logicalEnd() + appended_;
+    return table_.logicalEnd() + given();
   }
   const std::optional<Error>& leftBehind() const {
     requireOutside();
@@ -93,12 +89,12 @@ class Appender::Impl {
   }
 
   std::size_t readAt(std::span<std::byte> buffer, int64 position) {
-    requireUsable(buffer);
+    requireOpen(buffer);
     if (blocks_ || position < 0) {
-      refuseUse(name_, blocks_ ? "what it held is not read any more once more is written"
-                               : "there is no negative position to read at");
+      refuse(blocks_ ? "what it held is not read any more once more is written"
+                     : "there is no negative position to read at");
     }
-    return withErrors(name_, [&] {
+    return withErrors(name(), [&] {
       std::size_t done = 0;
       while (done < buffer.size() && position < table_.logicalEnd()) {
         const std::size_t count = readPart(buffer.subspan(done), position);
@@ -109,104 +105,24 @@ class Appender::Impl {
     });
   }
 
-  void write(std::span<const std::byte> bytes) {
-    requireUsable(bytes);
-    if (bytes.empty()) {
-      return;
-    }
-    attempt([&] {
-      begin();
-      blocks_->write(bytes);
-      appended_ += static_cast<int64>(bytes.size());
-    });
-  }
-
-  std::span<std::byte> room() {
-    requireUsable({});
-    std::span<std::byte> free;
-    attempt([&] {
-      begin();
-      free = blocks_->room();
-    });
-    room_ = free.size();
-    return free;
-  }
-
-  void advance(std::size_t count) {
-    const std::size_t room = room_;
-    requireUsable({});
-    if (count > room) {
-      refuseUse(name_, "there is no room for so many bytes");
-    }
-    attempt([&] {
-      if (count > 0) {
-        blocks_->advance(count);
-        appended_ += static_cast<int64>(count);
-      }
-    });
-  }
-
   void finish() {
-    requireUsable({});
-    if (appended_ > 0) {
+    requireOpen();
+    if (given() > 0) {
       attempt([&] { finishWriting(); });
     } else {
-      takeBack();  // room() alone has begun an append
+      undo();  // room() alone has begun an append
     }
-    state_ = State::finished;
+    end();
     letGo();
   }
 
-  void cancel() noexcept {
-    if (!report_.isTelling() && state_ != State::finished) {
-      takeBack();
-      state_ = State::cancelled;
-    }
-  }
-
  private:
-  enum class State { open, finished, failed, cancelled };
-
-  // A callback's call would wait for the call that waits for the callback.
-  void requireOutside() const {
-    if (report_.isTelling()) {
-      refuseUse(name_, "its own progress callback may not call it");
-    }
-  }
-
-  void requireUsable(std::span<const std::byte> bytes) const {
-    requireOutside();
-    if (state_ == State::failed) {
-      std::rethrow_exception(error_);
-    }
-    if (state_ != State::open) {
-      refuseUse(name_, state_ == State::finished ? "the append is finished" : "the append was cancelled");
-    }
-    if (bytes.data() == nullptr && !bytes.empty()) {
-      refuseUse(name_, "a null pointer holds nothing to append");
-    }
-  }
-
-  // Any error takes the append back, at once; later calls tell it again.
-  template <typename Work>
-  void attempt(Work work) {
-    room_ = 0;
-    try {
-      work();
-    } catch (...) {
-      error_ = std::current_exception();
-      state_ = State::failed;
-      takeBack();
-      throw;
-    }
-  }
-
   // Reads up to the end of the dictionary part or of one block.
   std::size_t readPart(std::span<std::byte> buffer, int64 position) {
     if (position < row0()) {
       const auto count = std::min(buffer.size(), static_cast<std::size_t>(row0() - position));
       if (source_.read(buffer.data(), count, position) < count) {
-        throw Error(ErrorKind::damaged, "became shorter while it was read", {name_, "read", {}, position, {}});
+        throw Error(ErrorKind::damaged, "became shorter while it was read", {name(), "read", {}, position, {}});
       }
       return count;
     }
@@ -219,11 +135,15 @@ class Appender::Impl {
     return count;
   }
 
+  BlockWriting& begun() override {
+    if (!blocks_) {
+      begin();
+    }
+    return *blocks_;
+  }
+
   // The last block is written anew unless it is whole.
   void begin() {
-    if (blocks_) {
-      return;
-    }
     proveLastBlock(source_, table_);
     const auto extent = datasource::form::overwrittenByAppend(row0(), table_.last());
     WritingStart start{row0(), extent.filePos, extent.logicalPos, table_.records(), 0};
@@ -233,9 +153,9 @@ class Appender::Impl {
       start.records.pop_back();
       start.known = static_cast<int64>(last.size);
     }
-    report_.begin(Phase::writing, 0);
+    report().begin(Phase::writing, 0);
     keepJournal();
-    blocks_.emplace(*file_, std::move(start), compressing_, report_);
+    blocks_.emplace(*file_, std::move(start), compressing_, report());
     blocks_->write({last.bytes.data(), last.size});
   }
 
@@ -246,13 +166,13 @@ class Appender::Impl {
     };
     const auto advance = [this] {
       try {
-        report_.advance(0);
+        report().advance(0);
       } catch (...) {
         throw Raised{std::current_exception()};
       }
     };
     try {
-      journal_.emplace(file_->lock(), name_, AppendPlace{row0(), table_.last()}, advance);
+      journal_.emplace(file_->lock(), name(), AppendPlace{row0(), table_.last()}, advance);
     } catch (const Raised& raised) {
       std::rethrow_exception(raised.by);
     }
@@ -260,14 +180,14 @@ class Appender::Impl {
 
   void finishWriting() {
     blocks_->finish();
-    report_.begin(Phase::finishing, appended_);
-    report_.advance(appended_);
+    report().begin(Phase::finishing, given());
+    report().advance(given());
     file_->requireName();
     file_->sync();
     leftBehind_ = journal_->finish();
   }
 
-  void takeBack() noexcept {
+  void undo() noexcept override {
     blocks_.reset();  // its threads write no more
     if (journal_) {
       leftBehind_ = journal_->rollBack();
@@ -281,17 +201,11 @@ class Appender::Impl {
     file_.reset();
   }
 
-  std::string name_;
   Compressing compressing_;
-  ProgressReport report_;
   std::optional<LockedFile> file_;  // as long as the append goes on
   bool tookBack_;
   SourceReader source_;
   CaseTable table_;
-  int64 appended_ = 0;
-  std::size_t room_ = 0;  // what room() returned, if that was the last call
-  State state_ = State::open;
-  std::exception_ptr error_;  // of the state `failed`
   std::optional<Error> leftBehind_;
   std::optional<Journal> journal_;
   std::optional<BlockWriting> blocks_;  // last: its threads use all the others
@@ -307,7 +221,7 @@ Appender::~Appender() = default;
 
 Appender::Impl& Appender::impl() const {
   if (!impl_) {
-    refuseUse({}, "an appender that was moved from appends nothing");
+    throw Error(ErrorKind::usage, "an appender that was moved from appends nothing", {{}, "append", {}, {}, {}});
   }
   return *impl_;
 }

@@ -1,7 +1,6 @@
 #include "casefile/writer.h"
 
 #include <algorithm>
-#include <exception>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -12,18 +11,14 @@
 #include "casefile/error.h"
 #include "encoderChoice.h"
 #include "files.h"
-#include "progressReport.h"
 #include "threadCount.h"
+#include "writingSession.h"
 
 namespace casefile {
 namespace {
 
 // The dictionary part often comes in small pieces.
 constexpr std::size_t kPiece = std::size_t{64} << 10;
-
-[[noreturn]] void refuseUse(const std::string& file, const std::string& what) {
-  throw Error(ErrorKind::usage, what, {file, "write", {}, {}, {}});
-}
 
 std::vector<files::FileStatus> statusesOf(const std::vector<int>& sources, const std::string& file) {
   std::vector<files::FileStatus> found;
@@ -40,14 +35,15 @@ std::vector<files::FileStatus> statusesOf(const std::vector<int>& sources, const
 
 }  // namespace
 
-class Writer::Impl {
+class Writer::Impl final : public WritingSession {
  public:
   Impl(const std::string& name, const WriterOptions& options)
-      : compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
+      : WritingSession(
+            name, options.progress,
+            {"write", "it is finished", "writing it was cancelled", "a null pointer holds nothing to write"}),
+        compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
         sources_(statusesOf(options.sources, name)),
-        file_(name, AtomicFile::Rules{options.replace, options.sync}),
-        name_(name),
-        report_(options.progress, name, "write") {
+        file_(name, AtomicFile::Rules{options.replace, options.sync}) {
     for (const auto& source : sources_) {
       file_.limitRightsTo(source);
     }
@@ -57,86 +53,38 @@ class Writer::Impl {
   }
 
   void writeDictionary(std::span<const std::byte> bytes) {
-    requireUsable(bytes);
-    if (state_ != State::dictionary) {
-      refuseUse(name_, "the dictionary part comes in front of the case data");
+    requireOpen(bytes);
+    if (blocks_) {
+      refuse("the dictionary part comes in front of the case data");
     }
     attempt([&] { addToDictionary(bytes); });
   }
 
-  void write(std::span<const std::byte> bytes) {
-    requireUsable(bytes);
-    if (bytes.empty()) {
-      return;
-    }
-    requireDictionary();
-    attempt([&] {
-      beginCaseData();
-      blocks_->write(bytes);
-      caseBytes_ += static_cast<int64>(bytes.size());
-    });
-  }
-
   void writeBlock(std::span<const std::byte> compressed) {
-    requireUsable(compressed);
-    requireDictionary();
+    requireOpen(compressed);
+    requireReady();
     if (compressed.empty() || compressed.size() > kBlockSize) {
-      refuseUse(name_, "no compressed block has so many bytes");
+      refuse("no compressed block has so many bytes");
     }
     if (blocks_ && !blocks_->isBetweenBlocks()) {
-      refuseUse(name_, "a compressed block comes behind whole blocks only");
+      refuse("a compressed block comes behind whole blocks only");
     }
     attempt([&] {
-      beginCaseData();
-      blocks_->writeBlock(compressed);
-      caseBytes_ += static_cast<int64>(kBlockSize);
-    });
-  }
-
-  std::span<std::byte> room() {
-    requireUsable({});
-    requireDictionary();
-    std::span<std::byte> free;
-    attempt([&] {
-      beginCaseData();
-      free = blocks_->room();
-    });
-    room_ = free.size();
-    return free;
-  }
-
-  void advance(std::size_t count) {
-    const std::size_t room = room_;
-    requireUsable({});
-    if (count > room) {
-      refuseUse(name_, "there is no room for so many bytes");
-    }
-    attempt([&] {
-      if (count > 0) {
-        blocks_->advance(count);
-        caseBytes_ += static_cast<int64>(count);
-      }
+      begun().writeBlock(compressed);
+      countGiven(kBlockSize);
     });
   }
 
   void finish() {
-    requireUsable({});
+    requireOpen();
     attempt([&] {
-      beginCaseData();
-      blocks_->finish();
-      report_.begin(Phase::finishing, caseBytes_);
-      report_.advance(caseBytes_);
+      begun().finish();
+      report().begin(Phase::finishing, given());
+      report().advance(given());
       file_.commit();
     });
-    state_ = State::finished;
+    end();
     blocks_.reset();
-  }
-
-  void cancel() noexcept {
-    if (!report_.isTelling() && state_ != State::finished) {
-      discard();
-      state_ = State::cancelled;
-    }
   }
 
   const std::optional<Error>& leftBehind() const {
@@ -145,58 +93,30 @@ class Writer::Impl {
   }
   int64 position() const {
     requireOutside();
-    return row0() + caseBytes_;
+    return row0() + given();
   }
 
  private:
-  enum class State { dictionary, caseData, finished, failed, cancelled };
-
-  void requireDictionary() const {
+  void requireReady() const override {
     if (row0() == 0) {
-      refuseUse(name_, "the dictionary part must hold at least one byte");
+      refuse("the dictionary part must hold at least one byte");
     }
   }
 
-  int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
-
-  // A callback's call would wait for the call that waits for the callback.
-  void requireOutside() const {
-    if (report_.isTelling()) {
-      refuseUse(name_, "its own progress callback may not call it");
+  BlockWriting& begun() override {
+    if (!blocks_) {
+      writePiece();
+      blocks_.emplace(file_, WritingStart::ofNewFile(row0()), compressing_, report());
     }
+    return *blocks_;
   }
 
-  void requireUsable(std::span<const std::byte> bytes) const {
-    requireOutside();
-    if (state_ == State::failed) {
-      std::rethrow_exception(error_);
-    }
-    if (state_ == State::finished || state_ == State::cancelled) {
-      refuseUse(name_, state_ == State::finished ? "it is finished" : "writing it was cancelled");
-    }
-    if (bytes.data() == nullptr && !bytes.empty()) {
-      refuseUse(name_, "a null pointer holds nothing to write");
-    }
-  }
-
-  // Any error ends the file, at once; later calls tell it again.
-  template <typename Work>
-  void attempt(Work work) {
-    room_ = 0;
-    try {
-      work();
-    } catch (...) {
-      error_ = std::current_exception();
-      state_ = State::failed;
-      discard();
-      throw;
-    }
-  }
-
-  void discard() noexcept {
+  void undo() noexcept override {
     blocks_.reset();
     file_.discard();
   }
+
+  int64 row0() const noexcept { return dictionaryWritten_ + static_cast<int64>(piece_.size()); }
 
   void addToDictionary(std::span<const std::byte> bytes) {
     if (piece_.size() + bytes.size() > kPiece) {
@@ -216,25 +136,11 @@ class Writer::Impl {
     piece_.clear();
   }
 
-  void beginCaseData() {
-    if (state_ == State::dictionary) {
-      writePiece();
-      blocks_.emplace(file_, WritingStart::ofNewFile(row0()), compressing_, report_);
-      state_ = State::caseData;
-    }
-  }
-
   Compressing compressing_;
   std::vector<files::FileStatus> sources_;
   AtomicFile file_;
-  std::string name_;
-  ProgressReport report_;
   std::vector<std::byte> piece_;  // of the dictionary part, not yet written
   int64 dictionaryWritten_ = 0;
-  int64 caseBytes_ = 0;
-  std::size_t room_ = 0;  // what room() returned, if that was the last call
-  State state_ = State::dictionary;
-  std::exception_ptr error_;            // of the state `failed`
   std::optional<BlockWriting> blocks_;  // last: its threads use all the others
 };
 
@@ -248,7 +154,7 @@ Writer::~Writer() = default;
 
 Writer::Impl& Writer::impl() const {
   if (!impl_) {
-    refuseUse({}, "a writer that was moved from writes nothing");
+    throw Error(ErrorKind::usage, "a writer that was moved from writes nothing", {{}, "write", {}, {}, {}});
   }
   return *impl_;
 }
