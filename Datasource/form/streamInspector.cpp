@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <new>
 
@@ -15,7 +16,7 @@ constexpr uInt kCheckValueSize = 4;
 
 /// Returns: whether the stream ends with the last `missing` bytes of the check value of what came out of it.
 bool endsWith(z_stream& stream, uInt missing) {
-  unsigned char value[kCheckValueSize];
+  std::array<unsigned char, kCheckValueSize> value{};
   for (uInt i = 0; i < kCheckValueSize; ++i) {
     value[i] = static_cast<unsigned char>(stream.adler >> (8 * (kCheckValueSize - 1 - i)));  // high byte first
   }
@@ -24,7 +25,7 @@ bool endsWith(z_stream& stream, uInt missing) {
     return false;
   }
   unsigned char more = 0;
-  copy.next_in = value + (kCheckValueSize - missing);
+  copy.next_in = value.data() + (kCheckValueSize - missing);
   copy.avail_in = missing;
   copy.next_out = &more;
   copy.avail_out = 1;

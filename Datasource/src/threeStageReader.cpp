@@ -93,7 +93,7 @@ bool PreIOThread_Tri_R_D::decompressHolding(int64 fpos, const bInfo& record, Rep
     if (!readCompressed(fpos, report)) {
       return false;
     }
-  } else if (bCompressEnd && report == Report::yes) {
+  } else if (report == Report::yes) {
     DATASOURCE_ASSERT(bCompressEnd != true, "bCompressEnd != true", kSource);
   }
   const FaultReport faults =

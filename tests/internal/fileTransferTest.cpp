@@ -326,4 +326,20 @@ TEST_F(RawFileThreads, TheLockIsHeldFromTheSeekToTheEndOfTheTransfer) {
   EXPECT_THAT(probe.list(), ElementsAre("seek 800", "read 8 @800", "seek 400", "read 8 @400"));
 }
 
+TEST_F(RawFileWrite, TellsHowMuchOfAWholeReachedTheFile) {
+  const std::string bytes = selfDescribing(0, 100);
+  open("f", "w+b");
+  for (const int failing : {1, 2}) {
+    std::size_t written = 77;  // of another call
+    probe.shorten(CallKind::write, 10);
+    probe.failNth(CallKind::write, failing, ENOSPC);
+    EXPECT_EQ(raisedBy([&] { file->WriteWhole(bytes.data(), bytes.size(), 0, written); }), (Raised{1002, ENOSPC}));
+    EXPECT_EQ(written, failing == 1 ? 0U : 10U);
+    probe.failNone();
+  }
+  std::size_t written = 77;
+  EXPECT_EQ(file->WriteWhole(bytes.data(), bytes.size(), 0, written), bytes.size());
+  EXPECT_EQ(written, bytes.size());
+}
+
 }  // namespace

@@ -39,7 +39,6 @@ class Tree {
     join();
   }
 
-  std::size_t symbols() const noexcept { return symbols_; }
   unsigned symbol(std::size_t rank) const noexcept { return nodes_[rank].symbol; }
 
   /// Returns: how many symbols are so many steps below the root, those below `longest` steps counted there.

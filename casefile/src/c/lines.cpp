@@ -28,9 +28,7 @@ casefile_status casefile_lines_next(casefile_lines* lines, const char** line, si
     casefile_lines& from = required(lines);
     required(line);
     required(length);
-    if (from.stream.bad()) {
-      from.stream.raiseError();
-    }
+    from.stream.raiseError();
     const bool found = static_cast<bool>(std::getline(from.stream, from.line));
     *line = found ? from.line.c_str() : nullptr;
     *length = found ? from.line.size() : 0;

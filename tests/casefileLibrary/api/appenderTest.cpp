@@ -18,6 +18,7 @@
 #include "casefile/reader.h"
 #include "casefile/writer.h"
 #include "support/compressedBytes.h"
+#include "support/compressedImage.h"
 #include "support/deadline.h"
 #include "support/testFolder.h"
 
@@ -32,6 +33,7 @@ using casefile::Progress;
 using casefile::Reader;
 using casefile::Writer;
 using support::errorOf;
+using support::Image;
 using support::kBlock;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -278,6 +280,45 @@ TEST_F(AppenderTest, WhatIsNoDataFileIsRefused) {
   EXPECT_EQ(errorOf([&] { Appender::open(path("missing")); }).kind(), ErrorKind::system);
   EXPECT_EQ(errorOf([&] { Appender::open(""); }).kind(), ErrorKind::usage);
   EXPECT_EQ(errorOf([&] { Appender::open(folder_.folder().string()); }).file(), folder_.folder().string());
+}
+
+TEST_F(AppenderTest, AFileWithoutADictionaryPartIsRefused) {
+  folder_.writePlain("file", Image::of(0, {1000}).bytes());
+  const auto error = errorOf([&] { Appender::open(path("file")); });
+  EXPECT_EQ(error.kind(), ErrorKind::damaged);
+  EXPECT_THAT(error.what(), HasSubstr("no dictionary part"));
+}
+
+// Between blocks and table there may be more of the last block than its record says.
+TEST_F(AppenderTest, InFrontOfSpareBytesTheLastBlockFillsItsRecord) {
+  const auto opened = [this](const Image& image) {
+    folder_.writePlain("file", image.bytes());
+    AppenderOptions told;
+    told.row0 = kRow0;
+    return errorOf([&] { Appender::open(path("file"), told).write(bytesOf("more")); });
+  };
+  const auto spare = [](Image& image, std::size_t bytes) {
+    image.blocks.emplace_back(bytes, '?');
+    image.heading._infoPos += static_cast<int64>(bytes);
+  };
+  for (const auto& lengths : {std::vector<std::size_t>{}, {300}, {500, 300}}) {
+    Image sound = Image::of(kRow0, lengths);
+    spare(sound, 20);
+    EXPECT_THAT(opened(sound).what(), HasSubstr("no error"));
+  }
+  Image longer = Image::of(kRow0, {300});
+  spare(longer, 20);
+  longer.records[0].translateSize += 10;
+  Image wrong = Image::of(kRow0, {300});
+  spare(wrong, 20);
+  wrong.blocks[0].back() = static_cast<char>(wrong.blocks[0].back() ^ 1);
+  for (const Image& image : {longer, wrong}) {
+    const auto error = opened(image);
+    EXPECT_EQ(error.kind(), ErrorKind::damaged);
+    EXPECT_THAT(error.what(), HasSubstr("block 0 (logical bytes 100 to 399) does not fill its record"));
+    EXPECT_EQ(error.filePosition(), image.records[0].translatePos);
+    EXPECT_EQ(error.range(), (casefile::LogicalRange{kRow0, 300}));
+  }
 }
 
 TEST_F(AppenderTest, OtherCaseDataBehindTheTableAreNotOverwritten) {

@@ -98,19 +98,35 @@ TEST_F(CErrors, AMissingFileTellsNameOperationAndTheSystemsReason) {
 }
 
 TEST_F(CErrors, ATextThatIsTooLongIsCutBetweenLetters) {
-  std::string name = "a";
-  while (name.size() < 3000) {
-    name += "\xC3\xA4";
+  // The most bytes of whole letters of three that fit behind a beginning.
+  const auto cut = [](const std::string& text, std::size_t beginning, std::size_t room) {
+    return text.substr(0, beginning + (room - 1 - beginning) / 3 * 3);
+  };
+  for (const std::size_t beginning : {0U, 1U, 2U}) {
+    std::string name(beginning, 'a');
+    while (name.size() < 3000) {
+      name += "\xE2\x82\xAC";
+    }
+    casefile_source* source = nullptr;
+    ASSERT_EQ(casefile_source_from_memory("", 0, name.c_str(), &source, &error_), CASEFILE_OK);
+    const Held<casefile_source> held(source);
+    casefile_reader* reader = nullptr;
+    EXPECT_EQ(casefile_reader_open_source(source, nullptr, &reader, &error_), CASEFILE_NOT_A_DATA_FILE);
+    EXPECT_EQ(error_.file, cut(name, beginning, sizeof error_.file));
+    EXPECT_EQ(error_.message, cut(name, beginning, sizeof error_.message));
   }
-  casefile_source* source = nullptr;
-  ASSERT_EQ(casefile_source_from_memory("", 0, name.c_str(), &source, &error_), CASEFILE_OK);
-  const Held<casefile_source> held(source);
-  casefile_reader* reader = nullptr;
-  EXPECT_EQ(casefile_reader_open_source(source, nullptr, &reader, &error_), CASEFILE_NOT_A_DATA_FILE);
-  EXPECT_EQ(error_.file, name.substr(0, sizeof(error_.file) - 1));
-  EXPECT_EQ(error_.message,
-            name.substr(0, sizeof(error_.message) - 2) +
-                (name[sizeof(error_.message) - 2] == '\xC3' ? "" : name.substr(sizeof(error_.message) - 2, 1)));
+}
+
+TEST_F(CErrors, ATextThatJustFitsIsWhole) {
+  for (const std::size_t more : {0U, 1U}) {
+    const std::string name(sizeof error_.file - 1 + more, 'n');
+    casefile_source* source = nullptr;
+    ASSERT_EQ(casefile_source_from_memory("", 0, name.c_str(), &source, &error_), CASEFILE_OK);
+    const Held<casefile_source> held(source);
+    casefile_reader* reader = nullptr;
+    casefile_reader_open_source(source, nullptr, &reader, &error_);
+    EXPECT_EQ(error_.file, name.substr(more));
+  }
 }
 
 TEST_F(CErrors, OptionsThatWereNeverMadeReadyAreUsage) {

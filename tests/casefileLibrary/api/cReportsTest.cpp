@@ -78,6 +78,8 @@ TEST_F(CReports, AnInspectionListsBrokenRules) {
   casefile_fault fault{};
   ASSERT_EQ(casefile_inspection_get_fault(inspection, 0, &fault, sizeof fault, &error_), CASEFILE_OK);
   EXPECT_EQ(fault.kind, CASEFILE_FAULT_TABLE_BLOCK_SIZE);
+  EXPECT_EQ(fault.is_damage, 0);
+  EXPECT_EQ(fault.hinders_reading, 0);
   EXPECT_EQ(fault.block, -1);
   EXPECT_STRNE(fault.what, "");
 }

@@ -260,6 +260,21 @@ TEST_P(VerifyTest, ShortReadsAreGoneOnWith) {
 INSTANTIATE_TEST_SUITE_P(OrdersAndThreads, VerifyTest,
                          testing::Combine(testing::Bool(), testing::Values<std::size_t>(1, 2, 8)));
 
+TEST(Verify, FaultsOfTheFileComeFirstAndThenThoseOfEachBlock) {
+  Image image = Image::of(kRow0, {1000, 500, 300});
+  ++image.tableHead.translatePos;
+  image.blocks[0].back() ^= 1;
+  image.blocks[2].back() ^= 1;
+  const Verification told = verifyBytes(image.bytes(), with(1));
+  std::vector<std::optional<std::size_t>> blocks;
+  for (const auto& fault : told.faults) {
+    blocks.push_back(fault.block);
+  }
+  EXPECT_THAT(blocks, ElementsAre(std::nullopt, 0U, 0U, 1U, 2U));  // the first two are short
+  EXPECT_EQ(told.damagedBlocks, 3U);
+  EXPECT_THAT(told.lost, ElementsAre(LogicalRange{kRow0, 1800}));
+}
+
 TEST(Verify, AThousandDamagedBlocksAreListedAndTheOthersCounted) {
   Image image = Image::of(kRow0, {kBlock});
   const std::string sound = image.blocks[0];

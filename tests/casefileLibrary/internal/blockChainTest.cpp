@@ -13,6 +13,7 @@
 #include "../support/damagedFiles.h"
 #include "../support/sources.h"
 #include "check/blockChain.h"
+#include "check/blockSweep.h"
 #include "check/layout.h"
 #include "progressReport.h"
 #include "sourceReader.h"
@@ -193,6 +194,22 @@ TEST_F(ChainsWithoutATable, EndWithTheFile) {
   EXPECT_EQ(chain.row0, kRow0);
   EXPECT_EQ(chain.records[1].orginalPos, kRow0 + 1);
   EXPECT_EQ(chain.records[1].translatePos, kRow0 + 24 + static_cast<int64>(zipped("a").size()));
+}
+
+TEST_F(Chains, AreSweptBlockByBlock) {
+  for (const std::size_t threads : {1U, 2U}) {
+    Image image = Image::of(kRow0, {1000, 500, 300, 200});
+    support::breakBlock(image, 0);
+    image.records[1].orginalSize = 0;
+    SourceReader source(std::make_shared<support::ScriptedSource>(image.bytes()));
+    const Layout layout = readLayout(source, {kRow0, false}, report_);
+    const SweptBlocks swept = BlockSweep(source, layout, report_).run(threads);
+    EXPECT_THAT(swept.damaged, testing::ElementsAre(true, true, false, false));
+    ASSERT_EQ(swept.faults.size(), 1U) << "what has no record that can be used is not looked into";
+    EXPECT_EQ(swept.faults[0].block, 0U);
+    EXPECT_EQ(swept.faults[0].filePosition, image.records[0].translatePos);
+    EXPECT_TRUE(swept.faults[0].isDamage);
+  }
 }
 
 class Remainders : public testing::Test {

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "deflate/littleEndian.h"
 #include "deflate/prefixCode.h"
 #include "inflate/canonicalCode.h"
 
@@ -94,6 +95,14 @@ TEST(PrefixCode, EquallyFrequentSymbolsHaveWordsOfEqualLength) {
   for (const CodeWord& word : codeOf(Frequencies(256, 17), 15)) {
     EXPECT_EQ(word.length, 8);
   }
+}
+
+TEST(LittleEndian, IsTheOrderOfBytes) {
+  std::array<unsigned char, 9> bytes{};
+  datasource::form::deflating::store64(bytes.data(), 0x8F7E6D5C4B3A2918);
+  EXPECT_EQ(bytes, (std::array<unsigned char, 9>{0x18, 0x29, 0x3A, 0x4B, 0x5C, 0x6D, 0x7E, 0x8F, 0}));
+  EXPECT_EQ(datasource::form::deflating::load64(bytes.data()), 0x8F7E6D5C4B3A2918);
+  EXPECT_EQ(datasource::form::deflating::load32(bytes.data() + 4), 0x8F7E6D5CU);
 }
 
 }  // namespace

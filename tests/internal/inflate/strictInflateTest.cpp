@@ -335,6 +335,8 @@ TEST(StrictInflate, ADistanceThatReachesBeforeTheFirstByteIsRefused) {
       const std::string stream = block.bits().zlibStream(std::string(length + 3, 'a')) + std::string(2000, 'x');
       expectAsZlib(stream, length + 3, "distance " + std::to_string(distance));
       expectAsZlib(stream, length + 3000, "distance " + std::to_string(distance));
+      const std::string asIfNone = block.bits().zlibStream(std::string(length, 'a')) + std::string(2000, 'x');
+      expectAsZlib(asIfNone, length + 3000, "distance " + std::to_string(distance) + ", left out");
       EXPECT_EQ(byLoop(loops().back(), stream, length + 3).taken, beyond == 0);
     }
   }
