@@ -8,21 +8,20 @@ the message names; an append leaves the old or the new file, at the latest behin
 or does not come back.
 """
 
-import argparse
 import dataclasses
 import errno
 import functools
-import json
 import os
 import pathlib
-import random
 import re
 import subprocess
 import sys
 import tempfile
-import time
 
 import book
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+import cases as support  # pylint: disable=wrong-import-position
 
 BLOCK = 4096
 HEADER = b"name,age\n"
@@ -238,10 +237,9 @@ def try_case(runner, case, tally):
             return "does not come back"
         hit = counts[KINDS[fault.kind] - 1] >= number
         if done.returncode == 0 and command.code == 0:
-            tally["successes"] = tally.get("successes", 0) + 1
+            support.count(tally, "successes")
             return judge_success(command, before, folder, done, undisturbed)
-        what = "failures told" if hit else "runs that did not meet the fault"
-        tally[what] = tally.get(what, 0) + 1
+        support.count(tally, "failures told" if hit else "runs that did not meet the fault")
         if done.returncode not in (1, 2):
             return f"ends with {done.returncode}: {done.stderr.decode(errors='replace')[-300:]}"
         return judge_messages(command, done, hit, fault) or (
@@ -276,36 +274,15 @@ def words(command):
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--casefile", type=pathlib.Path, required=True)
-    parser.add_argument("--shim", type=pathlib.Path, required=True)
-    parser.add_argument("--seconds", type=int)
-    parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--state", type=pathlib.Path)
-    parser.add_argument("--case", type=int)
-    given = parser.parse_args()
-    started = time.monotonic()
+    given = support.options("casefile", "shim")
     runner = Runner(given.casefile.resolve(), given.shim.resolve())
-    cases = all_cases(runner)
-    order = list(range(len(cases)))
-    random.Random(given.seed).shuffle(order)
-    first = 0
-    if given.case is not None:
-        order = [given.case]
-    elif given.state and given.state.exists():
-        first = json.loads(given.state.read_text(encoding="utf-8"))["next"]
-    tally, findings, at = {}, [], first
-    while at < len(order) and (given.seconds is None or time.monotonic() - started < given.seconds):
-        index = order[at]
-        if wrong := try_case(runner, cases[index], tally):
-            command, _, fault, number = cases[index]
-            findings.append({"case": index, "what": f"{words(command)}, {fault.name} at {number}: {wrong}"})
-        at += 1
-    if given.state and given.case is None:
-        given.state.write_text(json.dumps({"next": at}), encoding="utf-8")
-    print(json.dumps({"harness": "commands", "seed": given.seed, "done": at, "cases": len(cases),
-                      "seconds": time.monotonic() - started, "tally": tally, "findings": findings}))
-    return 1 if findings else 0
+
+    def tried(case, tally):
+        command, _, fault, number = case
+        wrong = try_case(runner, case, tally)
+        return wrong and f"{words(command)}, {fault.name} at {number}: {wrong}"
+
+    return support.run("commands", given, all_cases(runner), tried)
 
 
 if __name__ == "__main__":

@@ -3,24 +3,19 @@
 // fails, the number of the first that does, whether those behind it fail too, and how: see Plan. At the program's end
 // the three counts are written to the descriptor.
 
-#include <dirent.h>
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <type_traits>
+
+#include "support/interceptedCalls.h"
 
 extern "C" {
 void* __libc_malloc(size_t size);
@@ -29,6 +24,8 @@ void* __libc_realloc(void* old, size_t size);
 }
 
 namespace {
+
+using proof::behind;
 
 enum class Kind { none, call, allocation, thread };
 enum class How { error, oneByte, half, nothing, killed };
@@ -51,11 +48,6 @@ std::atomic<bool> begun = false;
 std::atomic<long> calls = 0;  // those that can fail so
 std::atomic<long> allocations = 0;
 std::atomic<long> threads = 0;
-
-template <typename Function>
-Function behind(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
 
 bool isHit(std::atomic<long>& count, Kind kind) {
   const long now = ++count;
@@ -153,38 +145,24 @@ extern "C" {
     static const auto call = behind<result(*) parameters>(#name); \
     return fails(#name) ? failure<result>() : call arguments;     \
   }
-#define SHORTENED(name, parameters, arguments, mayBeNone)          \
+#define SHORTENED(name, parameters, arguments)                     \
   ssize_t name parameters {                                        \
     static const auto call = behind<ssize_t(*) parameters>(#name); \
     if (fails(#name)) {                                            \
       if (plan.how == How::error) {                                \
         return failure<ssize_t>();                                 \
       }                                                            \
-      size = fewer(size, mayBeNone);                               \
+      size = fewer(size, isOneOf(#name, {"write", "pwrite"}));     \
     }                                                              \
     return call arguments;                                         \
   }
+#define FAILING_VARIADIC(name, isCounted, call) return (isCounted) && fails(name) ? failure<int>() : call;
+// Opening what is there takes no room.
+#define CAN_FAIL(flags) plan.where != Where::takesRoom || proof::makesFile(flags)
 
-SHORTENED(read, (int file, void* buffer, size_t size), (file, buffer, size), false)
-SHORTENED(pread, (int file, void* buffer, size_t size, off_t at), (file, buffer, size, at), false)
-SHORTENED(write, (int file, const void* buffer, size_t size), (file, buffer, size), true)
-SHORTENED(pwrite, (int file, const void* buffer, size_t size, off_t at), (file, buffer, size, at), true)
-FAILING(int, fstat, (int file, struct stat* result), (file, result))
-FAILING(int, fchmod, (int file, mode_t mode), (file, mode))
-FAILING(int, fchown, (int file, uid_t user, gid_t group), (file, user, group))
-FAILING(int, flock, (int file, int how), (file, how))
-FAILING(int, fsync, (int file), (file))
-FAILING(int, ftruncate, (int file, off_t length), (file, length))
-FAILING(int, futimens, (int file, const struct timespec* times), (file, times))
-FAILING(off_t, lseek, (int file, off_t at, int from), (file, at, from))
-FAILING(int, linkat, (int in, const char* from, int at, const char* to, int how), (in, from, at, to, how))
-FAILING(int, rename, (const char* from, const char* to), (from, to))
-FAILING(int, renameat2, (int in, const char* from, int at, const char* to, unsigned how), (in, from, at, to, how))
-FAILING(int, unlink, (const char* name), (name))
-FAILING(ssize_t, readlink, (const char* name, char* buffer, size_t size), (name, buffer, size))
-FAILING(DIR*, opendir, (const char* name), (name))
-FAILING(int, statx, (int in, const char* name, int flags, unsigned mask, struct statx* result),
-        (in, name, flags, mask, result))
+PROOF_EACH_TRANSFER(SHORTENED)
+PROOF_EACH_CALL(FAILING)
+PROOF_VARIADIC_CALLS(FAILING_VARIADIC, CAN_FAIL)
 // NOLINTEND(bugprone-macro-parentheses)
 
 // A descriptor is free all the same.
@@ -193,26 +171,6 @@ int close(int file) {
   const bool failing = fails("close");
   const int result = call(file);
   return failing ? failure<int>() : result;
-}
-
-int open(const char* name, int flags, ...) {
-  static const auto call = behind<int (*)(const char*, int, mode_t)>("open");
-  va_list rest;
-  va_start(rest, flags);
-  const auto mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : mode_t{};
-  va_end(rest);
-  // Opening what is there takes no room.
-  const bool takesRoom = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-  return (plan.where != Where::takesRoom || takesRoom) && fails("open") ? failure<int>() : call(name, flags, mode);
-}
-
-int fcntl(int file, int command, ...) {
-  static const auto call = behind<int (*)(int, int, void*)>("fcntl");
-  va_list rest;
-  va_start(rest, command);
-  void* const argument = va_arg(rest, void*);
-  va_end(rest);
-  return fails("fcntl") ? failure<int>() : call(file, command, argument);
 }
 
 void* malloc(size_t size) { return memoryFails() ? failure<void*>() : __libc_malloc(size); }

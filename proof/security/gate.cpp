@@ -2,20 +2,15 @@
 // program in front of one until it is told to go on. GATE holds the number of that call, a descriptor on which its name
 // is written then, and one from which a byte lets it go on. At its end the program writes how many calls there were.
 
-#include <dirent.h>
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+
+#include "support/interceptedCalls.h"
 
 namespace {
+
+using proof::behind;
 
 struct Gate {
   long at = -1;
@@ -38,11 +33,6 @@ struct Gate {
   void tell(const char* text, int size) const;
   void pass(const char* name);
 };
-
-template <typename Function>
-Function behind(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
 
 void Gate::tell(const char* text, int size) const {
   static const auto call = behind<ssize_t (*)(int, const void*, size_t)>("write");
@@ -77,37 +67,18 @@ extern "C" {
     return call arguments;                                        \
   }
 
-GATED(ssize_t, read, (int file, void* buffer, size_t size), (file, buffer, size))
-GATED(ssize_t, write, (int file, const void* buffer, size_t size), (file, buffer, size))
-GATED(ssize_t, pread, (int file, void* buffer, size_t size, off_t at), (file, buffer, size, at))
-GATED(ssize_t, pwrite, (int file, const void* buffer, size_t size, off_t at), (file, buffer, size, at))
-GATED(int, close, (int file), (file))
-GATED(int, fstat, (int file, struct stat* result), (file, result))
-GATED(int, fchmod, (int file, mode_t mode), (file, mode))
-GATED(int, fchown, (int file, uid_t user, gid_t group), (file, user, group))
-GATED(int, flock, (int file, int how), (file, how))
-GATED(int, fsync, (int file), (file))
-GATED(int, ftruncate, (int file, off_t length), (file, length))
-GATED(int, futimens, (int file, const struct timespec* times), (file, times))
-GATED(int, link, (const char* from, const char* to), (from, to))
-GATED(int, linkat, (int in, const char* from, int at, const char* to, int how), (in, from, at, to, how))
-GATED(int, rename, (const char* from, const char* to), (from, to))
-GATED(int, renameat2, (int in, const char* from, int at, const char* to, unsigned how), (in, from, at, to, how))
-GATED(int, unlink, (const char* name), (name))
-GATED(ssize_t, readlink, (const char* name, char* buffer, size_t size), (name, buffer, size))
-GATED(DIR*, opendir, (const char* name), (name))
-GATED(int, statx, (int in, const char* name, int flags, unsigned mask, struct statx* result),
-      (in, name, flags, mask, result))
-// NOLINTEND(bugprone-macro-parentheses)
+#define GATED_TRANSFER(name, parameters, arguments) GATED(ssize_t, name, parameters, arguments)
+#define GATED_VARIADIC(name, isCounted, call) \
+  if (isCounted) {                            \
+    gate().pass(name);                        \
+  }                                           \
+  return call;
+#define ANY_OPEN(flags) true
 
-int open(const char* name, int flags, ...) {
-  static const auto call = behind<int (*)(const char*, int, mode_t)>("open");
-  va_list rest;
-  va_start(rest, flags);
-  const auto mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : mode_t{};
-  va_end(rest);
-  gate().pass("open");
-  return call(name, flags, mode);
-}
+PROOF_EACH_TRANSFER(GATED_TRANSFER)
+PROOF_EACH_CALL(GATED)
+PROOF_VARIADIC_CALLS(GATED_VARIADIC, ANY_OPEN)
+GATED(int, close, (int file), (file))
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // extern "C"
