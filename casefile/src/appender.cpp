@@ -16,6 +16,7 @@
 #include "locate.h"
 #include "lockedFile.h"
 #include "progressReport.h"
+#include "regularFile.h"
 #include "rollBack.h"
 #include "sourceReader.h"
 #include "streamInspector.h"
@@ -71,7 +72,7 @@ class Appender::Impl final : public WritingSession {
         compressing_{requireBuiltIn(options.encoder, name), threadCount(options.threads)},
         file_(std::in_place, name),
         tookBack_(withErrors(name, [&] { return casefile::rollBack(file_->lock(), name); })),
-        source_(fileFromDescriptor(file_->descriptor(), name)),
+        source_(fileThrough(file_->lock().contents(), name)),
         table_(tableOf(source_, options, report())) {}
   ~Impl() override { cancel(); }
 

@@ -26,7 +26,6 @@ class LockedFile : public BlockTarget {
   void requireName() const;
 
   FileLock& lock() noexcept { return lock_; }
-  int descriptor() const noexcept { return lock_.contents().descriptor(); }
 
  private:
   std::string name_;

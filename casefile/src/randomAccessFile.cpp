@@ -90,6 +90,10 @@ std::shared_ptr<const RandomAccessFile> fileFromDescriptor(int descriptor, std::
   return std::make_shared<const RegularFile>(files::SystemFile::borrowed(descriptor), std::move(name));
 }
 
+std::shared_ptr<const RandomAccessFile> fileThrough(const files::SystemFile& file, std::string name) {
+  return std::make_shared<const RegularFile>(files::SystemFile::shared(file.descriptor()), std::move(name));
+}
+
 std::shared_ptr<const RandomAccessFile> fileFromMemory(std::span<const std::byte> bytes, std::string name) {
   if (bytes.data() == nullptr && !bytes.empty()) {
     throw Error(ErrorKind::usage, "a null pointer is no memory to read", {std::move(name), "open", {}, {}, {}});

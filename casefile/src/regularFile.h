@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -29,6 +30,10 @@ class RegularFile : public RandomAccessFile {
   std::string name_;
   std::int64_t size_ = 0;
 };
+
+/// Reads through a descriptor of the library's own, whose position nobody uses, and which outlives the result.
+/// Raises: as fileFromDescriptor().
+std::shared_ptr<const RandomAccessFile> fileThrough(const files::SystemFile& file, std::string name);
 
 }  // namespace casefile
 

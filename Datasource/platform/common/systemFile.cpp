@@ -102,11 +102,15 @@ SystemFile SystemFile::openHeldForWriting(const SystemFile& held, const std::str
 }
 
 SystemFile::SystemFile(SystemFile&& other) noexcept
-    : descriptor_(other.descriptor_), owned_(std::exchange(other.owned_, false)), mustEnd_(other.mustEnd_) {}
+    : descriptor_(other.descriptor_),
+      owned_(std::exchange(other.owned_, false)),
+      mayMovePosition_(other.mayMovePosition_),
+      mustEnd_(other.mustEnd_) {}
 
 SystemFile& SystemFile::operator=(SystemFile&& other) noexcept {
   std::swap(descriptor_, other.descriptor_);
   std::swap(owned_, other.owned_);
+  std::swap(mayMovePosition_, other.mayMovePosition_);
   std::swap(mustEnd_, other.mustEnd_);
   return *this;
 }
@@ -155,7 +159,8 @@ void SystemFile::seek(int64 position) { checked(systemCalls().seek(descriptor_, 
 
 int64 SystemFile::nextData(int64 position) const noexcept {
   int64 result = position;
-  return owned_ && systemCalls().nextData(descriptor_, position, &result) == 0 ? std::max(position, result) : position;
+  const bool told = mayMovePosition_ && systemCalls().nextData(descriptor_, position, &result) == 0;
+  return told ? std::max(position, result) : position;
 }
 
 void SystemFile::truncate(int64 length) { checked(systemCalls().truncate(descriptor_, length)); }

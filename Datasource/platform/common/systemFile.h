@@ -26,8 +26,14 @@ class SystemFile {
 
   static SystemFile standardInput() noexcept { return {0, false}; }
   static SystemFile standardOutput() noexcept { return {1, false}; }
-  /// A descriptor that is open already and stays somebody else's.
+  /// A descriptor that is open already and stays somebody else's, as does its position.
   static SystemFile borrowed(int descriptor) noexcept { return {descriptor, false}; }
+  /// One that stays somebody else's, who does not need its position.
+  static SystemFile shared(int descriptor) noexcept {
+    SystemFile file(descriptor, false);
+    file.mayMovePosition_ = true;
+    return file;
+  }
   /// Opens as OpenFlag says.
   static SystemFile open(const std::string& name, unsigned flags);
   /// Opens the regular file that has a name, following no link and waiting for nobody.
@@ -55,8 +61,8 @@ class SystemFile {
   /// Goes to a file position.
   void seek(int64 position);
   /// Returns: the first file position at `position` or behind it that may hold another byte than zero, the file's
-  ///   length when none does; `position` where the system does not tell, or the descriptor, whose position would be
-  ///   moved, is somebody else's.
+  ///   length when none does; `position` where the system does not tell, or the descriptor's position, which that
+  ///   would move, is somebody else's.
   int64 nextData(int64 position) const noexcept;
   void truncate(int64 length);
   /// Returns when the contents are on the disk.
@@ -88,10 +94,11 @@ class SystemFile {
   void link(const std::string& name);
 
  private:
-  SystemFile(int descriptor, bool owned) noexcept : descriptor_(descriptor), owned_(owned) {}
+  SystemFile(int descriptor, bool owned) noexcept : descriptor_(descriptor), owned_(owned), mayMovePosition_(owned) {}
 
   int descriptor_;
   bool owned_;
+  bool mayMovePosition_;
   MustEnd mustEnd_ = nullptr;
 };
 

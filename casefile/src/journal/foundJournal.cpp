@@ -6,6 +6,7 @@
 
 #include "casefile/error.h"
 #include "outOfSight.h"
+#include "regularFile.h"
 #include "sourceReader.h"
 
 namespace casefile {
@@ -46,7 +47,7 @@ void readInto(FoundJournal& found, const std::string& file) {
     if (!found.distrust.empty()) {
       return;
     }
-    SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+    SourceReader journal(fileThrough(*found.handle, found.name));
     found.state = readJournal(journal, found.facts);
   }
 }
@@ -166,7 +167,7 @@ bool isOfAnother(const FoundJournal& found, const std::string& file) {
 }
 
 bool nothingToTakeBack(FoundJournal& found, FileBytes& data) {
-  SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+  SourceReader journal(fileThrough(*found.handle, found.name));
   return isAsBefore(data, journal, found.facts);
 }
 

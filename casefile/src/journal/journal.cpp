@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "foundJournal.h"
+#include "regularFile.h"
 #include "rollBack.h"
 #include "sourceReader.h"
 
@@ -33,7 +34,7 @@ void giveTo(const files::FileStatus& data, files::SystemFile& journal) {
 }
 
 SourceReader bytesOf(const files::SystemFile& file, const std::string& name) {
-  return SourceReader(fileFromDescriptor(file.descriptor(), name));
+  return SourceReader(fileThrough(file, name));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "foundJournal.h"
 #include "locate.h"
 #include "progressReport.h"
+#include "regularFile.h"
 #include "sourceReader.h"
 #include "streamInspector.h"
 
@@ -51,8 +52,8 @@ bool isSoundBefore(SourceReader& before, const JournalFacts& facts) {
 // one that the journal speaks of.
 void requireSoundBefore(std::shared_ptr<const RandomAccessFile> current, const FoundJournal& found) {
   const std::string file = current->name();
-  SourceReader before(std::make_shared<const BeforeAppend>(
-      std::move(current), fileFromDescriptor(found.handle->descriptor(), found.name), found.facts));
+  SourceReader before(
+      std::make_shared<const BeforeAppend>(std::move(current), fileThrough(*found.handle, found.name), found.facts));
   if (!isSoundBefore(before, found.facts)) {
     refuse(file, "its journal " + found.name +
                      " would make no sound file of it; nothing was changed: remove the journal if the file is right as "
@@ -67,7 +68,7 @@ bool isLeftWorkingFile(const std::string& working, const files::FileStatus& data
   if (!handle || !distrustOf(handle->status(), data).empty()) {
     return false;
   }
-  SourceReader source(fileFromDescriptor(handle->descriptor(), working));
+  SourceReader source(fileThrough(*handle, working));
   JournalFacts facts;
   return source.size() == 0 || isTornHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
 }
@@ -98,9 +99,9 @@ void requireJournal(const FoundJournal& found, const std::string& file) {
 }
 
 void takeBack(FileLock& data, const std::string& file, const FoundJournal& found) {
-  requireSoundBefore(fileFromDescriptor(data.contents().descriptor(), file), found);
+  requireSoundBefore(fileThrough(data.contents(), file), found);
   try {
-    SourceReader journal(fileFromDescriptor(found.handle->descriptor(), found.name));
+    SourceReader journal(fileThrough(*found.handle, found.name));
     restore(data.writing(), journal, found.facts, found.name);
   } catch (const std::system_error& error) {
     throw Error(ErrorKind::system, "an append cannot be taken back", {file, kOperation, error.code(), {}, {}});
@@ -134,7 +135,7 @@ bool rollBack(FileLock& data, const std::string& file) {
     return false;
   }
   requireJournal(found, file);
-  SourceReader current(fileFromDescriptor(data.contents().descriptor(), file));
+  SourceReader current(fileThrough(data.contents(), file));
   const bool own = found.facts.isOf(status.identity);
   if (found.isEmpty() || found.facts.finished || (!own && nothingToTakeBack(found, current))) {
     removeOf(file, found);

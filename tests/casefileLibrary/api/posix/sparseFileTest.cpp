@@ -4,7 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <span>
 #include <string>
 
 #include "../../support/sources.h"
@@ -55,6 +58,19 @@ TEST_F(SparseFilesOfTheSystem, AreSearchedInNoTime) {
   makeSparse(file_, 0, Image::of(0, {1000}).bytes());
   EXPECT_TRUE(casefile::verify(file_).sound());
   EXPECT_EQ(casefile::Reader::open(file_).size(), 1000);
+}
+
+// Neither the search for the case data nor the one behind them, nor the journal's, reads the hole in front of them.
+TEST_F(SparseFilesOfTheSystem, AreAppendedToInNoTime) {
+  const Image image = Image::of(kTerabyte / 2, {1000});
+  makeSparse(file_, image.row0, support::encoded(image.heading) + image.blocks.front() + image.table());
+  std::filesystem::resize_file(file_, static_cast<std::uintmax_t>(image.heading._infoPos + image.heading._size));
+  casefile::Appender appender = casefile::Appender::open(file_);
+  appender.write(std::as_bytes(std::span("more", 4)));
+  appender.finish();
+  EXPECT_TRUE(casefile::verify(file_).sound());
+  EXPECT_EQ(casefile::Reader::open(file_).size(), image.end() + 4);
+  EXPECT_LE(roomOf(file_), std::int64_t{1} << 20);
 }
 
 // Half of it is a hole in the dictionary part, which the output has, too.
