@@ -84,6 +84,7 @@ TEST_F(EveryEncoder, GivesOneZlibStreamOfTheBlock) {
     for (const std::string& plain : samples()) {
       const Encoded block = compressed(*encoder, plain, encoder->bound(plain.size()));
       ASSERT_EQ(block.result.verdict, Verdict::complete) << encoder->name() << ", " << plain.size();
+      EXPECT_TRUE(block.result.started);
       EXPECT_EQ(block.result.consumed, plain.size());
       std::string back;
       ASSERT_TRUE(support::unzipped(block.bytes, plain.size(), back)) << encoder->name() << ", " << plain.size();

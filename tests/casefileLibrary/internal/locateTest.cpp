@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../support/sources.h"
+#include "check/findBlocks.h"
 #include "find/headingSearch.h"
 #include "find/locate.h"
 #include "progressReport.h"
@@ -172,6 +173,19 @@ TEST_F(Locating, AHeadingIsFoundWhereverThePiecesThatAreSearchedEnd) {
       bytes.resize(bytes.size() - cut);
       EXPECT_EQ(places(bytes), cut == 0 ? std::vector{static_cast<int64>(at)} : std::vector<int64>{}) << at;
     }
+  }
+}
+
+TEST_F(Locating, APlaceThatIsToldNeedsNoHeadingThatFits) {
+  for (const bool swapped : {false, true}) {
+    const std::string bytes =
+        support::dictionaryBytes(kRow0) + support::encoded(compressionHeading{kRow0, -1, -1}, swapped);
+    SourceReader source(sourceOf(bytes));
+    EXPECT_EQ(placeTold(source, kRow0), (Place{kRow0, swapped}));
+    EXPECT_EQ(placeTold(source, 0), (Place{0, false}));
+    EXPECT_EQ(placeTold(source, kRow0 + 24), (Place{kRow0 + 24, false})) << "the end of the file";
+    EXPECT_EQ(support::errorOf([&] { placeTold(source, kRow0 + 25); }).kind(), ErrorKind::notADataFile);
+    EXPECT_EQ(support::errorOf([&] { placeTold(source, -1); }).kind(), ErrorKind::usage);
   }
 }
 
