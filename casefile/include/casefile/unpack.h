@@ -29,7 +29,8 @@ struct UnpackOptions {
 ///
 /// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
 /// Raises: Error: as Reader::read; `system` when the output cannot be made, as Writer::create; `usage` for a name that
-///   no file can have, or that of the file that is read. Nothing is left behind then but what Error::leftBehind() names.
+///   no file can have, or that of the file that is read. Nothing is left behind then but what Error::leftBehind()
+///   names.
 /// Threads: any number may unpack one Reader. `progress` is called by one thread at a time, not always the same one.
 /// Cost: each block is decoded once and written by one system call; 8 MiB of memory for each thread.
 CASEFILE_API void unpack(const Reader& reader, const std::string& output, const UnpackOptions& options = {});
