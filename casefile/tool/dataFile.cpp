@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "casefile/error.h"
-#include "casefile/unfinishedAppend.h"
 #include "failure.h"
 #include "messages.h"
 #include "progress.h"
@@ -39,8 +38,9 @@ Reader openReader(std::shared_ptr<const RandomAccessFile> file, const Options& o
   return reader;
 }
 
-bool mentionOpenJournal(const std::string& file) {
-  const UnfinishedAppend append = unfinishedAppendOf(file);
+bool mentionOpenJournal(const std::string& file) { return mentionOpenJournal(file, unfinishedAppendOf(file)); }
+
+bool mentionOpenJournal(const std::string& file, const UnfinishedAppend& append) {
   if (!append.what.empty()) {
     say(file, append.what);
   }

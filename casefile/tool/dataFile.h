@@ -9,6 +9,7 @@
 #include "casefile/randomAccessFile.h"
 #include "casefile/range.h"
 #include "casefile/reader.h"
+#include "casefile/unfinishedAppend.h"
 #include "options.h"
 
 namespace casefile::program {
@@ -20,6 +21,23 @@ Reader openReader(std::shared_ptr<const RandomAccessFile> file, const Options& o
 /// Says that an append to `file` has not finished, when that is so. Returns: whether it is.
 /// Raises: Error when there is a journal that cannot be read.
 bool mentionOpenJournal(const std::string& file);
+/// The same of what the library has found already.
+bool mentionOpenJournal(const std::string& file, const UnfinishedAppend& append);
+/// Looks at `file` and says what that found of its journal; where the look raises, what there is.
+/// Returns: what `look` does. Raises: as `look`, and as mentionOpenJournal.
+template <typename Look>
+auto mentioningOpenJournal(const std::string& file, Look look) {
+  auto told = [&] {
+    try {
+      return look();
+    } catch (...) {
+      mentionOpenJournal(file);
+      throw;
+    }
+  }();
+  mentionOpenJournal(file, told.unfinishedAppend);
+  return told;
+}
 /// Raises: Error when an append to `file` has not finished; as mentionOpenJournal.
 void refuseOpenJournal(const std::string& file);
 

@@ -22,7 +22,6 @@ using Json = nlohmann::ordered_json;
 // What info tells, computed once for both forms.
 struct Facts {
   const Inspection& told;
-  bool openJournal;
   int64 caseBytes() const { return told.logicalSize - told.row0; }
   int64 compressedBytes() const { return told.blocksEnd - told.blocksStart(); }
   double ratio() const { return static_cast<double>(caseBytes()) / static_cast<double>(compressedBytes()); }
@@ -111,7 +110,7 @@ void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
   members.add("tablePosition", told.tablePosition);
   members.add("tableSize", told.tableSize);
   members.add("deadBytes", told.deadBytes);
-  members.add("unfinishedAppend", facts.openJournal);
+  members.add("unfinishedAppend", told.unfinishedAppend.isOpen());
   members.addJson("faults", faultList(told));
   std::printf("{%s", withoutControls(members.text()).c_str());
   if (withBlocks) {
@@ -171,10 +170,9 @@ class Printer {
   explicit Printer(const Options& options) : options_(options), asList_(options.json && options.files.size() > 1) {}
 
   int print(const std::string& file) {
-    const bool openJournal = mentionOpenJournal(file);
-    const Inspection told = inspected(file, options_);
+    const Inspection told = mentioningOpenJournal(file, [&] { return inspected(file, options_); });
     tellPlace(file, told.row0, told.swapped, told.blocks.size());
-    const Facts facts{told, openJournal};
+    const Facts facts{told};
     if (options_.json) {
       std::printf("%s", separator(asList_ ? "[\n" : "", ",\n"));
       printJson(file, facts, options_.blocks);
@@ -183,7 +181,7 @@ class Printer {
       printText(file, facts, options_.blocks);
     }
     requirePrinted();
-    return told.damaged() || openJournal ? kFailed : kDone;
+    return told.damaged() || told.unfinishedAppend.isOpen() ? kFailed : kDone;
   }
 
   void end() {

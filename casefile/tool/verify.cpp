@@ -86,8 +86,7 @@ void printSound(const std::string& file, const Verification& told) {
 }
 
 int verifyOne(const std::string& file, const Options& options) {
-  const bool openJournal = mentionOpenJournal(file);
-  const Verification told = verified(file, options);
+  const Verification told = mentioningOpenJournal(file, [&] { return verified(file, options); });
   tellPlace(file, told.row0, told.swapped, told.blocks);
   sayFaultsOfTheFile(file, told);
   if (!told.sound() && !isOnlyNotAll(told)) {
@@ -96,7 +95,7 @@ int verifyOne(const std::string& file, const Options& options) {
   if (told.asBeforeAppend && told.sound()) {
     say(file, "without that append, as the next one will find it: sound, " + sizes(told));
   }
-  if (!told.sound() || openJournal) {
+  if (!told.sound() || told.unfinishedAppend.isOpen()) {
     return kFailed;
   }
   printSound(file, told);
