@@ -2,6 +2,7 @@
 # Completion of casefile's commands, options and file names for zsh.
 
 _casefile() {
+  local row0
   local -a commands common pack append unpack cat info verify recover
   commands=(
     'pack:make a compressed data file of an uncompressed one'
@@ -15,13 +16,14 @@ _casefile() {
   )
   common=(
     '(- *)'{-h,--help}'[print help]'
-    '(-q --quiet -v --verbose)'{-q,--quiet}'[say only what is wrong]'
+    '(-q --quiet -v --verbose --progress)'{-q,--quiet}'[say only what is wrong]'
     '(-q --quiet -v --verbose)'{-v,--verbose}'[say what is found and done on the way too]'
-    '(--no-progress)--progress[show progress, terminal or not]'
+    '(--no-progress -q --quiet)--progress[show progress, terminal or not]'
     '(--progress)--no-progress[show no progress]'
-    '--row0[row-0 position]:position:'
   )
+  row0='[row-0 position]:position:'
   pack=(
+    '(--header-lines --dictionary)--row0'$row0
     '(--row0 --dictionary)--header-lines[the dictionary part is the first lines]:lines:'
     '(--row0 --header-lines)--dictionary[the dictionary part is this file]:file:_files'
     '--encoder[what compresses]:encoder:(auto zlib libdeflate isal fast)'
@@ -32,11 +34,13 @@ _casefile() {
     '(-o --output)'{-o,--output}'[file to make]:file:_files'
   )
   append=(
+    '--row0'$row0
     '--header-lines[leave out the first lines of the input]:lines:'
     '--encoder[what compresses]:encoder:(auto zlib libdeflate isal fast)'
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
   )
   unpack=(
+    '--row0'$row0
     '--swap[the file has the other byte order]'
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
     '(-f --force)'{-f,--force}'[replace the output if it is there]'
@@ -45,6 +49,7 @@ _casefile() {
     '(-o --output)'{-o,--output}'[file to make]:file:_files'
   )
   cat=(
+    '--row0'$row0
     '--swap[the file has the other byte order]'
     '(--dictionary)--from[first logical position]:position:'
     '--bytes[how many bytes]:count:'
@@ -52,15 +57,18 @@ _casefile() {
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
   )
   info=(
+    '--row0'$row0
     '--swap[the file has the other byte order]'
     '--blocks[a row for each block]'
     '--json[as JSON, for programs]'
   )
   verify=(
+    '--row0'$row0
     '--swap[the file has the other byte order]'
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
   )
   recover=(
+    '--row0'$row0
     '(--partial)--holes[what becomes of sound blocks behind damage]:how:(stop skip zero)'
     '(--holes)--partial[write plain data, up to the first damage]'
     '(-j --threads --jobs)'{-j,--threads,--jobs}'[threads to work on]:threads:'
@@ -76,7 +84,7 @@ _casefile() {
   shift words
   (( CURRENT-- ))
   case $words[1] in
-    help) _describe -t commands command commands ;;
+    help) _arguments '(- *)'{-h,--help}'[print help]' '1:command:{_describe -t commands command commands}' ;;
     pack|append|unpack|cat|info|verify|recover) _arguments -s $common ${(P)words[1]} '*:file:_files' ;;
   esac
 }
