@@ -137,6 +137,7 @@ void printText(const std::string& file, const Facts& facts, bool withBlocks) {
   printRow("compressed", size(facts.compressedBytes()));
   if (facts.compressedBytes() > 0) {
     std::printf("%-16s%.2f\n", "ratio", facts.ratio());
+    printRow("encoder", "any: the file does not tell which, and who reads it need not care");
   }
   printRow("blocks", std::to_string(told.blocks.size()));
   printRow("position table", size(told.tableSize) + " at " + std::to_string(told.tablePosition));
