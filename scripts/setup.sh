@@ -29,6 +29,7 @@ packages_check=(clang libclang-rt-dev clang-tidy clang-format fish zsh mandoc)
 packages_bench=(gzip pigz tabix zstd)
 packages_python=(
   python3-cffi python3-numpy python3-pandas python3-fsspec python3-dask python3-distributed python3-pytest mypy
+  python3-pip python3-setuptools python3-wheel
 )
 packages_abi=(abigail-tools)
 packages_windows=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest dpkg-dev)

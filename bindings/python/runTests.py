@@ -10,7 +10,8 @@ import sys
 import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-NEEDED = ("cffi", "numpy", "pandas", "fsspec", "dask", "distributed", "pytest", "mypy")
+NEEDED = ("cffi", "numpy", "pandas", "fsspec", "dask", "distributed", "pytest", "mypy", "pip", "setuptools",
+          "wheel")
 LOOK = "import importlib.util, sys; sys.exit(not all(map(importlib.util.find_spec, sys.argv[1:])))"
 
 
