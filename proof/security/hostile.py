@@ -17,11 +17,9 @@ import zlib
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "commands"))
 import book  # pylint: disable=wrong-import-position
-from world import OWNER, ROWS  # pylint: disable=wrong-import-position
+from world import BLOCK, OWNER, ROWS, TERABYTE, wrong_end  # pylint: disable=wrong-import-position
 
-BLOCK = 4190208  # bytes of a whole block
 MOST = 2**31 - 1
-TERABYTE = 1 << 40
 DEADLINE = 60
 MOST_MEMORY = 128 << 20  # bytes; a thread's buffers and what every program takes are among them
 
@@ -146,10 +144,8 @@ class Hostile:
         tally[most] = max(tally.get(most, 0), memory >> 20)
         if code is None:
             return "does not come back"
-        if code not in (0, 1, 2):
-            return f"ends with {code}: {words[:300].decode(errors='replace')}"
-        if code != 0 and not words:
-            return "fails without a word"
+        if wrong := wrong_end(code, words):
+            return wrong
         if memory > MOST_MEMORY:
             return f"takes {memory >> 20} MiB"
         out = world.folder / "out"

@@ -13,11 +13,10 @@ import zlib
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "commands"))
 import book  # pylint: disable=wrong-import-position
-from world import HEADER, MORE, OTHER, OWNER, ROWS, prepare_case  # pylint: disable=wrong-import-position
+from world import (  # pylint: disable=wrong-import-position
+    BLOCK, HEADER, MORE, OTHER, OWNER, ROWS, TERABYTE, prepare_case, wrong_end)
 
-BLOCK = 4190208  # bytes of a whole block
 CHECK_AT, TAIL_AT = 104, 112  # of a journal
-TERABYTE = 1 << 40
 
 
 def forged(journal, *numbers):
@@ -145,10 +144,8 @@ class Planted:
         well = done.returncode == 0
         tally_as = "commands that end well beside a planted journal" if well else "commands that refuse a planted journal"
         tally[tally_as] = tally.get(tally_as, 0) + 1
-        if done.returncode not in (0, 1, 2):
-            return f"ends with {done.returncode}: {done.stderr[-300:].decode(errors='replace')}"
-        if not well and not done.stderr:
-            return "fails without a word"
+        if wrong := wrong_end(done.returncode, done.stderr):
+            return wrong
         if shape(path) != planted:
             return f"what has the journal's name was {planted}, and is {shape(path)}"
         return self.judge_file(before, case.read_bytes(), well)

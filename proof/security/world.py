@@ -11,6 +11,15 @@ HEADER = b"name,age\n"
 ROWS = b"".join(b"%d,%d\n" % (i, i * 7919 % 1000) for i in range(3000))
 MORE = b"4711,42\n" * 100
 DEADLINE = 10
+BLOCK = 4190208  # bytes of a whole block
+TERABYTE = 1 << 40
+
+
+def wrong_end(code, words):
+    """Returns: what is wrong with a command's exit code and what it said on the way."""
+    if code not in (0, 1, 2):
+        return f"ends with {code}: {words[:300].decode(errors='replace')}"
+    return "" if code == 0 or words else "fails without a word"
 
 
 class World:
