@@ -37,7 +37,8 @@ QUICK = 0.25  # seconds of a processor: a test that takes several times as much 
 # What tests that go together may take, by the first run. What passes all of these has survived: the rest, which takes
 # longer or does more beside what the mutant changes, is not asked.
 CHUNKS = (0.2, 0.6, 2.0)
-LIMITS = 'ulimit -c 0 -t "$1" -v 8388608; shift; exec "$@"'
+# Each by itself: a shell may take one limit at a time.
+LIMITS = 'ulimit -c 0; ulimit -t "$1"; ulimit -v 8388608; shift; exec "$@"'
 ASLEEP = "SDTZ"  # by the letters of /proc: nothing of the process wants a processor
 
 
