@@ -110,9 +110,11 @@ int VORN_FileStream::Good() { return data->file.IsValid() == 0 || data->file->Go
 std::size_t VORN_FileStream::Read(void* dest, std::size_t n) {
   const datasource::InvariantCheck check(*data);
   // A record that lies in the buffer goes the shortest way; everything else goes through the same steps.
-  if (preReading != 0 && multiThreadReading <= 0 && data->ServeRecord(dest, n, position)) {
-    position = positionPlus(position, n);
-    return n;
+  if (preReading != 0 && multiThreadReading <= 0) [[likely]] {
+    if (const unsigned char* const record = data->FindRecord(n, position); record != nullptr) [[likely]] {
+      position = positionPlus(position, n);
+      return copyRecord(static_cast<unsigned char*>(dest), record, n);
+    }
   }
   return ReadInSteps(dest, n);
 }
@@ -160,9 +162,9 @@ void VORN_FileStream::ReadAhead(ReadRequest& request) {
 
 std::size_t VORN_FileStream::Write(const void* src, std::size_t n) {
   const datasource::InvariantCheck check(*data);
-  if (data->TakeRecord(src, n, position)) {
+  if (unsigned char* const record = data->PlaceRecord(n, position); record != nullptr) [[likely]] {
     position = positionPlus(position, n);
-    return n;
+    return copyRecord(record, static_cast<const unsigned char*>(src), n);
   }
   return WriteInSteps(src, n);
 }

@@ -37,31 +37,31 @@ class VORN_FileStream::Data : public PageAligned {
   /// Kept as is: bytes that wait in the buffer are neither flushed nor consulted.
   void ReadUnbuffered(ReadRequest& request);
 
-  /// Serves `size` bytes at `wanted` if the buffer holds all of them. Returns: whether it does.
-  bool ServeRecord(void* dest, std::size_t size, int64 wanted) const noexcept {
+  /// Returns: where in the buffer the `size` bytes at `wanted` lie; null unless it holds all of them.
+  const unsigned char* FindRecord(std::size_t size, int64 wanted) const noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, wanted);
     const std::size_t valid = ValidBytes();
     // Size 0 becomes huge here.
     if (offset >= valid || size - 1 >= valid - offset || !file->IsOpen()) {
-      return false;
+      return nullptr;
     }
-    copyRecord(static_cast<unsigned char*>(dest), buffer + offset, size);
-    return true;
+    return buffer + offset;
   }
 
-  /// Takes `size` bytes at `place` if they go on inside or right behind the valid bytes and leave room
-  /// behind both: a buffer that is full with them is flushed at once. Returns: whether they do.
-  bool TakeRecord(const void* source, std::size_t size, int64 place) noexcept {
+  /// Makes `size` bytes at `place` the buffer's, which the caller copies there, if they go on inside or right behind
+  /// bytes that wait to be written and leave room behind both: a buffer that is full with them is flushed at once.
+  /// Returns: where in the buffer they go; null when they do not.
+  unsigned char* PlaceRecord(std::size_t size, int64 place) noexcept {
     const std::uint64_t offset = distanceFrom(bufferPos, place);
     const std::size_t valid = ValidBytes();
-    if (valid == kBlockSize || !TakesWrites() || offset > valid || size == 0 || size >= kBlockSize - offset ||
+    // Where nothing waits to be written, the steps decide.
+    if (valid == 0 || valid == kBlockSize || !dirty || offset > valid || size == 0 || size >= kBlockSize - offset ||
         !file->IsOpen()) {
-      return false;
+      return nullptr;
     }
-    copyRecord(buffer + offset, static_cast<const unsigned char*>(source), size);
-    bufferEnd = std::max(bufferEnd, buffer + offset + size);
-    dirty = true;
-    return true;
+    unsigned char* const record = buffer + offset;
+    bufferEnd = std::max(bufferEnd, record + size);
+    return record;
   }
 
   /// Serves what the buffer holds of the request. Returns: the bytes served.

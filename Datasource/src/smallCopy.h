@@ -15,14 +15,22 @@ inline void copyEnds(unsigned char* dest, const unsigned char* source, std::size
   std::memcpy(dest + size - Piece, last, Piece);
 }
 
+/// Copies a record that is no short one. Apart, so that copying short ones needs no frame on the stack.
+[[gnu::noinline]] inline std::size_t copyLong(unsigned char* dest, const unsigned char* source,
+                                              std::size_t size) noexcept {
+  std::memcpy(dest, source, size);
+  return size;
+}
+
 /// Copies a record between buffers that do not overlap. Records are mostly short, and the call of memcpy
 /// for a length that the compiler does not know costs more than the copy itself; so those of 8 to 64 bytes
 /// are copied in pieces of fixed size. Above that memcpy is faster.
-inline void copyRecord(unsigned char* dest, const unsigned char* source, std::size_t size) noexcept {
-  if (size == 8) {
+/// Returns: `size`, so that this can be the last thing that the caller does.
+inline std::size_t copyRecord(unsigned char* dest, const unsigned char* source, std::size_t size) noexcept {
+  if (size == 8) [[likely]] {
     std::memcpy(dest, source, 8);
   } else if (size < 8 || size > 64) {
-    std::memcpy(dest, source, size);
+    return copyLong(dest, source, size);
   } else if (size <= 16) {
     copyEnds<8>(dest, source, size);
   } else if (size <= 32) {
@@ -32,6 +40,7 @@ inline void copyRecord(unsigned char* dest, const unsigned char* source, std::si
     copyEnds<16>(dest, source, 32);
     copyEnds<16>(dest + size - 32, source + size - 32, 32);
   }
+  return size;
 }
 
 #endif

@@ -16,8 +16,9 @@ TEST(CopyRecord, CopiesExactlyTheBytesOfEveryLengthAtEveryAlignment) {
       std::string expected(kLongest + 32, '.');
       std::string dest = expected;
       expected.replace(shift, size, source, shift, size);
-      copyRecord(reinterpret_cast<unsigned char*>(dest.data()) + shift,
-                 reinterpret_cast<const unsigned char*>(source.data()) + shift, size);
+      ASSERT_EQ(copyRecord(reinterpret_cast<unsigned char*>(dest.data()) + shift,
+                           reinterpret_cast<const unsigned char*>(source.data()) + shift, size),
+                size);
       ASSERT_EQ(dest, expected) << size << " bytes at " << shift;
     }
   }
