@@ -11,7 +11,7 @@ make_empty_debian() {
   chmod 755 "$root"
   here=$(. /etc/os-release && echo "$VERSION_CODENAME")
   mirror=$(apt-cache policy | sed -n "s|^ *[0-9]* \(https\{0,1\}://[^ ]*\) $here/main .*|\1|p" | head -n 1)
-  mmdebstrap --variant=minbase --include="$(IFS=,; echo "$*")" "$release" "$root" "$mirror"
+  mmdebstrap --variant=minbase ${1+--include="$(IFS=,; echo "$*")"} "$release" "$root" "$mirror"
 }
 
 # inside COMMAND...: runs it there, with nothing of this machine's environment. What it mounts and starts goes with it.
