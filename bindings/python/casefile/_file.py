@@ -17,6 +17,8 @@ BLOCK_SIZE = 4_190_208
 _CACHE = 64 << 20
 # From here on all threads decode, past the cache.
 _MANY_BYTES = 2 * BLOCK_SIZE
+# So much is read first where a line's end is looked for.
+_LINE = 512
 _uncleared = ffi.new_allocator(should_clear_after_alloc=False)
 
 
@@ -123,9 +125,9 @@ class File(io.RawIOBase):
 
         Returns: ``count`` ranges one behind the other, or fewer when there are fewer blocks or records.
         """
-        ranges = ffi.new("casefile_range[]", max(count, 1))
+        ranges = ffi.new("casefile_range[]", max(natural("count", count), 1))
         found = ffi.new("size_t*")
-        reader = self._reader()
+        reader, record_size = self._reader(), natural("record_size", record_size)
         checked(lambda error: lib.casefile_reader_get_partitions(reader, count, record_size, ranges, found, error))
         return [Range(each.start, each.start + each.size) for each in ranges[0:found[0]]]
 
@@ -211,6 +213,23 @@ class File(io.RawIOBase):
         read = self.read_at(self._position, max(0, self._size - self._position))
         self._position += len(read)
         return read
+
+    def readline(self, size: Optional[int] = -1) -> bytes:
+        """Reads on behind the next line feed, also for loops over the file; io.RawIOBase reads each byte by itself."""
+        self._reader()
+        left = self._size if size is None or size < 0 else size
+        pieces: List[bytes] = []
+        step = _LINE
+        while left > 0:
+            piece = self.read_at(self._position, min(step, left))
+            end = piece.find(b"\n") + 1
+            pieces.append(piece[:end] if end else piece)
+            self._position += len(pieces[-1])
+            if end or not piece:
+                break
+            left -= len(piece)
+            step = min(2 * step, _MANY_BYTES)
+        return b"".join(pieces)
 
     def seek(self, offset: int, whence: int = os.SEEK_SET) -> int:
         self._reader()

@@ -57,6 +57,38 @@ def test_reads_at_positions(record_file):
             file.read_at(-1, 1)
 
 
+class CountedFile(casefile.File):
+    reads = 0
+
+    def read_at(self, position, size):
+        self.reads += 1
+        return super().read_at(position, size)
+
+
+def test_reads_a_line_in_few_pieces(tmp_path):
+    # Byte by byte, as io.RawIOBase does it, a megabyte took twenty seconds.
+    lines = [b"%d\n" % number for number in range(1000)] + [b"long " * 2_000_000 + b"\n", b"the last one"]
+    with casefile.create(tmp_path / "lines.case", b"number\n") as writer:
+        writer.write(lines)
+    with CountedFile(tmp_path / "lines.case") as file:
+        before = file.reads
+        assert list(file) == [b"number\n", *lines]
+        assert file.reads - before < 1100
+        assert file.readline() == b""
+
+
+@pytest.mark.parametrize("size", [-1, None, 0, 1, 5, 600, 10_000])
+def test_reads_lines_as_other_files_do(tmp_path, size):
+    plain = b"head\n" + b"".join(b"x" * length + b"\n" for length in (0, 1, 3, 4, 5, 511, 512, 513, 5000, 0)) + b"end"
+    with casefile.create(tmp_path / "lines.case", plain[:5]) as writer:
+        writer.write(plain[5:])
+    other = io.BytesIO(plain)
+    with casefile.open(tmp_path / "lines.case") as file:
+        for _ in range(50):
+            assert file.readline(size) == other.readline(size)
+            assert file.tell() == other.tell()
+
+
 def test_is_a_raw_file_like_others(record_file):
     plain = DICTIONARY + records(1_000_000).tobytes()
     with casefile.open(record_file) as file:
@@ -97,6 +129,9 @@ def test_divides_records_among_workers(record_file):
         assert all((part.start - ROW0) % RECORD.itemsize == 0 for part in parts)
         with pytest.raises(casefile.UsageError):
             file.partitions(0)
+        for count, record_size in ((-1, 16), (3, -1)):
+            with pytest.raises(ValueError, match="cannot be negative"):
+                file.partitions(count, record_size)
 
 
 def test_gives_lines(table_file):
