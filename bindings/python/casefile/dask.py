@@ -6,10 +6,11 @@ import contextlib
 import csv
 import io
 import os
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple, Union
 
 try:
     import dask
+    import dask.utils
     import numpy
 except ImportError as missing:
     raise ImportError("casefile.dask needs dask and numpy, which are not both installed") from missing
@@ -57,14 +58,15 @@ class _Plan(NamedTuple):
     parts: List[Range]
 
 
-def _plan(path: str, row0: Optional[int], storage_options: Optional[Dict[str, Any]], partition_size: int,
-          record_size: int) -> _Plan:
-    if partition_size < 1:
+def _plan(path: str, row0: Optional[int], storage_options: Optional[Dict[str, Any]],
+          partition_size: Union[int, str], record_size: int) -> _Plan:
+    wanted = dask.utils.parse_bytes(partition_size)
+    if wanted < 1:
         raise ValueError(f"partitions of {partition_size} bytes cannot be")
     path = _absolute(path)
     with _opened(_Place(path, storage_options or {}, row0, None)) as file:
         data = file.size - file.row0
-        parts = file.partitions(-(-data // partition_size), record_size) if data else []
+        parts = file.partitions(-(-data // wanted), record_size) if data else []
         return _Plan(_Place(path, storage_options or {}, file.row0, file.size), file.dictionary, parts)
 
 
@@ -73,9 +75,10 @@ def _records(place: _Place, kind: Any, first: int, last: int) -> Any:
         return file.records(kind, first, last)
 
 
-def read_records(path: str, dtype: Any, partition_size: int = _PARTITION, *, row0: Optional[int] = None,
-                 storage_options: Optional[Dict[str, Any]] = None) -> Any:
-    """The records of a file as a one-dimensional dask array, in partitions of about so many bytes that begin at blocks.
+def read_records(path: str, dtype: Any, partition_size: Union[int, str] = _PARTITION, *,
+                 row0: Optional[int] = None, storage_options: Optional[Dict[str, Any]] = None) -> Any:
+    """The records of a file as a one-dimensional dask array, in partitions that begin at blocks, each of about so many
+    bytes: a number, or words such as "64MiB".
 
     ``path`` is a name or a URL of fsspec's, by which each worker can reach the file. Bytes of an incomplete last record
     are left out.
@@ -193,10 +196,10 @@ def _mark(options: Dict[str, Any]) -> bytes:
     return str(options.get("quotechar") or '"').encode()
 
 
-def read_csv(path: str, partition_size: int = _PARTITION, *, row0: Optional[int] = None,
+def read_csv(path: str, partition_size: Union[int, str] = _PARTITION, *, row0: Optional[int] = None,
              storage_options: Optional[Dict[str, Any]] = None, quoted_line_breaks: bool = False, **options: Any) -> Any:
-    """A table whose head is the dictionary part as a dask dataframe, in partitions of about so many bytes that are cut
-    at line ends. ``options`` are those of pandas.read_csv.
+    """A table whose head is the dictionary part as a dask dataframe, in partitions that are cut at line ends, each of
+    about so many bytes, as for read_records. ``options`` are those of pandas.read_csv.
 
     Fields with line breaks in them are allowed where ``quoted_line_breaks`` says so: then tasks of their own count the
     quotes first, and each block is read twice. Without it a partition that does not hold an even number of quotes is an

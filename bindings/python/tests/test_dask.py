@@ -25,8 +25,10 @@ def test_reads_records_in_partitions_at_blocks(record_file):
     assert found.numblocks == (4,) and found.chunks[0][0] == BLOCK // RECORD.itemsize
     assert numpy.array_equal(found.compute(), records(1_000_000))
     assert casefile.dask.read_records(str(record_file), RECORD).numblocks == (1,)
-    with pytest.raises(ValueError, match="partitions"):
-        casefile.dask.read_records(str(record_file), RECORD, 0)
+    assert casefile.dask.read_records(str(record_file), RECORD, "4MiB").numblocks == (4,)  # as Dask's own take a size
+    for size in (0, "-1MB"):
+        with pytest.raises(ValueError, match="partitions"):
+            casefile.dask.read_records(str(record_file), RECORD, size)
 
 
 def test_reads_a_file_without_records(tmp_path):
