@@ -20,13 +20,22 @@ constexpr std::size_t kPiece = std::size_t{256} << 10;
   throw Error(ErrorKind::usage, what, {name, "read", {}, {}, {}});
 }
 
-files::SystemFile opened(const std::string& name) {
+// Raises `cancelled` when that is why a call ended.
+void refuseToGoOn(const std::system_error& error, PlainInput::MustEnd mustEnd, const std::string& name,
+                  const char* operation) {
+  if (error.code().value() == EINTR && mustEnd != nullptr && mustEnd()) {
+    throw Error(ErrorKind::cancelled, "the program stopped it", {name, operation, {}, {}, {}});
+  }
+}
+
+files::SystemFile opened(const std::string& name, PlainInput::MustEnd mustEnd) {
   if (name.empty() || name.find('\0') != std::string::npos) {
     throw Error(ErrorKind::usage, "no file can have this name", {name, "open", {}, {}, {}});
   }
   try {
-    return files::SystemFile::open(name, files::kOpenRead);
+    return files::SystemFile::open(name, files::kOpenRead, mustEnd);
   } catch (const std::system_error& error) {
+    refuseToGoOn(error, mustEnd, name, "open");
     throw Error(ErrorKind::system, "cannot be opened", {name, "open", error.code(), {}, {}});
   }
 }
@@ -85,9 +94,7 @@ class PlainInput::Impl {
     try {
       return file_.read(into.data(), into.size());
     } catch (const std::system_error& error) {
-      if (error.code().value() == EINTR && mustEnd_ != nullptr && mustEnd_()) {
-        throw Error(ErrorKind::cancelled, "the program stopped it", {name_, "read", {}, {}, {}});
-      }
+      refuseToGoOn(error, mustEnd_, name_, "read");
       throw Error(ErrorKind::system, "cannot be read", {name_, "read", error.code(), {}, {}});
     }
   }
@@ -100,7 +107,13 @@ class PlainInput::Impl {
   std::size_t end_ = 0;
 };
 
-PlainInput PlainInput::open(const std::string& name) { return PlainInput(std::make_unique<Impl>(opened(name), name)); }
+PlainInput PlainInput::open(const std::string& name) { return open(name, nullptr); }
+
+PlainInput PlainInput::open(const std::string& name, MustEnd mustEnd) {
+  PlainInput input(std::make_unique<Impl>(opened(name, mustEnd), name));
+  input.giveUpWhen(mustEnd);
+  return input;
+}
 
 PlainInput PlainInput::fromDescriptor(int descriptor, std::string name) {
   return PlainInput(std::make_unique<Impl>(files::SystemFile::borrowed(descriptor), std::move(name)));

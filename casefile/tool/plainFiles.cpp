@@ -20,7 +20,7 @@ files::SystemFile openOutput(const std::string& name) {
   if (name == kStandardStream) {
     return files::SystemFile::standardOutput();
   }
-  auto file = files::SystemFile::open(name, files::kOpenWrite);
+  auto file = files::SystemFile::open(name, files::kOpenWrite, mustEnd);
   if (file.status().kind != files::FileKind::other) {
     fail(name, "was given to another file meanwhile");
   }
@@ -40,7 +40,10 @@ auto withErrors(const std::string& name, Work work) {
 }  // namespace
 
 PlainInput openInput(const std::string& name) {
-  PlainInput input = name == kStandardStream ? PlainInput::fromDescriptor(0, "standard input") : PlainInput::open(name);
+  if (name != kStandardStream) {
+    return PlainInput::open(name, mustEnd);
+  }
+  PlainInput input = PlainInput::fromDescriptor(0, "standard input");
   input.giveUpWhen(mustEnd);
   return input;
 }

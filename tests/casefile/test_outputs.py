@@ -255,6 +255,39 @@ class FullDisk(CasefileTest):
 
 
 @posix_only
+class ClosedStandardStream(CasefileTest):
+    """No file that the program opens takes its place."""
+
+    def test_of_input_gives_nothing(self):
+        self.pack(b"rows")
+        old = self.read("file.case")
+        self.write("other", HEADER)
+        for command in [("append", "file.case"), ("pack", "-", "out"), ("pack", "--dictionary", "-", "other", "out")]:
+            result = self.run_casefile(*command, cwd=self.folder, preexec_fn=lambda: os.close(0), expect=2)
+            self.assert_says(result, "casefile: standard input: cannot be read: Bad file descriptor")
+        self.assertEqual(self.read("file.case"), old)
+        self.assertEqual(self.names(), ["file.case", "other"])
+
+    def test_of_output_is_said(self):
+        self.pack(b"rows")
+        for command in [("cat",), ("info",), ("verify",)]:
+            result = self.run_casefile(*command, "file.case", cwd=self.folder, preexec_fn=lambda: os.close(1), expect=1)
+            self.assert_says(result, "casefile: standard output: cannot be written: Bad file descriptor")
+
+    def test_of_messages_spoils_no_output(self):
+        rows = HEADER + positions(3 * BLOCK)
+        process = self.start_casefile("pack", "--progress", "-", self.path("out"), stdin=subprocess.PIPE,
+                                      preexec_fn=lambda: os.close(2))
+        for piece in [rows[:BLOCK], rows[BLOCK:]]:
+            process.stdin.write(piece)
+            process.stdin.flush()
+            time.sleep(0.6)  # progress is drawn of what takes longer than half a second
+        process.stdin.close()
+        self.assertEqual(process.wait(DEADLINE), 0)
+        self.assertEqual(self.unpacked("out"), rows)
+
+
+@posix_only
 class Interrupt(CasefileTest):
     def interrupt_pack(self, number, *more):
         process = self.start_casefile("pack", *more, "-", self.path("out"), stdin=subprocess.PIPE)
@@ -290,6 +323,18 @@ class Interrupt(CasefileTest):
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(DEADLINE), -signal.SIGINT)
             process.stdout.close()
+
+    def test_of_a_wait_for_the_other_end_of_a_pipe(self):
+        self.pack(b"rows")
+        old = self.read("file.case")
+        os.mkfifo(self.path("pipe"))
+        for command in [("pack", "pipe", "out"), ("append", "file.case", "pipe"), ("unpack", "file.case", "pipe")]:
+            process = self.start_casefile(*command, cwd=self.folder)
+            time.sleep(0.2)  # it waits by then, or gives up in front of it
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(DEADLINE), -signal.SIGINT, command)
+        self.assertEqual(self.read("file.case"), old)
+        self.assertEqual(self.names(), ["file.case", "pipe"])
 
     def test_reader_that_goes_ends_the_program_quietly(self):
         self.pack(positions(BLOCK))

@@ -215,6 +215,16 @@ TEST_F(SystemFileTest, AnInterruptEndsATransferThatIsToBeGivenUp) {
   EXPECT_EQ(errorOf([&] { file.read(bytes.data(), 10); }), EINTR);
 }
 
+TEST_F(SystemFileTest, AnInterruptedOpenThatMayBeGivenUpIsMadeAgainButNotForEver) {
+  const std::string name = folder.writePlain("data", "0123456789");
+  const auto open = [&] { return SystemFile::open(name, kOpenRead, []() noexcept { return false; }); };
+  SystemProbe probe;
+  probe.failNth("open", 1, EINTR);
+  EXPECT_EQ(open().size(), 10);
+  probe.failEvery("open", EINTR);
+  EXPECT_EQ(errorOf(open), EINTR);
+}
+
 TEST_F(SystemFileTest, EveryDescriptorIsClosed) {
   const std::string name = folder.writePlain("data", "0123456789");
   SystemProbe probe;

@@ -34,7 +34,8 @@ enum OpenFlag : unsigned {
   kOpenNoFollow = 16,  ///< a link is ELOOP
   kOpenNoWait = 32,    ///< do not wait for the other end of a pipe
   kOpenAlone = 64,     ///< where handles can exclude each other: nobody else writes while it is open
-  kOpenHeld = 128  ///< writes where that lets others open it for writing; else only reads (see `openHeldForWriting`)
+  kOpenHeld = 128,  ///< writes where that lets others open it for writing; else only reads (see `openHeldForWriting`)
+  kOpenInterruptible = 256  ///< a signal may interrupt the wait for the other end of a pipe (-1, EINTR)
 };
 
 /// What the system does with files beyond the streams' own calls, as one table of functions; only tests

@@ -81,8 +81,21 @@ std::optional<std::string> targetOf(const std::string& link) {
 
 }  // namespace
 
-SystemFile SystemFile::open(const std::string& name, unsigned flags) {
-  return {checked(systemCalls().open(name.c_str(), flags)), true};
+SystemFile SystemFile::open(const std::string& name, unsigned flags, MustEnd mustEnd) {
+  if (mustEnd == nullptr) {
+    return {checked(systemCalls().open(name.c_str(), flags)), true};
+  }
+  int descriptor = -1;
+  errno = EINTR;
+  for (int interrupts = 0; descriptor < 0 && errno == EINTR && interrupts <= kMostInterrupts; ++interrupts) {
+    if (mustEnd()) {
+      fail(EINTR);
+    }
+    descriptor = systemCalls().open(name.c_str(), flags | kOpenInterruptible);
+  }
+  SystemFile file(checked(descriptor), true);
+  file.giveUpWhen(mustEnd);
+  return file;
 }
 
 std::optional<SystemFile> SystemFile::openRegular(const std::string& name, unsigned flags) {

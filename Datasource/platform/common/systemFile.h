@@ -21,7 +21,7 @@ namespace datasource::platform {
 /// Threads: readAt, writeAt, nextData and status may be called from any number of threads at once; all else from one.
 class SystemFile {
  public:
-  /// Asked in front of every transfer and when a signal interrupts one: whether to give up with EINTR.
+  /// Asked in front of every call that may wait and when a signal interrupts one: whether to give up with EINTR.
   using MustEnd = bool (*)() noexcept;
 
   static SystemFile standardInput() noexcept { return {0, false}; }
@@ -34,8 +34,9 @@ class SystemFile {
     file.mayMovePosition_ = true;
     return file;
   }
-  /// Opens as OpenFlag says.
-  static SystemFile open(const std::string& name, unsigned flags);
+  /// Opens as OpenFlag says; a wait for the other end of a pipe, and later transfers, are given up when `mustEnd` says
+  /// so (null: never).
+  static SystemFile open(const std::string& name, unsigned flags, MustEnd mustEnd = nullptr);
   /// Opens the regular file that has a name, following no link and waiting for nobody.
   /// Returns: none when nothing has the name, or what has it is no regular file.
   static std::optional<SystemFile> openRegular(const std::string& name, unsigned flags);

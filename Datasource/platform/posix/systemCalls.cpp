@@ -71,7 +71,8 @@ int giveUp(int descriptor) {
 int openFile(const char* name, unsigned flags) {
   constexpr mode_t kPrivate = 0600;
   const bool unnamed = (flags & kOpenUnnamed) != 0;
-  const int descriptor = again([&] { return ::open(name, systemFlags(flags), kPrivate); });
+  const auto open = [&] { return ::open(name, systemFlags(flags), kPrivate); };
+  const int descriptor = (flags & kOpenInterruptible) != 0 ? open() : again(open);
   if (descriptor < 0) {
     // An older file system takes the folder itself to be opened for writing.
     return unnamed && (errno == EISDIR || errno == EOPNOTSUPP || errno == EINVAL) ? refuse(ENOTSUP) : -1;

@@ -21,11 +21,16 @@ namespace casefile {
 /// Threads: one at a time.
 class CASEFILE_API PlainInput {
  public:
+  /// Is asked in front of every call of the system that may wait, and when a signal interrupts one: whether to give up.
+  using MustEnd = bool (*)() noexcept;
+
   /// Opens what has the name; of a pipe that has one it waits for the other end.
   ///
   /// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
   /// Raises: Error: `system` when it cannot be opened; `usage` for a name that no file can have.
   static PlainInput open(const std::string& name);
+  /// The same, and that wait and reading end as an Error (`cancelled`) when `mustEnd` says so; null: they go on.
+  static PlainInput open(const std::string& name, MustEnd mustEnd);
   /// Reads on from where a descriptor stands that is open already and stays the caller's. `name` is what messages call
   /// it.
   static PlainInput fromDescriptor(int descriptor, std::string name);
@@ -44,8 +49,6 @@ class CASEFILE_API PlainInput {
   /// Raises: Error (`system`) when the system fails to tell.
   bool isFile(const std::string& name) const;
 
-  /// Is asked in front of every call of the system that reads, and when a signal interrupts one: whether to give up.
-  using MustEnd = bool (*)() noexcept;
   /// Lets reading end as an Error (`cancelled`) when `mustEnd` says so; null, as at first: reading goes on.
   void giveUpWhen(MustEnd mustEnd);
 

@@ -11,8 +11,8 @@ namespace casefile::program::platform {
 /// Returns: the number of the signal that asked the program to end, or 0.
 int endRequested() noexcept;
 
-/// Makes the standard streams binary and lets the signals that ask the program to end be noticed by
-/// `endRequested` instead of ending it.
+/// Makes the standard streams binary, keeps files from being opened in the place of closed ones, and lets the signals
+/// that ask the program to end be noticed by `endRequested` instead of ending it.
 void prepareProcess();
 /// As long as it lives, a signal that asks the program to end interrupts the calls of the thread that made it, too,
 /// although the system tells the main thread.

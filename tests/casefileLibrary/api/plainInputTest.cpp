@@ -92,6 +92,13 @@ TEST_F(PlainInputTest, IsGivenUpWhenTheProgramSaysSo) {
   EXPECT_EQ(support::text(plain.peek()), "abc");
 }
 
+TEST_F(PlainInputTest, IsNotOpenedWhenTheProgramSaysSo) {
+  const std::string name = folder_.writePlain("input", "abc");
+  EXPECT_EQ(errorOf([&] { PlainInput::open(name, []() noexcept { return true; }); }).kind(), ErrorKind::cancelled);
+  PlainInput plain = PlainInput::open(name, []() noexcept { return false; });
+  EXPECT_EQ(support::text(plain.peek()), "abc");
+}
+
 TEST_F(PlainInputTest, ThatCannotBeReadOrWasMovedFromIsAnError) {
   EXPECT_EQ(errorOf([&] { PlainInput::open(folder_.path("none")); }).operation(), "open");
   EXPECT_EQ(errorOf([&] { PlainInput::open(""); }).kind(), ErrorKind::usage);

@@ -1,5 +1,6 @@
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -49,9 +50,20 @@ void handle(int signal, void (*handler)(int)) {
   ::sigaction(signal, &note, nullptr);
 }
 
+// A file that the program opens must not get the number of a standard stream that is closed: messages would be written
+// into it. What takes the number fails as a closed one does.
+void occupyClosedStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) < 0) {
+      static_cast<void>(::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+  }
+}
+
 }  // namespace
 
 void prepareProcess() {
+  occupyClosedStreams();
   handle(SIGALRM, noteSignal);
   handle(SIGUSR1, onlyInterrupt);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
