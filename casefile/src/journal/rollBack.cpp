@@ -131,7 +131,7 @@ bool rollBack(FileLock& data, const std::string& file) {
   removeLeftWorkingFile(file, status);
   refuseJournalOfAnotherName(status, file);
   FoundJournal found = findJournal(file);
-  if (!found.handle && !found.exists) {
+  if (!found.exists) {
     return false;
   }
   requireJournal(found, file);

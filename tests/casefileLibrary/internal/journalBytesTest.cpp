@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "casefile/error.h"
 #include "casefile/randomAccessFile.h"
@@ -130,6 +131,30 @@ TEST_F(JournalBytes, ThatAreMissingOrTooManyMakeNoSoundJournal) {
   EXPECT_EQ(stateOf(journal_ + "."), JournalState::damaged);
 }
 
+TEST_F(JournalBytes, OfATailOfAnotherLengthMakeNoSoundJournal) {
+  const std::string longer = journal_ + ".";
+  EXPECT_EQ(stateOf(with(longer, 96, checkOf(longer.substr(kHead)))), JournalState::damaged);
+  // A head that lacks its last byte, a zero, and a tail of one byte less than none.
+  const std::string head = with(with(journal_.substr(0, kHead), 96, 0), 48, kTail - 1);
+  EXPECT_EQ(stateOf(head.substr(0, kHead - 1)), JournalState::damaged);
+}
+
+TEST_F(JournalBytes, OfTheHeadAloneAreThoseOfAJournal) {
+  JournalFacts facts;
+  const auto isSound = [&](const std::string& bytes) {
+    support::BytesReader journal(bytes);
+    return readJournalHead(journal, facts);
+  };
+  EXPECT_TRUE(isSound(journal_.substr(0, kHead)));
+  EXPECT_EQ(facts.fileNumber, 77U);
+  std::string foreign = journal_;
+  foreign[3] ^= 1;
+  EXPECT_FALSE(isSound(with(foreign, 40, kRow0))) << "whose check value fits";
+  std::string wrong = journal_;
+  wrong[50] ^= 1;
+  EXPECT_FALSE(isSound(wrong));
+}
+
 TEST_F(JournalBytes, TellAStateThatThereIs) {
   const std::string bytes = with(journal_, kStateAt, 'f');
   support::BytesReader journal(bytes);
@@ -165,6 +190,9 @@ TEST_F(JournalBytes, OfTheHeadThatAreMissingOrNoughtAreTorn) {
     EXPECT_FALSE(isTorn(foreign)) << at;
   }
   EXPECT_FALSE(isTorn("something else"));
+  std::string withoutState = journal_;
+  withoutState.replace(kStateAt, 8, 8, '\0');
+  EXPECT_TRUE(isTorn(withoutState));
 }
 
 TEST_F(JournalBytes, AreOfTheFileWhoseNumberAndBirthTheyTell) {
@@ -243,6 +271,37 @@ TEST(JournalAnchor, ReachesSoFarAndNoFarther) {
   EXPECT_FALSE(fitsWithout(kTail - kReach));
   EXPECT_FALSE(fitsWithout(kTail - 1));
   EXPECT_TRUE(fitsWithout(kTail));
+}
+
+// What no append touches may be all that is left of a file; the end of its heading is touched.
+TEST(JournalAnchor, IsWholeWhereTheFileEndsBehindIt) {
+  constexpr int64 kRow0 = 40;
+  const std::string bytes = support::randomBytes(200, 3);
+  support::BytesReader whole(bytes);
+  for (const int64 tail : {int64{64}, int64{90}}) {
+    const auto facts = factsOf(whole, {kRow0, bInfo{kRow0, tail, 1000, 50}}, {});
+    ASSERT_TRUE(facts);
+    for (const int64 end : {tail - 1, tail, tail + 1}) {
+      const std::string cut = bytes.substr(0, static_cast<std::size_t>(end));
+      support::BytesReader source(cut);
+      EXPECT_EQ(anchorFits(source, *facts), end >= tail) << end << " of " << tail;
+    }
+  }
+}
+
+TEST(JournalPieces, AreOf64KiB) {
+  constexpr std::size_t kPiece = 64 * 1024;
+  for (const std::size_t count : {kPiece - 1, kPiece, kPiece + 1}) {
+    const std::string bytes(count, 'x');
+    support::BytesReader source(bytes);
+    std::vector<std::size_t> pieces;
+    EXPECT_TRUE(forEachPiece(source, 0, static_cast<int64>(count), [&](const unsigned char*, std::size_t got, int64) {
+      pieces.push_back(got);
+      return true;
+    }));
+    EXPECT_EQ(pieces.front(), std::min(count, kPiece));
+    EXPECT_EQ(pieces.size(), count > kPiece ? 2U : 1U);
+  }
 }
 
 TEST_F(JournalBytes, PutAFileBackAsItWas) {

@@ -105,6 +105,7 @@ TEST(Distrust, IsOfWhatOthersMayHaveWritten) {
   for (const std::uint32_t mode : {0602U, 0620U, 0666U}) {
     EXPECT_EQ(distrustOf(source(mode), {}), "can be written by others");
   }
+  EXPECT_EQ(distrustOf(source(0755), {}), "");
   files::FileStatus foreign = own;
   ++foreign.owner;
   EXPECT_EQ(distrustOf(foreign, {}), "belongs to another user (" + std::to_string(foreign.owner) + ")");
