@@ -106,11 +106,12 @@ class Completion(Words):
             if command:
                 self.assertEqual({word for word in offered("casefile", command, "-") if word[0] == "-"}, options, command)
         self.assertEqual(offered("casefile", "help", "p"), {"pack"})
+        self.assertEqual(offered("casefile", "help", "pack", "''"), set())
 
     def test_of_fish_offers_commands_and_options(self):
         offered = {}
         for line in (COMPLETION / "casefile.fish").read_text().splitlines():
-            condition = re.match(r"complete -c casefile -n (__fish_use_subcommand|'__fish_seen_subcommand_from ([^']*)')", line)
+            condition = re.match(r"complete -c casefile -n (__fish_use_subcommand|'__casefile_does ([^']*)')", line)
             if condition:
                 line = re.sub(r" -d '.*'", "", line[condition.end():])
                 names = {f"-{name}" for name in re.findall(r" -s (\w)", line)}
@@ -122,6 +123,20 @@ class Completion(Words):
         expected[""] |= set(self.commands())
         self.assertEqual(offered, expected)
         self.check_syntax("fish", "--no-execute")
+
+    def test_of_fish_looks_at_the_first_word_only(self):
+        if not shutil.which("fish"):
+            self.skipTest("fish is not installed")
+        def offered(line):
+            script = f"source {COMPLETION}/casefile.fish; complete -C '{line}'"
+            done = subprocess.run(["fish", "--no-config", "-c", script], timeout=DEADLINE, stdout=subprocess.PIPE,
+                                  cwd=self.folder, check=True)
+            return [row.split("\t")[0] for row in done.stdout.decode().splitlines()]
+        self.write("pack", b"")
+        self.assertEqual(set(offered("casefile help ")), set(self.commands()))
+        self.assertEqual(offered("casefile help pack "), [])
+        self.assertEqual(set(offered("casefile verify pack -")), self.options()["verify"])
+        self.assertEqual(offered("casefile verify "), ["pack"])
 
     def test_of_zsh_offers_commands_and_options(self):
         text = (COMPLETION / "casefile.zsh").read_text()

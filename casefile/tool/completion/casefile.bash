@@ -18,6 +18,7 @@ _casefile() {
     return
   fi
   if [ "$command" = help ]; then
+    [ "$COMP_CWORD" -eq 2 ] || return
     mapfile -t COMPREPLY < <(compgen -W 'pack append unpack cat info verify recover help -h --help' -- "$word")
     return
   fi
