@@ -1,4 +1,3 @@
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdio>
@@ -39,7 +38,8 @@ class Members {
     text_ += (text_.empty() ? between_.substr(1) : between_) + '"' + name + "\": " + value;
   }
   void add(const char* name, const Json& value) {
-    addJson(name, value.dump(-1, ' ', false, Json::error_handler_t::replace));
+    // As ASCII: a terminal may obey U+0080 to U+009F, too.
+    addJson(name, value.dump(-1, ' ', true, Json::error_handler_t::replace));
   }
   const std::string& text() const noexcept { return text_; }
 
@@ -75,24 +75,6 @@ std::string faultList(const Inspection& told) {
   return list.empty() ? "[]" : "[" + list + "\n  ]";
 }
 
-// Escapes the control characters that JSON lets stand, U+007F to U+009F: a terminal may obey them. Requires: UTF-8.
-std::string withoutControls(const std::string& json) {
-  std::string result;
-  for (std::size_t i = 0; i < json.size(); ++i) {
-    const auto at = [&json](std::size_t place) { return static_cast<unsigned char>(json[place]); };
-    const bool isPair = at(i) == 0xC2 && at(i + 1) < 0xA0;
-    if (!isPair && at(i) != 0x7F) {
-      result += json[i];
-      continue;
-    }
-    i += isPair ? 1 : 0;
-    std::array<char, 8> code{};
-    std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(at(i)));
-    result += code.data();
-  }
-  return result;
-}
-
 void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
   const Inspection& told = facts.told;
   Members members(2);
@@ -112,7 +94,7 @@ void printJson(const std::string& file, const Facts& facts, bool withBlocks) {
   members.add("deadBytes", told.deadBytes);
   members.add("unfinishedAppend", told.unfinishedAppend.isOpen());
   members.addJson("faults", faultList(told));
-  std::printf("{%s", withoutControls(members.text()).c_str());
+  std::printf("{%s", members.text().c_str());
   if (withBlocks) {
     printBlockRows(told);
   }

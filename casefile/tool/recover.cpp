@@ -78,8 +78,7 @@ Recovery recovered(const Options& options) {
 }  // namespace
 
 int recover(const Options& options) {
-  mentionOpenJournal(options.input);
-  const Recovery told = recovered(options);
+  const Recovery told = mentioningOpenJournal(options.input, [&] { return recovered(options); });
   dropJournalOfReplaced(options);
   sayDetail(options.input, "row-0 position " + std::to_string(told.row0));
   sayLosses(options.input, told);
