@@ -21,6 +21,7 @@ from ._file import open as open_file
 
 _PARTITION = 16 * BLOCK_SIZE
 _STEP = 1 << 16  # in which the end of a line is looked for
+_OF_A_WHOLE_TABLE = ("nrows", "skipfooter", "chunksize", "iterator")  # options of pandas that no partition can have
 
 
 class _Place(NamedTuple):
@@ -196,10 +197,23 @@ def _mark(options: Dict[str, Any]) -> bytes:
     return str(options.get("quotechar") or '"').encode()
 
 
+def _require_each_heads_lines(head: bytes, sample: bytes, options: Dict[str, Any]) -> None:
+    """No line of the head, which each partition gets, may become a row, and none of the table's be taken for the head's:
+    then twice the lines are twice the rows.
+    """
+    import pandas
+    lines = _whole_lines(sample[:_STEP], str(options.get("quotechar") or '"').encode()) or sample
+    once, twice = (len(pandas.read_csv(io.BytesIO(head + lines * times), **options)) for times in (1, 2))
+    if callable(options.get("skiprows")) or twice != 2 * once:
+        raise ValueError("each partition is read behind the dictionary part: header, names and skiprows must use up its "
+                         "lines and no others, as header=0 does where it is one line")
+
+
 def read_csv(path: str, partition_size: Union[int, str] = _PARTITION, *, row0: Optional[int] = None,
              storage_options: Optional[Dict[str, Any]] = None, quoted_line_breaks: bool = False, **options: Any) -> Any:
     """A table whose head is the dictionary part as a dask dataframe, in partitions that are cut at line ends, each of
-    about so many bytes, as for read_records. ``options`` are those of pandas.read_csv.
+    about so many bytes, as for read_records. ``options`` are those of pandas.read_csv, but for those that a partition
+    cannot have by itself, such as ``nrows``.
 
     Fields with line breaks in them are allowed where ``quoted_line_breaks`` says so: then tasks of their own count the
     quotes first, and each block is read twice. Without it a partition that does not hold an even number of quotes is an
@@ -207,6 +221,9 @@ def read_csv(path: str, partition_size: Union[int, str] = _PARTITION, *, row0: O
     tells them.
     """
     import dask.dataframe
+    for name in _OF_A_WHOLE_TABLE:
+        if options.get(name):
+            raise ValueError(f"{name} is for a whole table: partitions are read by themselves")
     mark = _mark(options) if quoted_line_breaks else None
     plan = _plan(path, row0, storage_options, partition_size, 1)
     whole = Range(plan.place.row0 or 0, plan.place.size or 0)
@@ -218,6 +235,8 @@ def read_csv(path: str, partition_size: Union[int, str] = _PARTITION, *, row0: O
     _require_whole_quotes(plan.place, sample, whole.start, options)
     import pandas
     meta = pandas.read_csv(io.BytesIO(plan.dictionary + sample), **options).iloc[:0]
+    if len(parts) > 1 and sample:
+        _require_each_heads_lines(plan.dictionary, sample, options)
     quotes = None
     if mark is not None:
         odd = [dask.delayed(_holds_odd_quotes)(plan.place, part, mark) for part in parts]

@@ -123,6 +123,28 @@ def test_quotes_that_cannot_be_counted_are_an_error(tmp_path):
             casefile.dask.read_csv(str(path), BLOCK, quoted_line_breaks=True, **options)
 
 
+@pytest.mark.parametrize("options", ({"names": ["n", "s"], "header": 0}, {"names": ["n", "s"], "skiprows": 1},
+                                     {"header": None, "skiprows": 1}, {"comment": "#"}, {"usecols": ["number"]}),
+                         ids=lambda options: " ".join(options))
+def test_each_partition_is_read_with_the_callers_options(table_file, options):
+    found = casefile.dask.read_csv(str(table_file), BLOCK, **options).compute().reset_index(drop=True)
+    pandas.testing.assert_frame_equal(found, casefile.read_csv(table_file, **options))
+
+
+@pytest.mark.parametrize("options", ({"header": None}, {"names": ["n", "s"]}, {"skiprows": 1}, {"skiprows": 3}, {"header": 1},
+                                     {"skiprows": lambda line: line % 2 == 1}), ids=lambda options: " ".join(options))
+def test_a_head_that_is_data_or_takes_data_cannot_be_each_partitions(table_file, options):
+    # It was silently: each partition had a row too many, or lost one.
+    with pytest.raises(ValueError, match="dictionary part"):
+        casefile.dask.read_csv(str(table_file), BLOCK, **options)
+
+
+@pytest.mark.parametrize("name, value", (("nrows", 5), ("skipfooter", 1), ("chunksize", 10), ("iterator", True)))
+def test_options_of_a_whole_table_are_refused(table_file, name, value):
+    with pytest.raises(ValueError, match=name):
+        casefile.dask.read_csv(str(table_file), BLOCK, **{name: value})
+
+
 def test_other_types_than_the_first_lines_have_are_an_error(tmp_path):
     path = tmp_path / "types.case"
     with casefile.create(path, b"number\n") as writer:
