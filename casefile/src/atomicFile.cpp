@@ -19,8 +19,8 @@ std::error_code posixCode(int error) { return {error, std::generic_category()}; 
 // take; cut between two letters.
 std::string workingBeginning(const std::string& name) {
   constexpr std::size_t kMost = 255 - sizeof ".4294967295.tmp";
-  const std::size_t separator = name.find_last_of(files::nameSeparators);
-  const std::size_t folder = separator == std::string::npos ? 0 : separator + 1;
+  static_assert(std::string::npos + 1 == 0);  // what a name without a folder begins with
+  const std::size_t folder = name.find_last_of(files::nameSeparators) + 1;
   if (name.size() - folder <= kMost) {
     return name;
   }

@@ -62,7 +62,7 @@ ReplacedJournal removeUnlessNeeded(FoundJournal& found, const std::string& name)
   if (found.isDamaged()) {
     return ReplacedJournal::damaged;
   }
-  if (!found.handle || found.state != JournalState::sound || !isOfAnother(found, name)) {
+  if (found.state != JournalState::sound || !isOfAnother(found, name)) {
     return ReplacedJournal::none;
   }
   const bool unfinished = found.isUnfinished();

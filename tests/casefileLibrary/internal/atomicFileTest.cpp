@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include "../support/atomicFiles.h"
 #include "atomicFile.h"
@@ -21,6 +22,7 @@ TEST_F(AtomicFileTest, TakesNoNameThatNoFileCanHaveOrThatIsTaken) {
   EXPECT_NE(errorOfMaking(std::string("a\0b", 3)).find("no file can have this name"), std::string::npos);
   std::filesystem::create_directory(folder_.folder() / "folder");
   EXPECT_NE(errorOfMaking(folder_.path("folder")).find("is there and no regular file"), std::string::npos);
+  EXPECT_NE(errorOfMaking(folder_.path("folder")).find(std::generic_category().message(EEXIST)), std::string::npos);
   folder_.writePlain("file", "contents");
   EXPECT_NE(errorOfMaking(folder_.path("file"), {.replace = false, .sync = false}).find("is there already"),
             std::string::npos);
@@ -71,6 +73,18 @@ TEST_F(AtomicFileTest, RightsAreNotThoseOfAFileThatTakesTheNameMeanwhile) {
   }
 }
 
+TEST_F(AtomicFileTest, RightsAreNotThoseOfAFileThatReplacesTheOldOneMeanwhile) {
+  AtomicFile ordinary(folder_.path("ordinary"), {});
+  EXPECT_EQ(commit(ordinary), "");
+  folder_.writePlain("out", "old");
+  AtomicFile file(folder_.path("out"), {});
+  folder_.writePlain("planted", "planted");
+  std::filesystem::permissions(folder_.folder() / "planted", std::filesystem::perms::all);
+  std::filesystem::rename(folder_.folder() / "planted", folder_.folder() / "out");
+  EXPECT_EQ(commit(file), "");
+  EXPECT_EQ(rights("out"), rights("ordinary"));
+}
+
 TEST_F(AtomicFileTest, RightsAreThoseOfTheFileThatItReplaces) {
   folder_.writePlain("out", "old");
   std::filesystem::permissions(folder_.folder() / "out",
@@ -79,6 +93,35 @@ TEST_F(AtomicFileTest, RightsAreThoseOfTheFileThatItReplaces) {
   AtomicFile file(folder_.path("out"), {});
   EXPECT_EQ(commit(file), "");
   EXPECT_EQ(rights("out"), before);
+}
+
+TEST_F(AtomicFileTest, WaitsForTheDiskWhereItIsToldTo) {
+  for (const bool sync : {false, true}) {
+    AtomicFile file(folder_.path("out"), {.replace = true, .sync = sync});
+    support::SystemProbe probe;
+    EXPECT_EQ(commit(file), "");
+    EXPECT_EQ(probe.count("sync"), sync ? 1 : 0);
+    EXPECT_EQ(probe.count("syncFolder"), sync ? 1 : 0);
+  }
+  EXPECT_FALSE(AtomicFile::Rules{}.sync);
+}
+
+TEST_F(AtomicFileTest, ThatCannotBeClosedIsNotMade) {
+  AtomicFile file(folder_.path("out"), {});
+  support::SystemProbe probe;
+  probe.failEvery("close", EIO);
+  EXPECT_NE(commit(file).find("cannot be given its name"), std::string::npos);
+  EXPECT_FALSE(folder_.exists("out"));
+}
+
+TEST_F(AtomicFileTest, TriesOnceToRemoveItsWorkingFile) {
+  {
+    AtomicFile file(folder_.path("out"), {});
+    support::SystemProbe probe;
+    probe.failEvery("unlink", EPERM);
+    file.discard();
+  }
+  EXPECT_NE(workingName(), "") << "it was told that it stays";
 }
 
 TEST_F(AtomicFileTest, SaysWhatItCannotRemove) {

@@ -187,6 +187,12 @@ TEST_F(ChainsWithoutATable, HoldNoEmptyBlock) {
   EXPECT_EQ(chain.fileEnd, kRow0 + 24 + static_cast<int64>(zipped("a").size()));
 }
 
+TEST_F(ChainsWithoutATable, EndAtTheFirstWrongStreamWhereNoGapIsAskedFor) {
+  const BlockChain chain = followed(fileOf(wrongAtItsEnd() + zipped("x")));
+  EXPECT_TRUE(chain.records.empty());
+  EXPECT_TRUE(chain.gaps.empty());
+}
+
 TEST_F(ChainsWithoutATable, EndWithTheFile) {
   const BlockChain chain = followed(fileOf(zipped("a") + zipped("bc")));
   EXPECT_EQ(sizes(chain), (std::vector<std::int32_t>{1, 2}));

@@ -132,6 +132,39 @@ TEST_F(BlockProbes, LookAtAPositionOnce) {
   EXPECT_GT(bytes->reads, reads + 1);
 }
 
+// No block is longer in the file than in memory; a check value may be cut.
+TEST_F(BlockProbes, ReadNoMoreThanABlock) {
+  for (const std::size_t missing : {std::size_t{4}, std::size_t{5}}) {
+    std::string plain(support::kBlock - 1000, 'x');
+    plain.resize(plain.size() + support::kBlock + missing - support::zipped(plain, 0).size(), 'x');
+    const std::string stored = support::zipped(plain, 0);
+    ASSERT_EQ(stored.size(), support::kBlock + missing);
+    EXPECT_EQ(plainSize(stored + std::string(100, '.'), 0), missing == 4 ? static_cast<int64>(plain.size()) : 0);
+  }
+}
+
+TEST_F(BlockProbes, AskTheProgramWhetherToStop) {
+  int calls = 0;
+  ProgressReport stopping(
+      [&](const Progress& progress) {
+        EXPECT_EQ(progress.bytesDone, 0) << "no byte of the search";
+        ++calls;
+        return calls < 3 ? Next::proceed : Next::stop;
+      },
+      "f", "find");
+  SourceReader source(std::make_shared<support::ScriptedSource>(support::zipped("a") + support::zipped("b")));
+  BlockProbe probe(source, stopping);
+  EXPECT_EQ(probe.plainSizeAt(0), 1);
+  EXPECT_EQ(probe.plainSizeAt(static_cast<int64>(support::zipped("a").size())), 1);
+  EXPECT_EQ(probe.plainSizeAt(1), 0);
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(support::errorOf([&] {
+              probe.plainSizeAt(4096);
+              probe.plainSizeAt(0);
+            }).kind(),
+            ErrorKind::cancelled);
+}
+
 TEST_F(BlockProbes, LookBehindAHeading) {
   const std::string block = support::zipped(support::caseBytes(0, 1000));
   SourceReader source(std::make_shared<support::ScriptedSource>(std::string(34, '.') + block));
@@ -139,6 +172,8 @@ TEST_F(BlockProbes, LookBehindAHeading) {
   EXPECT_TRUE(probe.hasBlockBehind(10));
   EXPECT_FALSE(probe.hasBlockBehind(9));
   EXPECT_FALSE(probe.hasBlockBehind(11));
+  SourceReader small(std::make_shared<support::ScriptedSource>(std::string(24, '.') + support::zipped("x")));
+  EXPECT_TRUE(BlockProbe(small, report_).hasBlockBehind(0));
 }
 
 TEST_F(BlockProbes, GiveAFileUpWhoseBlocksTakeTooMuch) {
@@ -192,7 +227,9 @@ TEST(ForeignFiles, AreNamedByTheirFirstBytes) {
       other[at] ^= 0x40;
       EXPECT_EQ(formatOf(other), "") << words << ", " << at;
     }
-    EXPECT_EQ(formatOf(bytes.substr(0, bytes.size() - 1)), "") << words;
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+      EXPECT_EQ(formatOf(bytes.substr(0, length)), "") << words << ", " << length;
+    }
     support::BytesReader source(bytes);
     EXPECT_EQ(wordsForForeign(source), "is " + words + ", no compressed data file");
   }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../support/sources.h"
+#include "casefile/error.h"
 #include "check/findBlocks.h"
 #include "find/headingSearch.h"
 #include "find/locate.h"
@@ -125,6 +126,7 @@ TEST_F(Locating, AHeadingFitsByItselfInFrontOfABlockOrItsTable) {
   };
   EXPECT_THAT(places(of(100'000, 48, "\x78\x01 more")), ElementsAre(kRow0));
   EXPECT_THAT(places(of(kRow0 + 24, 24, "?? more")), ElementsAre(kRow0));
+  EXPECT_THAT(places(of(kRow0 + 24, 24, "")), ElementsAre(kRow0)) << "which ends the file";
   EXPECT_THAT(places(of(100'000, 48, "?? more")), ElementsAre());
   EXPECT_THAT(places(of(kRow0 + 23, 48, "\x78\x01 more")), ElementsAre());
   EXPECT_THAT(places(of(100'000, 23, "\x78\x01 more")), ElementsAre());
@@ -151,6 +153,73 @@ TEST_F(Locating, WhatLiesInsideATableIsThatFilesOwn) {
   const std::string inside = headingAlone(second);
   image.records[1] = decode<bInfo>(inside.data(), false);
   EXPECT_THAT(places(image.bytes()), ElementsAre(kRow0));
+}
+
+TEST_F(Locating, AWholeFileInsideATableIsThatFilesOwn) {
+  Image image = Image::of(kRow0, {1000, 500, 300, 200});
+  const int64 second = image.heading._infoPos + 2 * 24;
+  const std::string inside =
+      support::encoded(compressionHeading{second, second + 24, 24}) + Image::of(second, {}).table();
+  image.records[1] = decode<bInfo>(inside.data(), false);
+  image.records[2] = decode<bInfo>(inside.data() + 24, false);
+  EXPECT_THAT(places(image.bytes()), ElementsAre(kRow0));
+}
+
+TEST_F(Locating, ATableThatTheFileCutsIsNotAskedForItsFit) {
+  const std::string other = headingAlone(0);
+  const std::string bytes = other + Image::of(26, {1000, 500}).bytes().substr(26);
+  EXPECT_THAT(places(bytes), ElementsAre(26));
+  EXPECT_THAT(places(bytes.substr(0, bytes.size() - 1)), ElementsAre(0, 26));
+}
+
+TEST_F(Locating, HeadingsOneByteApartAreBothLookedAt) {
+  Image image = Image::of(1, {1000});
+  image.swapped = true;
+  std::string bytes = image.bytes();
+  bytes[0] = '\0';  // with the seven that follow it names position 0
+  EXPECT_THAT(places(bytes), ElementsAre(1));
+}
+
+TEST_F(Locating, APlaceThatIsToldNeedsAHeadingThere) {
+  const std::string bytes = Image::of(kRow0, {1000}).bytes();
+  SourceReader source(sourceOf(bytes));
+  EXPECT_EQ(locate(source, kRow0, ByteOrder::find, report_), (Place{kRow0, false}));
+  const auto errorAt = [&](int64 row0, ByteOrder order) {
+    const Error error = support::errorOf([&] { locate(source, row0, order, report_); });
+    EXPECT_EQ(error.filePosition().value_or(row0), row0);
+    return error.kind();
+  };
+  EXPECT_EQ(errorAt(kRow0, ByteOrder::other), ErrorKind::notADataFile);
+  EXPECT_EQ(errorAt(kRow0 + 1, ByteOrder::find), ErrorKind::notADataFile);
+  EXPECT_EQ(errorAt(static_cast<int64>(bytes.size()), ByteOrder::find), ErrorKind::notADataFile);
+  EXPECT_EQ(errorAt(-1, ByteOrder::find), ErrorKind::usage);
+}
+
+// At position 0 a heading names its place in both byte orders.
+TEST_F(Locating, AtTheFilesBeginningTheByteOrderIsThatOfTheTable) {
+  const auto placeOf = [&](int64 infoPos, int64 size, const std::string& behind) {
+    SourceReader source(sourceOf(support::encoded(compressionHeading{0, infoPos, size}, true) + behind));
+    return locate(source, 0, ByteOrder::find, report_);
+  };
+  EXPECT_EQ(placeOf(100'000, 48, "\x78\x01"), (Place{0, true})) << "which fits by itself";
+  EXPECT_EQ(placeOf(24, 24, "?? and some bytes that a table may have"), (Place{0, true}));
+  EXPECT_EQ(placeOf(25, 24, "?? and some bytes that a table may have"), (Place{0, true}));
+  EXPECT_EQ(placeOf(25, 16, "?? and some bytes that a table may have"), (Place{0, false})) << "no table is so small";
+}
+
+TEST_F(Locating, WhatIsNoDataFileIsRefusedAsAWhole) {
+  const auto errorOf = [&](const std::string& bytes) {
+    SourceReader source(sourceOf(bytes));
+    return support::errorOf([&] { locate(source, {}, ByteOrder::find, report_); });
+  };
+  for (const std::string bytes : {"nothing of the kind", "PK\x03\x04 and so on"}) {
+    const Error error = errorOf(bytes);
+    EXPECT_EQ(error.kind(), ErrorKind::notADataFile);
+    EXPECT_EQ(error.filePosition(), 0);
+  }
+  const std::string dictionary = "PK\x03\x04......";
+  EXPECT_STREQ(errorOf(dictionary + Image::of(kRow0, {1000}).bytes().substr(kRow0)).what(), "no error")
+      << "a dictionary part may begin like a file of another form";
 }
 
 // Both byte orders agree on such numbers.
@@ -224,6 +293,57 @@ TEST_F(Searching, StopsAtEachSign) {
   EXPECT_THAT(at("\x78\x01"), only(Sign::blockBeginning));
   EXPECT_THAT(at("\x78\x02"), ElementsAre());
   EXPECT_THAT(at("\x77\x01"), ElementsAre());
+}
+
+TEST_F(Searching, TakesNoHeadingForZerosThatHoldAnotherByte) {
+  for (std::size_t at = 0; at < 24; ++at) {
+    std::string heading(24, '\0');
+    heading[at] = '\x7f';
+    EXPECT_THAT(signs(std::string(50, '.') + heading + "\x78\x9c" + std::string(50, '.')), ElementsAre()) << at;
+  }
+}
+
+TEST_F(Searching, StopsAtNoSignThatNobodyAskedFor) {
+  const std::string dots(50, '.');
+  const auto found = [&](const std::string& sign, HeadingSearch::Signs wanted) {
+    SourceReader source(sourceOf(dots + sign + dots));
+    return HeadingSearch(source, wanted, report_).next(0).has_value();
+  };
+  using Signs = HeadingSearch::Signs;
+  const std::string table = support::encoded(bInfo{-100, 0, 1, 1});
+  const std::string zeros = std::string(24, '\0') + "\x78\x9c";
+  for (const Signs wanted : {Signs::headings, Signs::places, Signs::placesAndBlocks}) {
+    EXPECT_TRUE(found(number(50), wanted));
+    EXPECT_EQ(found(table, wanted), wanted != Signs::headings);
+    EXPECT_EQ(found(zeros, wanted), wanted != Signs::headings);
+    EXPECT_EQ(found("\x78\x01", wanted), wanted == Signs::placesAndBlocks);
+  }
+}
+
+TEST_F(Searching, StopsAtAHeadingOfZerosWhereverThePiecesEnd) {
+  for (std::size_t at = kPiece - 30; at <= kPiece + 2; ++at) {
+    std::string bytes(kPiece + 100, '.');
+    bytes.replace(at, 26, std::string(24, '\0') + "\x78\x9c");
+    EXPECT_THAT(signs(bytes), ElementsAre(std::pair{static_cast<int64>(at), Sign::zeroHeading})) << at;
+  }
+}
+
+TEST_F(Searching, GoesBackWhereItIsAskedTo) {
+  std::string bytes(2 * kPiece, '.');
+  bytes.replace(3, 2, "\x78\x01");
+  SourceReader source(sourceOf(bytes));
+  HeadingSearch search(source, HeadingSearch::Signs::placesAndBlocks, report_);
+  EXPECT_FALSE(search.next(static_cast<int64>(kPiece) + 50));
+  const auto find = search.next(0);
+  ASSERT_TRUE(find);
+  EXPECT_EQ(find->position, 3);
+}
+
+TEST_F(Searching, FindsNothingInAFileThatIsCutMeanwhile) {
+  const auto cut = sourceOf(std::string(100, '.'));
+  cut->mostAtOnce = 0;
+  SourceReader source(cut);
+  EXPECT_FALSE(HeadingSearch(source, HeadingSearch::Signs::placesAndBlocks, report_).next(0));
 }
 
 TEST_F(Searching, ReadsAPieceOnceWhereverTheSearchGoesOn) {

@@ -15,8 +15,10 @@
 #include "../../support/journals.h"
 #include "casefile/error.h"
 #include "casefile/randomAccessFile.h"
+#include "casefile/unfinishedAppend.h"
 #include "journal/beforeAppend.h"
 #include "journal/foundJournal.h"
+#include "journal/unfinishedAppend.h"
 #include "support/systemProbe.h"
 
 namespace casefile {
@@ -164,6 +166,75 @@ TEST_F(FilesBefore, AreNotSaidToHaveNoJournalWhereNobodyMayLook) {
   EXPECT_EQ(error->kind(), ErrorKind::system);
   EXPECT_EQ(error->code().value(), EACCES);
   EXPECT_THAT(error->what(), HasSubstr("its journal " + file_ + ".journal cannot be read"));
+}
+
+TEST_F(FoundJournals, AreToldByWhatTheyMeanForTheFile) {
+  const std::string own = journalOf("file");
+  folder_.writePlain("copy", image_.bytes());
+  folder_.writePlain("changed", image_.bytes() + "more");
+  const auto found = [&](const std::string& journal, const std::string& name = "file") {
+    leave(journal, name + ".journal");
+    return unfinishedAppendOf(folder_.path(name)).found;
+  };
+  EXPECT_EQ(found(own), JournalFound::unfinished);
+  EXPECT_EQ(found(damaged(own)), JournalFound::damaged);
+  EXPECT_EQ(found(journalOf("file", true)), JournalFound::none);
+  EXPECT_EQ(found("no journal at all"), JournalFound::none);
+  EXPECT_EQ(found(own, "copy"), JournalFound::none) << "it is as it was before";
+  EXPECT_EQ(found(own, "changed"), JournalFound::ofAnother);
+  EXPECT_FALSE(openAsAppendFinds(folder_.path("changed")).asBefore);
+  std::filesystem::create_hard_link(file_ + ".journal", folder_.path("second name"));
+  const UnfinishedAppend distrusted = unfinishedAppendOf(file_);
+  EXPECT_EQ(distrusted.found, JournalFound::notBelieved);
+  EXPECT_EQ(distrusted.why, "has another name too");
+  EXPECT_THAT(distrusted.what, HasSubstr("has the name of its journal, has another name too and is not believed"));
+}
+
+TEST_F(FoundJournals, OfAReplacedFileGoWhenTheyAreOfIt) {
+  folder_.writePlain("replaced", image_.bytes());
+  struct Case {
+    std::string bytes;
+    ReplacedJournal found;
+    bool stays;
+  };
+  const Case cases[] = {{journalOf("replaced"), ReplacedJournal::unfinished, false},
+                        {journalOf("replaced", true), ReplacedJournal::finished, false},
+                        {damaged(journalOf("replaced")), ReplacedJournal::damaged, true},
+                        {journalOf("file"), ReplacedJournal::none, true},
+                        {"no journal at all", ReplacedJournal::none, true}};
+  for (const Case& of : cases) {
+    leave(of.bytes);
+    EXPECT_EQ(removeJournalOfReplaced(file_).found, of.found);
+    EXPECT_EQ(folder_.exists("file.journal"), of.stays);
+  }
+}
+
+TEST_F(FilesBefore, AreJudgedWhereTheJournalIsOfTheFile) {
+  const auto sizeJudged = [&](bool asBefore) {
+    const JudgedFile judged = openAsAppendFinds(file_);
+    EXPECT_EQ(judged.asBefore, asBefore);
+    return judged.bytes->size();
+  };
+  const std::string appended = image_.bytes() + "more";
+  const auto length = static_cast<int64>(appended.size());
+  leave(journalOf("file"));
+  folder_.writePlain("file", appended);
+  EXPECT_EQ(sizeJudged(true), length - 4);
+  SystemProbe probe;
+  probe.before("open", [&] {
+    probe.before("open", [&] { probe.before("open", [&] { std::filesystem::remove(file_ + ".journal"); }); });
+  });
+  EXPECT_EQ(sizeJudged(false), length) << "the append has ended between two looks at its journal";
+  EXPECT_EQ(sizeJudged(false), length);
+  folder_.writePlain("file", image_.bytes());
+  leave(journalOf("file"));
+  std::string other = appended;
+  other[0] = static_cast<char>(other[0] ^ 1);
+  folder_.writePlain("file", other);
+  EXPECT_EQ(sizeJudged(false), length) << "what no append touches is another file's";
+  probe.before("open",
+               [&] { probe.before("open", [&] { probe.before("open", [&] { probe.failEvery("open", EIO); }); }); });
+  EXPECT_EQ(errorOf([&] { openAsAppendFinds(file_); })->kind(), ErrorKind::system);
 }
 
 /// A file without bytes that are not zero, as far as it tells.

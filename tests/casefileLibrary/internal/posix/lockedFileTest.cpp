@@ -138,6 +138,20 @@ TEST_F(ScopedFiles, GoWithTheObject) {
   EXPECT_FALSE(folder_.exists("f"));
 }
 
+TEST_F(ScopedFiles, ThatAreLeftStay) {
+  {
+    casefile::ScopedFile file(folder_.path("f"));
+    file.leave();
+  }
+  EXPECT_TRUE(folder_.exists("f"));
+}
+
+TEST_F(ScopedFiles, ThatAreGoneHaveNoNewName) {
+  casefile::ScopedFile file(folder_.path("f"));
+  std::filesystem::remove(folder_.folder() / "f");
+  EXPECT_EQ(errorOfRename(file, folder_.path("g")), ENOENT);
+}
+
 TEST_F(ScopedFiles, ThatNobodyCanTellApartAreNotMade) {
   support::SystemProbe probe;
   probe.failEvery("status", EIO);
