@@ -6,6 +6,7 @@ import contextlib
 import csv
 import io
 import os
+import re
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple, Union
 
 try:
@@ -164,8 +165,15 @@ def _whole_lines(text: bytes, mark: Optional[bytes]) -> bytes:
         end = found
 
 
+def _quote(options: Dict[str, Any]) -> Optional[bytes]:
+    return None if options.get("quoting") == csv.QUOTE_NONE else str(options.get("quotechar") or '"').encode()
+
+
 def _require_whole_quotes(place: _Place, text: bytes, position: int, options: Dict[str, Any]) -> None:
-    if text.count((options.get("quotechar") or '"').encode()) % 2:
+    mark, escape = _quote(options), options.get("escapechar")
+    if escape:
+        text = re.sub(re.escape(escape.encode()) + b".", b"", text, flags=re.DOTALL)
+    if mark and text.count(mark) % 2:
         raise ValueError(f"{place.path} cannot be cut into partitions near {position}: a line break seems to lie "
                          "between quotes, which quoted_line_breaks=True allows")
 
@@ -174,7 +182,8 @@ def _table(place: _Place, part: Range, head: bytes, meta: Any, options: Dict[str
            index: int) -> Any:
     import pandas
     text = _lines(place, part, quotes, index)
-    _require_whole_quotes(place, text, part.start, options)
+    if part != Range(place.row0 or 0, place.size or 0):
+        _require_whole_quotes(place, text, part.start, options)
     if not text:
         return meta
     frame = pandas.read_csv(io.BytesIO(head + text), **options)
@@ -191,10 +200,11 @@ def _table(place: _Place, part: Range, head: bytes, meta: Any, options: Dict[str
 
 def _mark(options: Dict[str, Any]) -> bytes:
     """Returns: the quote, where counting quotes tells what lies between them."""
-    if options.get("escapechar") or options.get("doublequote", True) is False or options.get("quoting") == csv.QUOTE_NONE:
+    mark = _quote(options)
+    if options.get("escapechar") or options.get("doublequote", True) is False or mark is None:
         raise ValueError("quoted_line_breaks are found by counting quotes, which escapechar, doublequote=False and "
                          "QUOTE_NONE make impossible")
-    return str(options.get("quotechar") or '"').encode()
+    return mark
 
 
 def _require_each_heads_lines(head: bytes, sample: bytes, options: Dict[str, Any]) -> None:
@@ -202,7 +212,7 @@ def _require_each_heads_lines(head: bytes, sample: bytes, options: Dict[str, Any
     then twice the lines are twice the rows.
     """
     import pandas
-    lines = _whole_lines(sample[:_STEP], str(options.get("quotechar") or '"').encode()) or sample
+    lines = _whole_lines(sample[:_STEP], _quote(options)) or sample
     once, twice = (len(pandas.read_csv(io.BytesIO(head + lines * times), **options)) for times in (1, 2))
     if callable(options.get("skiprows")) or twice != 2 * once:
         raise ValueError("each partition is read behind the dictionary part: header, names and skiprows must use up its "
@@ -231,8 +241,9 @@ def read_csv(path: str, partition_size: Union[int, str] = _PARTITION, *, row0: O
     with _opened(plan.place) as file:
         sample = file.read_at(whole.start, min(BLOCK_SIZE, whole.stop - whole.start))
     if len(sample) < whole.stop - whole.start:
-        sample = _whole_lines(sample, mark)
-    _require_whole_quotes(plan.place, sample, whole.start, options)
+        sample = _whole_lines(sample, mark if len(parts) > 1 else _quote(options))
+    if len(parts) > 1:
+        _require_whole_quotes(plan.place, sample, whole.start, options)
     import pandas
     meta = pandas.read_csv(io.BytesIO(plan.dictionary + sample), **options).iloc[:0]
     if len(parts) > 1 and sample:

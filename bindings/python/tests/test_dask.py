@@ -145,6 +145,21 @@ def test_options_of_a_whole_table_are_refused(table_file, name, value):
         casefile.dask.read_csv(str(table_file), BLOCK, **{name: value})
 
 
+@pytest.mark.parametrize("inches, options", ((b'5"', {"quoting": 3}), (b'"5\\""', {"escapechar": "\\"})),
+                         ids=("no quotes", "escaped"))
+def test_quotes_that_enclose_nothing_are_no_doubt(tmp_path, inches, options):
+    with casefile.create(tmp_path / "inches.case", b"number,text\n") as writer:
+        writer.write(b"1,a\n" * (BLOCK // 2) + b"2," + inches + b"\n")
+    found = casefile.dask.read_csv(str(tmp_path / "inches.case"), BLOCK, **options)
+    assert found.npartitions > 1 and found.text.compute().iloc[-1] == '5"'
+
+
+def test_a_table_in_one_partition_is_not_cut(tmp_path):
+    with casefile.create(tmp_path / "inches.case", b"number,text\n") as writer:
+        writer.write(b'2,5" pipe\n3,b\n')
+    assert list(casefile.dask.read_csv(str(tmp_path / "inches.case")).text.compute()) == ['5" pipe', "b"]
+
+
 def test_other_types_than_the_first_lines_have_are_an_error(tmp_path):
     path = tmp_path / "types.case"
     with casefile.create(path, b"number\n") as writer:
