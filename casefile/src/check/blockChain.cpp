@@ -77,7 +77,6 @@ class Walk {
     ++chain_.blocks;
     chain_.logicalEnd += plainSize;
     chain_.fileEnd += compressedSize;
-    chain_.fault.clear();
   }
 
   std::optional<Named> nextNamed(const StreamFacts& facts) {
@@ -125,17 +124,16 @@ class Walk {
   BlockChain chain_;
 };
 
-Layout withoutTable(const SourceReader& source, int64 row0) {
+Layout withoutTable(int64 row0) {
   Layout layout;
   layout.place.row0 = row0;
-  layout.fileSize = source.size();
   return layout;
 }
 
 }  // namespace
 
 BlockChain followBlocks(SourceReader& source, int64 row0, ProgressReport& report) {
-  const Layout layout = withoutTable(source, row0);
+  const Layout layout = withoutTable(row0);
   return Walk(source, layout, {}, report).run(false);
 }
 

@@ -2,10 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "../support/damagedFiles.h"
 #include "../support/sources.h"
 #include "check/blockChain.h"
+#include "check/blockCheck.h"
 #include "check/blockSweep.h"
 #include "check/layout.h"
 #include "progressReport.h"
@@ -22,6 +25,7 @@
 namespace casefile {
 namespace {
 
+using datasource::form::StreamFacts;
 using support::Image;
 using support::kBlock;
 using support::zipped;
@@ -89,6 +93,60 @@ TEST_F(Chains, GoOnBehindAGapWhereTheTableNamesASoundBlock) {
   }
 }
 
+TEST_F(Chains, TakeNoRecordOfABlockThatLiesElsewhere) {
+  Image image = Image::of(kRow0, {1000, 500, 300});
+  image.records[1] = image.records[2];
+  EXPECT_EQ(sizes(beyondGaps(image.bytes())), (std::vector<std::int32_t>{1000, 500, 300}));
+}
+
+TEST_F(Chains, TellTheProgramOfEachByteOnce) {
+  Image image = Image::of(kRow0, {1000, 500, 300, 200});
+  support::breakBlock(image, 1);
+  image.records[3].orginalSize = 0;
+  const std::string bytes = image.bytes();
+  std::vector<Progress> told;
+  ProgressReport report(
+      [&](const Progress& progress) {
+        told.push_back(progress);
+        return Next::proceed;
+      },
+      "f", "recover");
+  SourceReader source(std::make_shared<support::ScriptedSource>(bytes));
+  const Layout layout = readLayout(source, {kRow0, false}, report);
+  ASSERT_TRUE(told.empty());
+  BlockSweep(source, layout, report).run(1);
+  std::vector<std::int64_t> done;
+  std::int64_t sum = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    sum += i < 3 ? image.records[i].translateSize : 0;
+    done.push_back(sum);
+  }
+  ASSERT_EQ(told.size(), done.size());
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(told[i].bytesDone, done[i]);
+    EXPECT_EQ(told[i].bytesInAll, sum) << "blocks whose records cannot be used are not looked into";
+  }
+  told.clear();
+  followBeyondGaps(source, layout, 1, report);
+  ASSERT_GT(told.size(), 4U);
+  EXPECT_EQ(told[4].bytesDone, image.records[0].translateSize);
+  EXPECT_EQ(told[5].bytesDone, image.records[0].translateSize + image.records[1].translateSize) << "the gap";
+  EXPECT_EQ(told.back().bytesDone, static_cast<std::int64_t>(bytes.size()));
+  EXPECT_EQ(told.back().bytesInAll, static_cast<std::int64_t>(bytes.size()));
+}
+
+TEST_F(Chains, SweepAnyNumberOfBlocksAndListAThousandFaults) {
+  Layout layout;
+  layout.records.assign(1001, bInfo{0, 0, 10, 5});
+  layout.logicalStarts.assign(1001, 0);
+  SourceReader source(std::make_shared<support::ScriptedSource>("....."));
+  const SweptBlocks swept = BlockSweep(source, layout, report_).run(1);
+  EXPECT_EQ(std::count(swept.damaged.begin(), swept.damaged.end(), true), 1001);
+  ASSERT_EQ(swept.faults.size(), 1000U);
+  EXPECT_TRUE(swept.faults[0].isDamage);
+  EXPECT_TRUE(swept.faults[0].hindersReading);
+}
+
 TEST_F(Chains, EndWhereNothingNamesABlockBehind) {
   Image image = Image::of(kRow0, {1000, 500});
   support::breakBlock(image, 1);
@@ -97,7 +155,7 @@ TEST_F(Chains, EndWhereNothingNamesABlockBehind) {
   EXPECT_EQ(chain.blocks, 1U);
   EXPECT_EQ(chain.logicalEnd, kRow0 + 1000);
   EXPECT_EQ(chain.fileEnd, image.records[1].translatePos);
-  EXPECT_NE(chain.fault, "");
+  EXPECT_THAT(chain.fault, testing::StartsWith("the zlib stream"));
   EXPECT_EQ(upToFirstGap(chain).records.size(), 1U);
 }
 
@@ -163,6 +221,12 @@ TEST_F(ChainsWithoutATable, GoOnBehindAStreamThatIsWrongAtItsEnd) {
   }
 }
 
+TEST_F(ChainsWithoutATable, GoOnBehindAStreamOfOneByte) {
+  std::string wrong = zipped("x");
+  wrong.back() = static_cast<char>(wrong.back() ^ 1);
+  EXPECT_EQ(beyondGaps(fileOf(wrong + zipped("y"))).gaps.size(), 1U);
+}
+
 TEST_F(ChainsWithoutATable, EndWhereNoSoundBlockFollows) {
   const std::string wrong = wrongAtItsEnd();
   const std::vector<std::string> ends = {wrong,
@@ -216,6 +280,47 @@ TEST_F(Chains, AreSweptBlockByBlock) {
     EXPECT_EQ(swept.faults[0].filePosition, image.records[0].translatePos);
     EXPECT_TRUE(swept.faults[0].isDamage);
   }
+}
+
+class BlockChecks : public testing::Test {
+ protected:
+  /// What is wrong with a block that has this record.
+  static std::optional<StreamFault> faultOf(const std::string& bytes, std::int32_t plainSize, std::size_t size) {
+    SourceReader source(std::make_shared<support::ScriptedSource>(bytes + "more bytes than it has"));
+    return BlockCheck(source).faultOf(bInfo{0, 0, plainSize, static_cast<std::int32_t>(size)});
+  }
+};
+
+TEST_F(BlockChecks, TellHowARecordAndItsBlockDiffer) {
+  const std::string block = zipped(support::caseBytes(0, 1000));
+  EXPECT_FALSE(faultOf(block, 1000, block.size()));
+  std::string wrongAtItsEnd = block;
+  wrongAtItsEnd.back() = static_cast<char>(wrongAtItsEnd.back() ^ 1);
+  struct Case {
+    const std::string& bytes;
+    std::int32_t plainSize;
+    std::size_t size;
+    FaultKind kind;
+  };
+  const Case cases[] = {{block, 1000, block.size() + 3, FaultKind::streamSize},
+                        {block, 999, block.size(), FaultKind::plainSize},
+                        {block, 1001, block.size(), FaultKind::plainSize},
+                        {block, 1000, block.size() - 20, FaultKind::streamCut},
+                        {wrongAtItsEnd, 1000, block.size(), FaultKind::streamDamaged},
+                        {wrongAtItsEnd, 1000, block.size() + 3, FaultKind::streamDamaged}};
+  for (const Case& of : cases) {
+    const auto fault = faultOf(of.bytes, of.plainSize, of.size);
+    ASSERT_TRUE(fault) << of.plainSize << ", " << of.size;
+    EXPECT_EQ(fault->kind, of.kind) << fault->what;
+  }
+}
+
+TEST_F(BlockChecks, GiveTheCodecsWordsWhereItHasAny) {
+  StreamFacts facts;
+  facts.verdict = datasource::form::Verdict::damaged;
+  EXPECT_EQ(casefile::faultOf(facts)->what, "the zlib stream is damaged");
+  facts.damage = "of some kind";
+  EXPECT_EQ(casefile::faultOf(facts)->what, "the zlib stream is damaged: of some kind");
 }
 
 class Remainders : public testing::Test {

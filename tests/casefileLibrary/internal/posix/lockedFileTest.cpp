@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "casefile/error.h"
+#include "files.h"
 #include "journal/scopedFile.h"
 #include "lockedFile.h"
 #include "support/systemProbe.h"
@@ -87,6 +88,37 @@ TEST_F(LockedFiles, AreTheOnesThatTheNameLeadsToWhenTheyAreLocked) {
   EXPECT_EQ(casefile::files::statusOf(folder_.path("f"))->identity, file.lock().identity());
   EXPECT_NO_THROW(file.requireName());
   EXPECT_EQ(probe.count("claim"), 2);
+}
+
+TEST_F(LockedFiles, AreLockedAgainWhenTheNameComesBack) {
+  support::SystemProbe probe;
+  probe.before("statusOf", [&] {
+    std::filesystem::rename(folder_.folder() / "f", folder_.folder() / "g");
+    folder_.writePlain("f", "another");
+    probe.before("open", [&] { std::filesystem::rename(folder_.folder() / "g", folder_.folder() / "f"); });
+  });
+  LockedFile file(folder_.path("f"));
+  EXPECT_EQ(folder_.readWhole("f"), "contents");
+  EXPECT_NO_THROW(file.requireName());
+}
+
+TEST_F(LockedFiles, TellWhoHasTheLock) {
+  namespace platform = datasource::platform;
+  platform::SystemCalls calls = platform::ownSystemCalls;
+  calls.lockHolder = [](int) { return 4711; };
+  const auto fails = [](int) {
+    errno = EBUSY;
+    return -1;
+  };
+  for (const auto call : {&platform::SystemCalls::claim, &platform::SystemCalls::lockWriters}) {
+    platform::SystemCalls locked = calls;
+    locked.*call = fails;
+    const auto* const before = platform::replaceSystemCalls(&locked);
+    const Error error = lockError();
+    platform::replaceSystemCalls(before);
+    EXPECT_EQ(error.kind(), ErrorKind::busy);
+    EXPECT_NE(std::string(error.what()).find("(process 4711)"), std::string::npos) << error.what();
+  }
 }
 
 TEST_F(LockedFiles, AreNotWrittenUnderANameThatLeadsElsewhere) {
