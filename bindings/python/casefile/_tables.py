@@ -24,4 +24,11 @@ def read_csv(source: Source, *, row0: Optional[int] = None, threads: Optional[in
     if options.get("iterator") or options.get("chunksize"):
         raise ValueError("for a table in pieces: pandas.read_csv(casefile.open(...), chunksize=...)")
     with open_file(source, row0=row0, threads=threads, cache=0) as file, ahead(file, 0) as decoded:
-        return pandas.read_csv(decoded, **options)
+        try:
+            return pandas.read_csv(decoded, **options)
+        except pandas.errors.ParserError as raised:
+            # A signal that came while pandas was parsing is handled when it calls read() next. Until Python 3.12 that
+            # exception has no value yet, for want of which pandas raises its own; any other has one, and comes out.
+            if "Calling read" in str(raised):
+                raise KeyboardInterrupt from None
+            raise

@@ -1,6 +1,7 @@
 """Tables through pandas."""
 
 import io
+import signal
 import threading
 
 import numpy
@@ -108,3 +109,16 @@ def test_damage_is_raised_where_the_decoding_ahead_meets_it(table_file):
         casefile.read_csv(data)
     with pytest.raises(casefile.DamagedError), io.BufferedReader(casefile.open(data)) as raw:
         raw.read()
+
+
+class InterruptedAhead(ahead):
+    def read1(self, size=-1):
+        signal.raise_signal(signal.SIGINT)
+        return super().read1(size)
+
+
+def test_ctrl_c_comes_out_of_pandas_as_it_is(table_file, monkeypatch):
+    # A signal that comes while pandas parses is handled when it calls read(), and was a ParserError then.
+    monkeypatch.setattr(casefile._tables, "ahead", InterruptedAhead)
+    with pytest.raises(KeyboardInterrupt):
+        casefile.read_csv(table_file)
