@@ -142,7 +142,11 @@ std::size_t VORN_File::WriteEnciphered(const void* buffer, std::size_t size, int
 
 std::size_t VORN_File::DecipherInPlace(void* buffer, std::size_t rawCount, int64 position) {
   // Kept as is: Size puts the descriptor back to the position remembered before this read.
+  errno = 0;
   const int64 fileSize = Size();
+  if (fileSize < 0) {
+    Fail(Side::reading, errno);  // where the data end cannot be told, so the filler would be delivered with them
+  }
   std::size_t count = rawCount;
   if (rawCount != 0) {
     auto* const bytes = static_cast<unsigned char*>(buffer);

@@ -35,6 +35,16 @@ TEST_F(EncryptedFailure, AWriteTooLargeForTheCiphersLengthsIsRefusedBeforeAnythi
   EXPECT_THAT(cipher.list(), IsEmpty());
 }
 
+TEST_F(EncryptedFailure, AReadThatCannotTellTheFilesEndRaisesAndDeliversNoFiller) {
+  writeFinished("f", 20);
+  file->Close();
+  open("f", "rb");
+  probe.failNth(CallKind::seek, 1, EIO);  // that to the file's end
+  EXPECT_EQ(raisedBy([this] { readString(32, 0); }), (Raised{1003, EIO}));
+  probe.failNone();
+  EXPECT_EQ(readString(32, 0), selfDescribing(0, 20));
+}
+
 TEST_F(EncryptedFailure, AWriteRepeatedBehindAPartialTransferStartsWhereTheFailedOneDid) {
   open("f", "w+b");
   writeString(selfDescribing(0, 32), 0);
