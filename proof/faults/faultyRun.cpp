@@ -37,6 +37,7 @@ struct Outcome {
   Told told = Told::nothing;
   std::string error;         // what an error said
   std::string wrong;         // what no error may be
+  std::string kept;          // the kept rule that was met
   bool failed = false;       // the fault was met
   bool keptByFault = false;  // what was to be removed could not be
 };
@@ -49,6 +50,11 @@ Outcome runScenario(const Scenario& scenario) {
   } catch (const Wrong& wrong) {
     const HarnessAllocations own;
     outcome.wrong = wrong.what();
+  } catch (const KeptRule& rule) {
+    const HarnessAllocations own;
+    outcome.kept = rule.what();
+  } catch (const AssertionThrown&) {
+    outcome.told = Told::failure;
   } catch (const casefile::Error& error) {
     const HarnessAllocations own;
     outcome.told = Told::failure;
@@ -125,7 +131,19 @@ std::string judge(const Scenario& scenario, const Outcome& outcome, const Memory
   ++tally[!outcome.failed                 ? "runs that did not meet the fault"
           : outcome.told == Told::failure ? "failures told"
                                           : "successes, or given up"];
-  return outcome.wrong.empty() ? scenario.judge(image, outcome.told) : outcome.wrong;
+  if (!outcome.wrong.empty()) {
+    return outcome.wrong;
+  }
+  std::string kept = outcome.kept;
+  if (kept.empty()) {
+    try {
+      return scenario.judge(image, outcome.told);
+    } catch (const KeptRule& rule) {
+      kept = rule.what();
+    }
+  }
+  ++tally["kept: " + kept];
+  return "";
 }
 
 std::string withError(const std::string& wrong, const Outcome& outcome) {
@@ -148,11 +166,11 @@ std::string runWithFaults(const Scenario& scenario, const std::vector<PlannedFau
   return withError(judge(scenario, outcome, disk, tally), outcome);
 }
 
-std::string runWithoutMemory(const Scenario& scenario, int number, Tally& tally) {
+std::string runWithoutMemory(const Scenario& scenario, int number, bool forGood, Tally& tally) {
   MemoryDisk disk(scenario.atFirst);
   Outcome outcome;
   {
-    const AllocationFailure failure(static_cast<std::uint64_t>(number));
+    const AllocationFailure failure(static_cast<std::uint64_t>(number), forGood);
     outcome = runScenario(scenario);
     outcome.failed = failure.met();
   }
@@ -168,8 +186,9 @@ Counts countOf(const Scenario& scenario) {
   });
   const std::uint64_t before = allocationsMade();
   const Outcome outcome = runScenario(scenario);
-  if (!outcome.wrong.empty()) {
-    throw std::logic_error(scenario.name + ", undisturbed: " + outcome.wrong);
+  const std::string& wrong = outcome.wrong.empty() ? outcome.kept : outcome.wrong;
+  if (!wrong.empty()) {
+    throw std::logic_error(scenario.name + ", undisturbed: " + wrong);
   }
   return {calls, allocationsMade() - before};
 }

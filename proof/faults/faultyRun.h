@@ -39,8 +39,8 @@ struct PlannedFault {
 std::string runWithFaults(
     const Scenario& scenario, const std::vector<PlannedFault>& planned, Tally& tally,
     const std::function<void()>& beforeCall = [] {});
-/// The same while one allocation fails, counted from 1.
-std::string runWithoutMemory(const Scenario& scenario, int number, Tally& tally);
+/// The same while one allocation fails, counted from 1, and every one behind it if `forGood`.
+std::string runWithoutMemory(const Scenario& scenario, int number, bool forGood, Tally& tally);
 
 /// What a scenario does when nothing fails.
 struct Counts {

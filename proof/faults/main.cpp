@@ -44,8 +44,8 @@ std::string runWithoutThread(const Scenario& scenario, int number, Tally& tally)
   return wrong;
 }
 
-// For each scenario: every way to fail at every call, then no memory at every allocation, then no thread at every
-// start. Threads make the numbers vary, so there are some more calls and allocations.
+// For each scenario: every way to fail at every call, then no memory at every allocation and from there on, then no
+// thread at every start. Threads make the numbers vary, so there are some more calls and allocations.
 class FaultHarness : public Harness {
  public:
   FaultHarness() : scenarios_(allScenarios()) {
@@ -74,16 +74,20 @@ class FaultHarness : public Harness {
       return told(scenario, fault.name, number, runWithFaults(scenario, {{&fault, number}}, tally));
     }
     index -= counts_[at].calls * kFaultCount;
-    if (index < counts_[at].allocations) {
-      const auto number = static_cast<int>(index) + 1;
-      return told(scenario, "no memory once", number, runWithoutMemory(scenario, number, tally));
+    if (index < counts_[at].allocations * 2) {
+      const auto number = static_cast<int>(index / 2) + 1;
+      const bool forGood = index % 2 == 1;
+      return told(scenario, forGood ? "no memory from there on" : "no memory once", number,
+                  runWithoutMemory(scenario, number, forGood, tally));
     }
-    const auto number = static_cast<int>(index - counts_[at].allocations) + 1;
+    const auto number = static_cast<int>(index - counts_[at].allocations * 2) + 1;
     return told(scenario, "no thread once", number, runWithoutThread(scenario, number, tally));
   }
 
  private:
-  static std::uint64_t casesOf(const Uses& uses) { return uses.calls * kFaultCount + uses.allocations + uses.starts; }
+  static std::uint64_t casesOf(const Uses& uses) {
+    return uses.calls * kFaultCount + uses.allocations * 2 + uses.starts;
+  }
 
   static std::string told(const Scenario& scenario, const std::string& what, int number, const std::string& wrong) {
     return wrong.empty() ? wrong : scenario.name + ", " + what + " at " + std::to_string(number) + ": " + wrong;

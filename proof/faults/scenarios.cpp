@@ -1,80 +1,23 @@
 #include "faults/scenarios.h"
 
-#include <atomic>
-#include <exception>
+#include <algorithm>
 #include <optional>
-#include <stdexcept>
+#include <span>
 
-#include "Datasource/platform/assertion.h"
-#include "Datasource/platform/throwError.h"
 #include "Datasource/zcmpsFilestr.h"
 #include "casefile/casefile.h"
+#include "faults/uses.h"
 #include "support/allocations.h"
 #include "support/oracle.h"
 
 namespace proof {
 namespace {
 
-const std::string kFile = "/disk/file.case";
 const std::string kOutput = "/disk/out.case";
-const std::string kDictionary = "name,age,city\n";
-const auto kRow0 = static_cast<std::int64_t>(kDictionary.size());
-constexpr std::size_t kBlock = 4096;
-constexpr std::size_t kBytes = 2 * kBlock + 700;
-constexpr std::size_t kMore = kBlock + 300;
-constexpr std::size_t kPiece = 1500;
-
-std::atomic<int> reports = 0;
-void noteAssertion(const wchar_t* /*text*/, const wchar_t* /*file*/, unsigned int /*line*/) { ++reports; }
-void noteLost(const char* /*where*/, const std::exception_ptr& /*error*/) { ++reports; }
 
 std::string aboutWhatStays;
 
-// How the use of a stream ends.
-enum class End { close, destroy, unwind, giveUp };
-
-struct Unwinding {};
-
-Bytes caseData(std::size_t count, std::size_t from = 0) {
-  Bytes bytes(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t at = from + i;
-    bytes[i] = static_cast<unsigned char>(at % 8 == 0 ? at / 8 * 2654435761U >> 24 : at / 8 >> (at % 8 - 1));
-  }
-  return bytes;
-}
-
-std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
-
-Image sound() { return {{kFile, makeByTheBook(kDictionary, caseData(kBytes))}}; }
-
-Bytes logical(std::size_t cases) {
-  Bytes bytes(kDictionary.begin(), kDictionary.end());
-  const Bytes data = caseData(cases);
-  bytes.insert(bytes.end(), data.begin(), data.end());
-  return bytes;
-}
-
-Told told(bool well) { return well && reports == 0 ? Told::success : Told::failure; }
-
 // --- what is judged
-
-// Every byte that is there is right and is there by the book, if success was told.
-std::string holds(const Image& image, const std::string& name, std::size_t cases) {
-  const auto found = image.find(name);
-  if (found == image.end()) {
-    return "success was told, and there is no file";
-  }
-  const Contents contents = readByTheBook(found->second, kRow0, kBlock);
-  if (!contents.sound) {
-    return "success was told, and the file is damaged";
-  }
-  return contents.logical() == logical(cases) ? "" : "success was told, and the file holds something else";
-}
-
-std::string unchanged(const Image& image, const Image& before) {
-  return image == before ? "" : "what was only read has changed, or something was left behind";
-}
 
 // A new file by a stream: a failure may leave anything, which the program was told.
 std::string judgeStreamWrite(const Image& image, Told told) {
@@ -137,35 +80,6 @@ std::string judgeAppender(const Image& image, Told told) {
 
 // --- streams
 
-// Ends a stream in one of its ways. Returns: what was told.
-Told finish(zcmpsFilestr& stream, End end) {
-  switch (end) {
-    case End::close:
-      return told(stream.Close() == 1);
-    case End::unwind:
-      throw Unwinding();
-    case End::giveUp:
-      stream.giveUp();
-      return Told::nothing;
-    default:
-      return Told::success;  // unless its destructor says otherwise
-  }
-}
-
-// Runs the use of a stream whose destructor may tell something too.
-template <typename Use>
-Told useStream(Use use) {
-  reports = 0;
-  Told result = Told::nothing;
-  try {
-    result = use();
-  } catch (const Unwinding&) {
-    // a destructor that meets an error then can only report it
-    return reports == 0 ? Told::success : Told::failure;
-  }
-  return reports == 0 ? result : Told::failure;
-}
-
 Told writeByStream(int mode, End end) {
   return useStream([=] {
     bool taken = true;
@@ -200,13 +114,6 @@ Told appendByStream(End end) {
   });
 }
 
-void requireRight(const unsigned char* bytes, std::size_t count, std::size_t at, const Bytes& expected) {
-  if (at + count > expected.size() ||
-      !std::equal(bytes, bytes + count, expected.begin() + static_cast<std::ptrdiff_t>(at))) {
-    throw Wrong("wrong bytes were delivered at " + std::to_string(at));
-  }
-}
-
 Told readByStream(int mode, End end) {
   return useStream([=] {
     VORN_FileStream plain(kFile.c_str(), "rb");
@@ -222,8 +129,8 @@ Told readByStream(int mode, End end) {
       requireRight(piece.data(), got, at, expected);
     }
     const Told result = finish(stream, end);
-    if (result == Told::success && reports == 0 && at != expected.size()) {
-      throw Wrong("an end at " + std::to_string(at) + " without a word");
+    if (result == Told::success && !anythingReported() && at != expected.size()) {
+      tellWrong("an end without a word", at);
     }
     return result;
   });
@@ -356,7 +263,7 @@ Told readByReader(std::size_t threads, bool finds) {
     requireRight(piece.data(), got, static_cast<std::size_t>(at), expected);
   }
   if (next != expected.size()) {
-    throw Wrong("an end at " + std::to_string(next) + " without a word");
+    tellWrong("an end without a word", next);
   }
   return Told::success;
 }
@@ -374,19 +281,6 @@ Told recoverFile(std::size_t threads) {
   options.threads = threads;
   options.row0 = kRow0;
   return casefile::recover(kFile, kOutput, options).complete() ? Told::success : Told::nothing;
-}
-
-const char* nameOf(End end) {
-  switch (end) {
-    case End::close:
-      return "closed";
-    case End::destroy:
-      return "destroyed";
-    case End::unwind:
-      return "unwound";
-    default:
-      return "given up";
-  }
 }
 
 void addStreams(std::vector<Scenario>& all) {
@@ -408,6 +302,20 @@ void addStreams(std::vector<Scenario>& all) {
   all.push_back(
       {"a stream reads ahead", sound(), readAhead, [](const Image& image, Told) { return unchanged(image, sound()); }});
   all.push_back({"two streams share a file", {{kFile, {}}}, shareFile, judgeShared});
+}
+
+// What there is so far, where an assertion ends the operation.
+void addWithThrowingHandler(std::vector<Scenario>& all) {
+  const std::size_t count = all.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    Scenario scenario = all[i];
+    scenario.name = "assertions throw: " + scenario.name;
+    scenario.act = [act = all[i].act] {
+      const ThrowingHandler throwing;
+      return act();
+    };
+    all.push_back(std::move(scenario));
+  }
 }
 
 void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
@@ -440,16 +348,15 @@ void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
 std::vector<Scenario> allScenarios(std::size_t threads) {
   std::vector<Scenario> all;
   addStreams(all);
+  addWithThrowingHandler(all);
+  for (Scenario& scenario : moreStreamScenarios()) {
+    all.push_back(std::move(scenario));
+  }
   addLibrary(all, 1);
   addLibrary(all, threads);
   return all;
 }
 
 const std::string& wordsAboutWhatStays() { return aboutWhatStays; }
-
-void listenToReports() {
-  datasource::platform::setAssertionHandler(noteAssertion);
-  datasource::platform::setLostErrorHandler(noteLost);
-}
 
 }  // namespace proof

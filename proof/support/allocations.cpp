@@ -12,13 +12,21 @@ std::atomic<std::size_t> inUse = 0;
 std::atomic<std::size_t> most = 0;
 std::atomic<std::uint64_t> made = 0;
 std::atomic<std::uint64_t> failing = 0;  // the call of that number fails; 0: none
+std::atomic<bool> failsForGood = false;  // and those behind it do
 thread_local int ofTheHarness = 0;       // above 0: allocations are not the library's
 
-// The number of a call, which may be the one that fails.
-void refuseIfItsTurn() {
-  if (ofTheHarness == 0 && ++made == failing) {
+// Takes what `new` shall return. The heap's own call is not another one.
+template <typename... Alignment>
+void* take(std::size_t size, Alignment... alignment) {
+  if (proof::nextAllocationFails()) {
     throw std::bad_alloc();
   }
+  const proof::HarnessAllocations own;
+  void* const memory = proof::takeFromHeap(size, alignment...);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
 }
 
 void noteTaken(std::size_t size) {
@@ -34,20 +42,12 @@ void releaseAligned(void* memory) noexcept { inUse -= proof::giveAlignedToHeap(m
 }  // namespace
 
 void* operator new(std::size_t size) {
-  refuseIfItsTurn();
-  void* const memory = proof::takeFromHeap(size);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
+  void* const memory = take(size);
   noteTaken(proof::sizeInHeap(memory));
   return memory;
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-  refuseIfItsTurn();
-  void* const memory = proof::takeFromHeap(size, static_cast<std::size_t>(alignment));
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
+  void* const memory = take(size, static_cast<std::size_t>(alignment));
   noteTaken(proof::sizeOfAlignedInHeap(memory));
   return memory;
 }
@@ -86,10 +86,22 @@ std::size_t AllocationWatch::peak() const noexcept { return most - before_; }
 
 std::uint64_t allocationsMade() noexcept { return made; }
 
+bool nextAllocationFails() noexcept {
+  if (ofTheHarness != 0) {
+    return false;
+  }
+  const std::uint64_t now = ++made;
+  const std::uint64_t at = failing;
+  return at != 0 && (now == at || (failsForGood && now > at));
+}
+
 HarnessAllocations::HarnessAllocations() noexcept { ++ofTheHarness; }
 HarnessAllocations::~HarnessAllocations() { --ofTheHarness; }
 
-AllocationFailure::AllocationFailure(std::uint64_t number) noexcept : at_(made + number) { failing = at_; }
+AllocationFailure::AllocationFailure(std::uint64_t number, bool forGood) noexcept : at_(made + number) {
+  failsForGood = forGood;
+  failing = at_;
+}
 AllocationFailure::~AllocationFailure() { failing = 0; }
 bool AllocationFailure::met() const noexcept { return made >= at_; }
 

@@ -17,8 +17,11 @@ class AllocationWatch {
   std::size_t before_;
 };
 
-/// Returns: how often `new` was called, in all threads.
+/// Returns: how often memory was asked for, in all threads: by `new`, and by what asks nextAllocationFails.
 std::uint64_t allocationsMade() noexcept;
+
+/// Counts one more allocation. Returns: whether it is to fail.
+bool nextAllocationFails() noexcept;
 
 /// What its thread allocates while it lives is the harness's own: it neither fails nor counts.
 class HarnessAllocations {
@@ -29,13 +32,13 @@ class HarnessAllocations {
   HarnessAllocations& operator=(const HarnessAllocations&) = delete;
 };
 
-/// Lets one call of `new` fail, in whatever thread, for as long as it lives.
+/// Lets one allocation fail, or all from there on, in whatever thread, for as long as it lives.
 ///
 /// Requires: one at a time.
 class AllocationFailure {
  public:
-  /// `number` counts from 1, from the next call on.
-  explicit AllocationFailure(std::uint64_t number) noexcept;
+  /// `number` counts from 1, from the next one on.
+  explicit AllocationFailure(std::uint64_t number, bool forGood = false) noexcept;
   ~AllocationFailure();
   AllocationFailure(const AllocationFailure&) = delete;
   AllocationFailure& operator=(const AllocationFailure&) = delete;
