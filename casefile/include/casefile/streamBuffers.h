@@ -155,28 +155,25 @@ class OutputBuffer : public ErrorKeepingBuffer {
   void finish() {
     handOver();
     writer_.finish();
+    bytes_.clear();  // what is written from now on goes to the Writer at once, which refuses it
+    handOver();
   }
 
  protected:
   int_type overflow(int_type letter) override {
     return keepingErrors([this, letter] {
       handOver();
-      return traits_type::eq_int_type(letter, traits_type::eof()) ? traits_type::not_eof(letter)
-                                                                  : sputc(traits_type::to_char_type(letter));
+      if (!traits_type::eq_int_type(letter, traits_type::eof())) {
+        const char text = traits_type::to_char_type(letter);
+        put({&text, 1});
+      }
+      return traits_type::not_eof(letter);
     });
   }
 
   std::streamsize xsputn(const char* text, std::streamsize count) override {
     return keepingErrors([this, text, count] {
-      if (count > epptr() - pptr()) {
-        handOver();
-      }
-      if (count >= static_cast<std::streamsize>(kRoom)) {
-        give({text, static_cast<std::size_t>(count)});
-      } else {
-        std::copy_n(text, count, pptr());
-        pbump(static_cast<int>(count));
-      }
+      put({text, static_cast<std::size_t>(count)});
       return count;
     });
   }
@@ -200,6 +197,20 @@ class OutputBuffer : public ErrorKeepingBuffer {
 
  private:
   static constexpr std::size_t kRoom = std::size_t{64} << 10;
+
+  std::size_t room() const { return static_cast<std::size_t>(epptr() - pptr()); }
+
+  void put(std::span<const char> text) {
+    if (text.size() > room()) {
+      handOver();
+    }
+    if (text.size() > room()) {
+      give(text);
+    } else {
+      std::copy(text.begin(), text.end(), pptr());
+      pbump(static_cast<int>(text.size()));
+    }
+  }
 
   void handOver() {
     give({pbase(), static_cast<std::size_t>(pptr() - pbase())});

@@ -308,6 +308,22 @@ TEST_F(OutputStreamTest, WhatItsDestructorCouldNotWriteTheWriterTells) {
   EXPECT_EQ(errorOf([&] { writer.finish(); }).kind(), ErrorKind::doesNotFit);
 }
 
+TEST_F(OutputStreamTest, TakesNothingOnceItIsFinished) {
+  for (const std::string& more : {std::string("m"), std::string("more"), std::string(70'000, 'm')}) {
+    Writer writer = begin();
+    OutputStream stream(writer);
+    stream << "all";
+    stream.finish();
+    stream << more;
+    EXPECT_TRUE(stream.bad());
+    EXPECT_EQ(errorOf([&] { stream.raiseError(); }).kind(), ErrorKind::usage);
+    stream.clear();
+    stream.put('m');
+    EXPECT_TRUE(stream.bad());
+    EXPECT_EQ(written(), "all");
+  }
+}
+
 TEST_F(OutputStreamTest, MovesWithWhatItHolds) {
   Writer writer = begin();
   OutputStream first(writer);
