@@ -32,6 +32,14 @@ std::string workingBeginning(const std::string& name) {
   return name.substr(0, end);
 }
 
+// The working file's shorter name would not tell before all is written.
+void refuseTooLong(const std::string& name) {
+  files::FileStatus unused;
+  if (files::systemCalls().statusOf(name.c_str(), false, &unused) != 0 && errno == ENAMETOOLONG) {
+    throw std::system_error(posixCode(ENAMETOOLONG));
+  }
+}
+
 // Another user's link in a folder that both may write would have this one make or replace a file where that one
 // chooses. The folder's owner could do so anyway.
 void refuseLinkOfAnother(const std::string& name, const std::string& link) {
@@ -73,6 +81,9 @@ AtomicFile::AtomicFile(std::string name, Rules rules) : name_(std::move(name)), 
 void AtomicFile::makeWorkingFile() {
   constexpr int kAttempts = 100;
   const std::string beginning = workingBeginning(target_);
+  if (beginning != target_) {
+    refuseTooLong(target_);
+  }
   std::random_device random;
   for (int attempt = 1;; ++attempt) {
     working_ = beginning + "." + std::to_string(random()) + ".tmp";

@@ -133,6 +133,14 @@ class ExistingOutput(CasefileTest):
 class LongNames(CasefileTest):
     """A name that the file system takes is taken, though the working file's would be too long."""
 
+    @posix_only
+    def test_that_no_file_can_have_are_refused_before_the_work(self):
+        self.write("in", HEADER + b"rows")
+        for name in ["n" * 256, "\u00e4" * 128]:
+            result = self.run_casefile("pack", "in", name, cwd=self.folder, expect=1)
+            self.assert_says(result, "cannot be made: File name too long")  # not: cannot be given its name
+        self.assertEqual(self.names(), ["in"])
+
     def test_of_every_length(self):
         self.write("in", HEADER + b"rows")
         for name in ["n" * 230, "n" * 244, "n" * 245, "n" * 247, "n" + "\u00e4" * 122, "\u6f22" * 82]:
