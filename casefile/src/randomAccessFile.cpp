@@ -1,6 +1,7 @@
 #include "casefile/randomAccessFile.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -64,8 +65,10 @@ RegularFile::RegularFile(files::SystemFile file, std::string name) : file_(std::
 }
 
 std::size_t RegularFile::readAt(std::span<std::byte> buffer, std::int64_t position) const {
+  // The system refuses what would end behind the last position that there is.
+  const std::int64_t most = INT64_MAX - std::max<std::int64_t>(0, position);
   try {
-    return file_.readAt(buffer.data(), buffer.size(), position);
+    return file_.readAt(buffer.data(), std::min(buffer.size(), static_cast<std::size_t>(most)), position);
   } catch (const std::system_error& error) {
     fail("cannot be read", {name_, "read", {}, position, {}}, error);
   }

@@ -30,6 +30,9 @@ void requirePossible(const std::string& file, const RecoverOptions& options) {
   if (options.partial && options.holes != Holes::stop) {
     throw Error(ErrorKind::usage, "plain data end where the damage begins", {file, "recover", {}, {}, {}});
   }
+  if (options.holes < Holes::stop || options.holes > Holes::zero) {
+    throw Error(ErrorKind::usage, "there is no such way with holes", {file, "recover", {}, {}, {}});
+  }
 }
 
 // A place that was found and not told is the right one only if nothing else lies behind it.

@@ -169,6 +169,9 @@ std::vector<Place> fittingPlaces(SourceReader& source, ByteOrder order, Progress
 bool hasHeadingAt(SourceReader& source, int64 row0) { return bestFit(source, row0, ByteOrder::find).fit != Fit::none; }
 
 Place locate(SourceReader& source, std::optional<int64> row0, ByteOrder order, ProgressReport& report) {
+  if (order < ByteOrder::find || order > ByteOrder::other) {
+    throw Error(ErrorKind::usage, "there is no such byte order", {source.name(), "open", {}, {}, {}});
+  }
   if (row0) {
     return placeAt(source, *row0, order);
   }

@@ -168,6 +168,8 @@ TEST(ReaderPlace, OfTheByteOrderThatIsNotAllowedIsNotFound) {
   ReaderOptions other;
   other.byteOrder = casefile::ByteOrder::other;
   EXPECT_EQ(errorOf([&] { open(Image::of(kRow0, {300}).bytes(), other); }).kind(), ErrorKind::notADataFile);
+  other.byteOrder = static_cast<casefile::ByteOrder>(3);
+  EXPECT_EQ(errorOf([&] { open(Image::of(kRow0, {300}).bytes(), other); }).kind(), ErrorKind::usage);
 }
 
 TEST(ReaderPlace, ASearchCanBeStopped) {

@@ -307,6 +307,9 @@ TEST_F(RecoverNames, WhatIsNoDataFileIsAnError) {
   EXPECT_EQ(errorOf([&] { recover(folder_.path("other"), out_, options); }).kind(), ErrorKind::notADataFile);
   options.row0 = -1;
   EXPECT_EQ(errorOf([&] { recover(in_, out_, options); }).kind(), ErrorKind::usage);
+  options.row0 = kRow0;
+  options.holes = static_cast<Holes>(3);
+  EXPECT_EQ(errorOf([&] { recover(in_, out_, options); }).kind(), ErrorKind::usage);
   EXPECT_FALSE(folder_.exists("out"));
 }
 

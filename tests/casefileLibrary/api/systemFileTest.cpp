@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -39,6 +40,9 @@ TEST_F(OpenFile, ReadsTheBytesAtAnyPosition) {
   EXPECT_EQ(file->size(), 1000);
   EXPECT_EQ(file->name(), name);
   EXPECT_EQ(file->readAt(bytes, 990), 10U);
+  EXPECT_EQ(file->readAt(bytes, 1000), 0U);
+  EXPECT_EQ(file->readAt(bytes, INT64_MAX - 5), 0U);
+  EXPECT_EQ(file->readAt(bytes, INT64_MAX), 0U);
   EXPECT_EQ(file->readAt(bytes, 400), 16U);
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.data()), 16), support::selfDescribing(400, 16));
 }
