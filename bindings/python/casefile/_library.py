@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import sys
-from typing import Any, Dict
+from typing import Any, Dict, Set
 
 import cffi
 
@@ -39,11 +39,26 @@ lib: Any = _open()
 
 # What the library may look at as long as a handle lives, by the handle's address.
 _kept: Dict[int, Any] = {}
+# Handles that another process made, of which this one is a copy: it has neither their threads nor a right to their files.
+_inherited: Set[int] = set()
+if hasattr(os, "register_at_fork"):
+    os.register_at_fork(after_in_child=lambda: _inherited.update(_kept))
+
+
+def _address(handle: Any) -> int:
+    return int(ffi.cast("intptr_t", handle))
+
+
+def is_inherited(handle: Any) -> bool:
+    """Whether another process made the handle, which alone frees it."""
+    return _address(handle) in _inherited
 
 
 def _destructor(free: str) -> Any:
     def destroy(handle: Any) -> None:
-        kept = _kept.pop(int(ffi.cast("intptr_t", handle)), None)
+        if is_inherited(handle):
+            return
+        kept = _kept.pop(_address(handle), None)
         getattr(lib, free)(handle)
         del kept  # not before: and by now another handle may have this address
     return destroy
@@ -57,8 +72,7 @@ _DESTRUCTORS = {kind: _destructor(f"casefile_{kind}_free") for kind in (
 
 def owned(kind: str, handle: Any, *kept: Any) -> Any:
     """A handle that is freed with its last user; what is `kept` lasts as long as it."""
-    if kept:
-        _kept[int(ffi.cast("intptr_t", handle))] = kept
+    _kept[_address(handle)] = kept
     return ffi.gc(handle, _DESTRUCTORS[kind])
 
 

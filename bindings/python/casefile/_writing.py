@@ -8,7 +8,7 @@ from typing import Any, Callable, Iterable, Optional, Type, Union
 
 from ._calls import LongCall, ProgressCallback, checked, natural
 from ._file import BLOCK_SIZE
-from ._library import encoded, ffi, lib, owned
+from ._library import encoded, ffi, is_inherited, lib, owned
 
 _ENCODERS = {"automatic": 0, "zlib": 1, "libdeflate": 2, "isal": 3, "fast": 4}
 
@@ -44,6 +44,8 @@ class _Output:
     def _output(self) -> Any:
         if self._handle is None:
             raise ValueError("it is finished or cancelled")
+        if is_inherited(self._handle):
+            raise ValueError("another process is writing it, of which this one is a copy")
         return self._handle
 
     def _give(self, function: Callable[..., Any], data: Any) -> None:

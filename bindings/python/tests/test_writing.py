@@ -1,9 +1,13 @@
 """Writing, appending, judging and rescuing."""
 
+import gc
+import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
+import time
 
 import numpy
 import pytest
@@ -182,3 +186,50 @@ def test_tells_version_and_codecs():
     assert casefile.library_version() == casefile.__version__
     assert f'version = "{casefile.__version__}"' in (pathlib.Path(__file__).parents[1] / "pyproject.toml").read_text()
     assert {"zlib", "libdeflate", "fast"} <= set(casefile.codecs()) <= {"zlib", "libdeflate", "fast", "isal"}
+
+
+def end_of_child(child, seconds=60):
+    """Returns: the child's exit status; None when it hung."""
+    until = time.monotonic() + seconds
+    while time.monotonic() < until:
+        ended, status = os.waitpid(child, os.WNOHANG)
+        if ended:
+            return status
+        time.sleep(0.01)
+    os.kill(child, signal.SIGKILL)
+    os.waitpid(child, 0)
+    return None
+
+
+@pytest.mark.skipif(not hasattr(os, "fork"), reason="processes of this system have no copies")
+@pytest.mark.parametrize("leave", ("forgotten", "cancelled", "finished"))
+@pytest.mark.parametrize("appends", (True, False), ids=("append", "create"))
+def test_a_copy_of_the_process_leaves_what_is_written_alone(tmp_path, appends, leave):
+    # It waited for ever for threads that a copy has not, or removed the unfinished file under the other's hands.
+    path = tmp_path / "shared.case"
+    with casefile.create(path, b"head") as writer:
+        writer.write(b"old")
+    output = casefile.append(path) if appends else casefile.create(path, b"head")
+    for _ in range(3):
+        output.write(bytes(casefile.BLOCK_SIZE))
+    child = os.fork()
+    if child == 0:
+        try:
+            if leave == "forgotten":
+                del output
+                gc.collect()
+            elif leave == "cancelled":
+                output.cancel()
+            else:
+                output.finish()
+        except ValueError:
+            os._exit(7)
+        finally:
+            os._exit(0)
+    status = end_of_child(child)
+    assert status is not None, "the copy hangs"
+    assert os.waitstatus_to_exitcode(status) == (7 if leave == "finished" else 0)
+    output.write(b"new")
+    output.finish()
+    assert casefile.verify(path).sound
+    assert content(path)[-3:] == b"new" and len(content(path)) == 7 + 3 * appends + 3 * casefile.BLOCK_SIZE
