@@ -22,7 +22,7 @@ const char* wordsFor(BlockState state) {
     case BlockState::nothing:
       return "nothing comes out of it";
     case BlockState::wrongLength:
-      return "it holds another count of bytes than its record says";
+      return "its zlib stream is damaged, or holds another count of bytes than its record says";
     case BlockState::incomplete:
       return "its zlib stream does not end where it must, or its check value is wrong";
     case BlockState::sound:

@@ -242,6 +242,13 @@ TEST(ReaderDamage, ABlockThatCannotBeReadIsNamedAndTheOthersAreRead) {
   EXPECT_EQ(readAt(reader, kRow0 + 700, 500), support::caseBytes(kRow0 + 700, 500));
 }
 
+TEST(ReaderDamage, OfABlockThatHoldsLessThanItsRecordSaysEitherMayBeWrong) {
+  Image image = Image::of(kRow0, {300});
+  image.records[0].orginalSize = 301;
+  const auto error = errorOf([&] { readAt(open(image.bytes(), at(kRow0)), kRow0, 1); });
+  EXPECT_THAT(error.what(), HasSubstr("its zlib stream is damaged, or holds another count of bytes than its record"));
+}
+
 TEST(ReaderDamage, AllInFrontOfADamagedBlockIsDelivered) {
   Image image = Image::of(kRow0, {300, 400, 500, 600});
   image.blocks[2] = std::string(image.blocks[2].size(), 'x');
