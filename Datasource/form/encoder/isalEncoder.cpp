@@ -8,6 +8,13 @@
 namespace datasource::form {
 namespace {
 
+/// What a search for blocks looks for. Versions of ISA-L differ in the level that they name in the second byte, which
+/// means nothing to whoever inflates.
+void writeHead(unsigned char* dest) noexcept {
+  dest[0] = 0x78;
+  dest[1] = 0x01;
+}
+
 /// ISA-L at level 1.
 class IsalEncoder : public BlockEncoder {
  public:
@@ -37,6 +44,7 @@ class IsalEncoder : public BlockEncoder {
     CodecResult result;
     result.started = true;
     if (isal_deflate_stateless(&state_) == COMP_OK) {
+      writeHead(dest);
       result.verdict = Verdict::complete;
       result.produced = state_.total_out;
       result.consumed = count;
