@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -201,15 +202,25 @@ TEST(FastInflate, ThreadsDoNotDisturbEachOther) {
   EXPECT_THAT(sound, ::testing::Each(20));
 }
 
-/// Streams that break a rule of deflate which libdeflate does not check, with the check value of what it makes
-/// of them. zlib calls each of them a data error.
+/// Streams that break a rule of deflate which libdeflate does not check, or not in every version, with the check value
+/// of what it makes of them. zlib calls each of them a data error.
 class UncheckedRule : public ::testing::Test {
  protected:
   static void expectTaken(const std::string& stream, const std::string& plain) {
     EXPECT_FALSE(byZlib(stream, plain.size() + 10).complete) << "no broken rule";
     const Outcome ours = byCodec(stream, plain.size() + 10);
-    EXPECT_TRUE(ours.complete);
-    EXPECT_EQ(ours.bytes, plain);
+    EXPECT_EQ(ours.complete, libdeflateTakes(stream, plain.size() + 10));
+    EXPECT_EQ(ours.bytes, ours.complete ? plain : "");
+  }
+
+  static bool libdeflateTakes(const std::string& stream, std::size_t capacity) {
+    std::string plain(capacity, '\0');
+    std::size_t made = 0;
+    libdeflate_decompressor* const decompressor = libdeflate_alloc_decompressor();
+    const auto result =
+        libdeflate_zlib_decompress(decompressor, stream.data(), stream.size(), plain.data(), plain.size(), &made);
+    libdeflate_free_decompressor(decompressor);
+    return result == LIBDEFLATE_SUCCESS;
   }
 };
 
