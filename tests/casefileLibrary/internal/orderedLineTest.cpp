@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -151,6 +152,7 @@ TEST(OrderedLineState, AWorkerWaitsForOffersUntilTheLineIsClosed) {
     line.offer(1);
     line.awaitDelivered(i);
   }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // it waits by now, or sees at once that it need not
   line.close();
   worker.join();
   EXPECT_EQ(work.delivered, upTo(20));
