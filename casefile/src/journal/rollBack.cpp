@@ -70,7 +70,7 @@ bool isLeftWorkingFile(const std::string& working, const files::FileStatus& data
   }
   SourceReader source(fileThrough(*handle, working));
   JournalFacts facts;
-  return source.size() == 0 || isTornHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
+  return isTornHead(source) || (readJournalHead(source, facts) && facts.isOf(data.identity));
 }
 
 void removeLeftWorkingFile(const std::string& file, const files::FileStatus& data) {
@@ -90,10 +90,10 @@ void requireJournal(const FoundJournal& found, const std::string& file) {
   if (!found.distrust.empty()) {
     refuse(file, place + found.distrust + " " + kDistrustedJournal + "; nothing was changed");
   }
-  if (!found.isEmpty() && (!found.handle || found.state == JournalState::foreign)) {
+  if (!found.isEmpty() && found.state == JournalState::foreign) {
     refuse(file, place + "is there and no journal; nothing was changed");
   }
-  if (!found.isEmpty() && found.isDamaged()) {
+  if (found.isDamaged()) {
     refuse(file, "its journal " + found.name + " is damaged; nothing was changed");
   }
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "../../support/journals.h"
 #include "compressedForm.h"
 #include "support/compressedImage.h"
+#include "support/systemProbe.h"
 
 namespace casefile {
 namespace {
@@ -85,6 +87,23 @@ TEST_F(TakingBack, LooksIntoNoWholeBlockWhichItDoesNotWrite) {
   EXPECT_EQ(folder_.readWhole("file"), whole.bytes());
 }
 
+TEST_F(TakingBack, IsOnTheDiskBeforeTheJournalGoes) {
+  leave(journalOf("file"));
+  support::SystemProbe probe;
+  int synced = 0;
+  probe.before("unlink", [&] { synced = probe.count("sync"); });
+  EXPECT_TRUE(takesBack());
+  EXPECT_EQ(synced, 1);
+}
+
+TEST_F(TakingBack, KnowsAFileWithoutBlocks) {
+  const std::string bytes = Image::of(kRow0, {}).bytes();
+  folder_.writePlain("file", bytes + "what an append has written");
+  leave(journalOf(bytes, {kRow0, {}}, identity("file")));
+  EXPECT_TRUE(takesBack());
+  EXPECT_EQ(folder_.readWhole("file"), bytes);
+}
+
 TEST_F(TakingBack, IsRefusedForAnotherFileOfTheSameNumber) {
   leave(journalOf("file"));
   std::string other = image_.bytes();
@@ -115,6 +134,16 @@ TEST_F(LeftWorkingFiles, GoWhenTheyAreTheBeginningOfAJournalOfTheFile) {
   std::filesystem::create_hard_link(file_ + ".journal.tmp", folder_.path("second name"));
   EXPECT_FALSE(takesBack());
   EXPECT_TRUE(folder_.exists("file.journal.tmp")) << "who knows who has written it";
+}
+
+TEST_F(LeftWorkingFiles, ThatCannotBeRemovedAreAnError) {
+  leave("", "file.journal.tmp");
+  support::SystemProbe probe;
+  probe.failEvery("unlink", EPERM);
+  const auto error = errorOf([&] { takesBack(); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code().value(), EPERM);
+  EXPECT_THAT(error->what(), HasSubstr(file_ + ".journal.tmp cannot be written"));
 }
 
 }  // namespace
