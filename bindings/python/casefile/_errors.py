@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import os
-from typing import Any, Optional, Tuple, Type
+from typing import TYPE_CHECKING, Any, Optional, Tuple, Type
 
 from ._library import ffi, lib
 
@@ -23,6 +23,8 @@ class Error(Exception):
     system_code: int = 0
     file_position: Optional[int] = None
     range: Optional[Tuple[int, int]] = None
+    if TYPE_CHECKING:  # an attribute here would hide that of OSError
+        filename: Any
 
     def __str__(self) -> str:
         return self.message
@@ -114,7 +116,7 @@ def error_of(raised: Any) -> BaseException:
         error: Error = found(code or None, message, name)
     else:
         error = found(message)
-        error.filename = name  # type: ignore[attr-defined]
+        error.filename = name
     error.status = _text(lib.casefile_status_name(raised.status))
     error.message = message
     error.operation = _text(raised.operation) or None
