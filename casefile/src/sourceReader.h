@@ -26,7 +26,7 @@ class SourceReader : public datasource::form::RandomAccessReader {
   std::size_t read(void* buffer, std::size_t count, int64 position) override;
   /// Returns: the first position from `position` to the end that may hold another byte than zero; the end when none
   ///   does. Raises: what the file's nextData raises.
-  int64 nextData(int64 position) const;
+  int64 nextData(int64 position) const override;
 
  private:
   std::shared_ptr<const RandomAccessFile> file_;

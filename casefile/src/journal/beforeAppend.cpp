@@ -62,9 +62,14 @@ std::size_t BeforeAppend::readAt(std::span<std::byte> buffer, std::int64_t posit
 
 // Heading and tail are the journal's.
 std::int64_t BeforeAppend::nextData(std::int64_t position) const {
-  std::int64_t next = std::min<std::int64_t>(current_->nextData(position), facts_.tailStart);
+  std::int64_t next =
+      position < facts_.tailStart ? std::min<std::int64_t>(current_->nextData(position), facts_.tailStart) : position;
   if (position < facts_.row0 + static_cast<int64>(kHeadingSize)) {
     next = std::min<std::int64_t>(next, facts_.row0);
+  }
+  if (next >= facts_.tailStart) {
+    const int64 shift = facts_.tailStart - kJournalTailAt;
+    next = std::min<std::int64_t>(journal_->nextData(next - shift) + shift, facts_.oldLength);
   }
   return std::max(next, position);
 }

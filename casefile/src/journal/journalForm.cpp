@@ -44,6 +44,30 @@ std::uint32_t extend(std::uint32_t sum, const unsigned char* bytes, std::size_t 
   return static_cast<std::uint32_t>(crc32(sum, bytes, static_cast<uInt>(count)));
 }
 
+// The product of two polynomials modulo that of CRC-32; x^k is the bit at 31 - k.
+std::uint32_t multiply(std::uint32_t left, std::uint32_t right) {
+  constexpr std::uint32_t kPolynomial = 0xEDB88320U;
+  std::uint32_t product = 0;
+  for (std::uint32_t bit = 0x80000000U; bit != 0; bit >>= 1U) {
+    product ^= (left & bit) != 0 ? right : 0;
+    right = (right >> 1U) ^ ((right & 1U) != 0 ? kPolynomial : 0);
+  }
+  return product;
+}
+
+// The check value when so many zeros follow, each of which is a multiplication by x^8.
+std::uint32_t extendByZeros(std::uint32_t sum, int64 count) {
+  std::uint32_t rest = ~sum;
+  for (std::uint32_t factor = 0x00800000U; count > 0; count /= 2, factor = multiply(factor, factor)) {
+    rest = count % 2 != 0 ? multiply(rest, factor) : rest;
+  }
+  return ~rest;
+}
+
+bool isZero(const unsigned char* bytes, std::size_t count) {
+  return bytes[0] == 0 && std::memcmp(bytes, bytes + 1, count - 1) == 0;
+}
+
 Head encode(const JournalFacts& facts) {
   Head bytes{};
   std::memcpy(bytes.data(), kMagic, kMagicSize);
@@ -92,11 +116,16 @@ bool isSoundTail(FileBytes& journal, const JournalFacts& facts) {
     return false;
   }
   std::uint32_t sum = 0;
-  return forEachPiece(journal, kJournalTailAt, journal.size(),
-                      [&](const unsigned char* bytes, std::size_t count, int64) {
-                        sum = extend(sum, bytes, count);
-                        return true;
-                      }) &&
+  return forEachPiece(
+             journal, kJournalTailAt, journal.size(),
+             [&](const unsigned char* bytes, std::size_t count, int64) {
+               sum = extend(sum, bytes, count);
+               return true;
+             },
+             [&](int64 from, int64 to) {
+               sum = extendByZeros(sum, to - from);
+               return true;
+             }) &&
          sum == facts.tailCheck;
 }
 
@@ -120,8 +149,7 @@ bool JournalFacts::isOf(const files::FileIdentity& file) const noexcept {
   return fileNumber == file.number && (!bothTell || fileBorn == file.born);
 }
 
-bool forEachPiece(FileBytes& source, int64 from, int64 to,
-                  const std::function<bool(const unsigned char*, std::size_t, int64)>& use) {
+bool forEachPiece(FileBytes& source, int64 from, int64 to, const PieceUse& use, const HoleUse& useHole) {
   std::vector<unsigned char> piece(kPiece);
   while (from < to) {
     const auto wanted = static_cast<std::size_t>(std::min<int64>(to - from, kPiece));
@@ -130,6 +158,12 @@ bool forEachPiece(FileBytes& source, int64 from, int64 to,
       return false;
     }
     from += static_cast<int64>(got);
+    // The system is asked for holes only behind zeros, which most files do not have.
+    const int64 data = useHole && from < to && isZero(piece.data(), got) ? std::min(source.nextData(from), to) : from;
+    if (data > from && !useHole(from, data)) {
+      return false;
+    }
+    from = data;
   }
   return true;
 }
@@ -173,8 +207,18 @@ bool writeJournal(files::SystemFile& out, FileBytes& source, JournalFacts& facts
     eachPiece();
     return true;
   };
-  if (!forEachPiece(source, facts.tailStart, facts.oldLength, keep)) {
+  int64 end = facts.tailStart;  // behind the last hole
+  const auto skip = [&](int64 from, int64 to) {
+    facts.tailCheck = extendByZeros(facts.tailCheck, to - from);
+    end = to;
+    eachPiece();
+    return true;
+  };
+  if (!forEachPiece(source, facts.tailStart, facts.oldLength, keep, skip)) {
     return false;
+  }
+  if (end == facts.oldLength) {
+    out.truncate(kJournalTailAt + end - facts.tailStart);
   }
   writeJournalHead(out, facts);
   return true;
@@ -212,11 +256,17 @@ bool isAsBefore(FileBytes& source, FileBytes& journal, const JournalFacts& facts
     return false;
   }
   std::vector<unsigned char> kept(kPiece);
-  return forEachPiece(
-      source, facts.tailStart, facts.oldLength, [&](const unsigned char* bytes, std::size_t count, int64 position) {
-        const int64 at = kJournalTailAt + position - facts.tailStart;
-        return journal.read(kept.data(), count, at) == count && std::memcmp(kept.data(), bytes, count) == 0;
-      });
+  const int64 shift = kJournalTailAt - facts.tailStart;
+  const auto isKept = [&](const unsigned char* bytes, std::size_t count, int64 position) {
+    return journal.read(kept.data(), count, position + shift) == count && std::memcmp(kept.data(), bytes, count) == 0;
+  };
+  const auto zerosAreKept = [&](int64 from, int64 to) {
+    return forEachPiece(
+        journal, from + shift, to + shift,
+        [](const unsigned char* bytes, std::size_t count, int64) { return isZero(bytes, count); },
+        [](int64, int64) { return true; });
+  };
+  return forEachPiece(source, facts.tailStart, facts.oldLength, isKept, zerosAreKept);
 }
 
 }  // namespace casefile

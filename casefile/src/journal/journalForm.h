@@ -29,7 +29,7 @@ using FileBytes = datasource::form::RandomAccessReader;
 /// which file it is. The journal lies in that file's folder, so the volume tells nothing; its number may even change
 /// when the system starts again. `anchor` is a CRC-32 over bytes in front of heading and tail, which no append touches.
 /// `tail check` is a CRC-32 over the tail, whose length is old length - tail start; `check` is one over all that lies
-/// before it.
+/// before it. Where the tail is a hole of a sparse file the journal has one, too, and neither is written or read.
 struct JournalFacts {
   bool finished = false;
   std::uint64_t fileNumber = 0;
@@ -85,10 +85,15 @@ bool anchorFits(FileBytes& source, const JournalFacts& facts);
 /// Returns: whether the file is what taking the append back would make of it.
 bool isAsBefore(FileBytes& source, FileBytes& journal, const JournalFacts& facts);
 
-/// Gives the bytes from `from` to `to` piece by piece, with their positions. Returns: false when `use` does,
-///   or the source ends before.
-bool forEachPiece(FileBytes& source, int64 from, int64 to,
-                  const std::function<bool(const unsigned char*, std::size_t, int64)>& use);
+/// What is done with a piece of a file at a position, and with the zeros between two positions. Returns: whether to go
+/// on.
+using PieceUse = std::function<bool(const unsigned char* bytes, std::size_t count, int64 position)>;
+using HoleUse = std::function<bool(int64 from, int64 to)>;
+
+/// Gives the bytes from `from` to `to` piece by piece, with their positions; of a hole, where `useHole` is given, only
+/// the first piece of zeros, and then its ends.
+/// Returns: false when a use does, or the source ends before.
+bool forEachPiece(FileBytes& source, int64 from, int64 to, const PieceUse& use, const HoleUse& useHole = {});
 
 }  // namespace casefile
 

@@ -1,9 +1,11 @@
 #include "rollBack.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "beforeAppend.h"
 #include "blockReader.h"
@@ -98,6 +100,19 @@ void requireJournal(const FoundJournal& found, const std::string& file) {
   }
 }
 
+// Writes zeros over what has been written between two positions, so that a hole costs no room. Each piece ends where a
+// page does: the rest of a page that was written to would count as data, too.
+void clear(files::SystemFile& data, int64 from, int64 to) {
+  constexpr int64 kPages = 64 * 1024;
+  const std::vector<unsigned char> zeros(kPages);
+  const int64 end = std::min(to, data.size());
+  for (int64 at = data.nextData(from); at < end;) {
+    const int64 count = std::min(end - at, kPages - at % kPages);
+    data.writeAt(zeros.data(), static_cast<std::size_t>(count), at);
+    at = data.nextData(at + count);
+  }
+}
+
 void takeBack(FileLock& data, const std::string& file, const FoundJournal& found) {
   requireSoundBefore(fileThrough(data.contents(), file), found);
   try {
@@ -114,11 +129,16 @@ std::string workingJournalName(const std::string& file) { return journalName(fil
 
 void restore(files::SystemFile& data, FileBytes& journal, const JournalFacts& facts, const std::string& journalName) {
   const int64 tailEnd = kJournalTailAt + facts.oldLength - facts.tailStart;
-  if (!forEachPiece(journal, kJournalTailAt, tailEnd,
-                    [&](const unsigned char* bytes, std::size_t count, int64 position) {
-                      data.writeAt(bytes, count, facts.tailStart + position - kJournalTailAt);
-                      return true;
-                    })) {
+  const int64 shift = facts.tailStart - kJournalTailAt;
+  const auto writeBack = [&](const unsigned char* bytes, std::size_t count, int64 position) {
+    data.writeAt(bytes, count, position + shift);
+    return true;
+  };
+  const auto clearHole = [&](int64 from, int64 to) {
+    clear(data, from + shift, to + shift);
+    return true;
+  };
+  if (!forEachPiece(journal, kJournalTailAt, tailEnd, writeBack, clearHole)) {
     refuse(journalName, "has been cut");
   }
   data.writeAt(facts.heading.data(), facts.heading.size(), facts.row0);
