@@ -24,14 +24,18 @@ bool mentionOpenJournal(const std::string& file);
 /// The same of what the library has found already.
 bool mentionOpenJournal(const std::string& file, const UnfinishedAppend& append);
 /// Looks at `file` and says what that found of its journal; where the look raises, what there is.
-/// Returns: what `look` does. Raises: as `look`, and as mentionOpenJournal.
+/// Returns: what `look` does. Raises: as `look`; what mentionOpenJournal raises, if `look` did not.
 template <typename Look>
 auto mentioningOpenJournal(const std::string& file, Look look) {
   auto told = [&] {
     try {
       return look();
     } catch (...) {
-      mentionOpenJournal(file);
+      try {
+        mentionOpenJournal(file);
+      } catch (...) {
+        // The first error is the one to tell: it may name a file that is left behind.
+      }
       throw;
     }
   }();
