@@ -1,4 +1,5 @@
-// Random uses of a compressed file and of a plain one, each step against what a vector of bytes would do.
+// Random uses of a compressed file and of a plain one, each step against what a vector of bytes would do; and uses of a
+// real file whose process is killed.
 
 #include <algorithm>
 #include <cstddef>
@@ -9,12 +10,16 @@
 
 #include "Datasource/platform/assertion.h"
 #include "model/choices.h"
+#include "model/killed.h"
 #include "model/models.h"
 #include "support/harness.h"
 #include "support/memoryDisk.h"
 
 namespace proof {
 namespace {
+
+// A case with processes takes as long as many others.
+constexpr std::uint64_t kKilledOneIn = 40;
 
 // What a case draws from.
 class Random : public Choices {
@@ -43,7 +48,9 @@ class ModelHarness : public Harness {
     Random random(index);
     std::string trace;
     try {
-      if (random.below(4) == 0) {
+      if (canBeKilled() && index % kKilledOneIn == 0) {
+        runKilledModel(random, trace, tally);
+      } else if (random.below(4) == 0) {
         runPlainModel(random, trace);
         tally["steps"] += 3 * kModelSteps;
       } else {
