@@ -4,6 +4,7 @@
 #include <span>
 #include <system_error>
 
+#include "casefile/error.h"
 #include "failure.h"
 #include "platform/process.h"
 #include "progress.h"
@@ -37,6 +38,12 @@ auto withErrors(const std::string& name, Work work) {
   }
 }
 
+void requireOther(const PlainInput& output, const std::string& input) {
+  if (output.isFile(input)) {
+    throw Error(ErrorKind::usage, "is the input, which is never changed", {output.name(), "write", {}, {}, {}});
+  }
+}
+
 }  // namespace
 
 PlainInput openInput(const std::string& name) {
@@ -59,6 +66,10 @@ bool isDevice(const std::string& name) {
 
 void writeOut(const Reader& reader, LogicalRange range, const std::string& name) {
   files::SystemFile file = withErrors(name, [&] { return openOutput(name); });
+  if (name == kStandardStream) {
+    // A shell may have opened the input for it.
+    requireOther(PlainInput::fromDescriptor(file.descriptor(), "standard output"), reader.file()->name());
+  }
   file.giveUpWhen(mustEnd);
   Progress progress(range.size);
   const auto write = [&](std::span<const std::byte> bytes, int64 /*position*/) {

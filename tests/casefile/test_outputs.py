@@ -45,6 +45,15 @@ class ExistingOutput(CasefileTest):
             self.assertEqual(self.read(files[-1]), before)
             self.assertEqual(self.names(), ["file.case", "in", "out", "same"])
 
+    def test_is_never_the_input_although_it_is_standard_output(self):
+        before = self.read("file.case")
+        os.link(self.path("file.case"), self.path("same"))
+        for arguments in (("cat", "file.case"), ("cat", "same"), ("unpack", "file.case", "-")):
+            with open(self.path("file.case"), "ab") as output:
+                result = self.run_casefile(*arguments, cwd=self.folder, stdout=output, expect=2)
+            self.assert_says(result, "casefile: standard output: is the input, which is never changed")
+            self.assertEqual(self.read("file.case"), before)
+
     def test_is_untouched_when_the_work_fails_although_forced(self):
         damaged = bytearray(self.read("file.case"))
         damaged[len(HEADER) + 26] ^= 1
