@@ -60,7 +60,7 @@ std::size_t BeforeAppend::readAt(std::span<std::byte> buffer, std::int64_t posit
   return static_cast<std::size_t>(count);
 }
 
-// Heading and tail are the journal's.
+// The heading has no holes, the tail has those of the journal.
 std::int64_t BeforeAppend::nextData(std::int64_t position) const {
   std::int64_t next =
       position < facts_.tailStart ? std::min<std::int64_t>(current_->nextData(position), facts_.tailStart) : position;

@@ -237,26 +237,37 @@ TEST_F(FilesBefore, AreJudgedWhereTheJournalIsOfTheFile) {
   EXPECT_EQ(errorOf([&] { openAsAppendFinds(file_); })->kind(), ErrorKind::system);
 }
 
-/// A file without bytes that are not zero, as far as it tells.
-class Hole : public RandomAccessFile {
+/// A file whose only byte that is not zero, as far as it tells, lies at one position.
+class NearlyAHole : public RandomAccessFile {
  public:
+  explicit NearlyAHole(std::int64_t data) : data_(data) {}
   std::string name() const override { return "hole"; }
   std::int64_t size() const override { return 1'000'000; }
   std::size_t readAt(std::span<std::byte>, std::int64_t) const override { return 0; }
-  std::int64_t nextData(std::int64_t position) const override { return std::max(position, size()); }
+  std::int64_t nextData(std::int64_t position) const override {
+    return position <= data_ ? data_ : std::max(position, size());
+  }
+
+ private:
+  std::int64_t data_;
 };
 
-TEST(FileBefore, HasHolesButNoneInHeadingAndTail) {
+TEST(FileBefore, HasTheHolesOfFileAndJournalButNoneInTheHeading) {
   JournalFacts facts;
   facts.row0 = 1000;
   facts.tailStart = 5000;
   facts.oldLength = 9000;
-  const BeforeAppend before(std::make_shared<Hole>(), std::make_shared<Hole>(), facts);
-  const std::pair<int64, int64> cases[] = {{0, 1000},    {999, 1000},  {1000, 1000}, {1001, 1001}, {1023, 1023},
-                                           {1024, 5000}, {4999, 5000}, {5000, 5000}, {5001, 5001}, {8999, 8999}};
+  const auto file = std::make_shared<NearlyAHole>(6000);  // behind the tail's start, where it is the append's
+  const BeforeAppend before(file, std::make_shared<NearlyAHole>(kJournalTailAt + 2000), facts);
+  const std::pair<int64, int64> cases[] = {{0, 1000},    {999, 1000},  {1000, 1000}, {1001, 1001},
+                                           {1023, 1023}, {1024, 7000}, {4999, 7000}, {5000, 7000},
+                                           {7000, 7000}, {7001, 9000}, {8999, 9000}};
   for (const auto& [from, to] : cases) {
     EXPECT_EQ(before.nextData(from), to) << from;
   }
+  const BeforeAppend other(file, std::make_shared<NearlyAHole>(kJournalTailAt), facts);
+  EXPECT_EQ(other.nextData(1024), 5000);
+  EXPECT_EQ(other.nextData(5001), 9000);
 }
 
 }  // namespace
