@@ -108,7 +108,7 @@ void addDamaged(std::vector<Scenario>& all) {
     const auto onlyReads = [=](const Image& image, Told) { return unchanged(image, before); };
     for (const bool throws : {false, true}) {
       const std::string what = std::string(", ") + name + (throws ? ", assertions throw" : "");
-      const auto add = [&, throws = throws](std::string how, std::function<Told()> act, auto judge) {
+      const auto add = [&, throws = throws](std::string how, const std::function<Told()>& act, auto judge) {
         all.push_back({std::move(how) + what, before,
                        [=] {
                          std::optional<ThrowingHandler> handler;
