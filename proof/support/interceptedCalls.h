@@ -56,7 +56,8 @@ inline bool makesFile(int flags) { return (flags & O_CREAT) != 0 || (flags & O_T
        (in, name, flags, mask, result))
 
 // Those whose parameters vary. INTERCEPT(name, isCounted, call) is a function's last statement; COUNTS_OPEN(flags)
-// tells whether opening so is counted.
+// tells whether opening so is counted. The question whether a descriptor is open is none about a file: a program asks
+// it of the standard streams before it has read its command line.
 #define PROOF_VARIADIC_CALLS(INTERCEPT, COUNTS_OPEN)                                   \
   int open(const char* name, int flags, ...) {                                         \
     static const auto call = proof::behind<int (*)(const char*, int, mode_t)>("open"); \
@@ -72,7 +73,7 @@ inline bool makesFile(int flags) { return (flags & O_CREAT) != 0 || (flags & O_T
     va_start(rest, command);                                                           \
     void* const argument = va_arg(rest, void*);                                        \
     va_end(rest);                                                                      \
-    INTERCEPT("fcntl", true, call(file, command, argument))                            \
+    INTERCEPT("fcntl", command != F_GETFD, call(file, command, argument))              \
   }
 
 // NOLINTEND(bugprone-macro-parentheses)
