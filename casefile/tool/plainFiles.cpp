@@ -38,9 +38,12 @@ auto withErrors(const std::string& name, Work work) {
   }
 }
 
-void requireOther(const PlainInput& output, const std::string& input) {
-  if (output.isFile(input)) {
-    throw Error(ErrorKind::usage, "is the input, which is never changed", {output.name(), "write", {}, {}, {}});
+// A shell may have opened the input for it.
+bool isStandardOutput(const std::string& input) {
+  try {
+    return PlainInput::fromDescriptor(files::SystemFile::standardOutput().descriptor(), "").isFile(input);
+  } catch (const Error&) {
+    return false;  // writing tells it better
   }
 }
 
@@ -66,9 +69,8 @@ bool isDevice(const std::string& name) {
 
 void writeOut(const Reader& reader, LogicalRange range, const std::string& name) {
   files::SystemFile file = withErrors(name, [&] { return openOutput(name); });
-  if (name == kStandardStream) {
-    // A shell may have opened the input for it.
-    requireOther(PlainInput::fromDescriptor(file.descriptor(), "standard output"), reader.file()->name());
+  if (name == kStandardStream && isStandardOutput(reader.file()->name())) {
+    throw Error(ErrorKind::usage, "is the input, which is never changed", {"standard output", "write", {}, {}, {}});
   }
   file.giveUpWhen(mustEnd);
   Progress progress(range.size);

@@ -45,6 +45,7 @@ class ExistingOutput(CasefileTest):
             self.assertEqual(self.read(files[-1]), before)
             self.assertEqual(self.names(), ["file.case", "in", "out", "same"])
 
+    @posix_only
     def test_is_never_the_input_although_it_is_standard_output(self):
         before = self.read("file.case")
         os.link(self.path("file.case"), self.path("same"))
