@@ -323,7 +323,8 @@ TEST_F(Searching, StopsAtNoSignThatNobodyAskedFor) {
 TEST_F(Searching, StopsAtAHeadingOfZerosWhereverThePiecesEnd) {
   for (std::size_t at = kPiece - 30; at <= kPiece + 2; ++at) {
     std::string bytes(kPiece + 100, '.');
-    bytes.replace(at, 26, std::string(24, '\0') + "\x78\x9c");
+    bytes.replace(at, 24, 24, '\0');
+    bytes.replace(at + 24, 2, "\x78\x9c");
     EXPECT_THAT(signs(bytes), ElementsAre(std::pair{static_cast<int64>(at), Sign::zeroHeading})) << at;
   }
 }
