@@ -11,6 +11,7 @@ import subprocess
 import sys
 
 HARNESSES = ("crash", "faults", "commands", "pairs", "model", "damage", "schedules", "threads", "security")
+ON_WINDOWS = ("faults", "model", "damage")
 # Not lists of cases: the preset that builds the programs, and how many executions are a full run. The sanitizers' goal
 # is a day of one processor at 2,000 a second.
 FUZZERS = {"fuzz": ("fuzz-fast", 1_000_000_000), "fuzz-sanitized": ("fuzz", 172_800_000)}
@@ -22,6 +23,7 @@ COVERAGE = pathlib.Path(__file__).resolve().parent / "coverage" / "coverage.py"
 COMMANDS = pathlib.Path(__file__).resolve().parent / "commands" / "commands.py"
 SECURITY = pathlib.Path(__file__).resolve().parent / "security" / "security.py"
 FUZZ = pathlib.Path(__file__).resolve().parent / "fuzz" / "fuzz.py"
+WINE = pathlib.Path(__file__).resolve().parents[1] / "cmake" / "wine-emulator.sh"
 
 
 def arguments():
@@ -35,12 +37,16 @@ def arguments():
     parser.add_argument("--below", metavar="FOLDER", help="mutants: those of the sources whose names begin so")
     parser.add_argument("--case", type=int, help="runs that one case of one harness")
     parser.add_argument("--fresh", action="store_true", help="begins again")
+    parser.add_argument("--windows", action="store_true", help=f"builds {', '.join(ON_WINDOWS)} for 64-bit Windows and "
+                        "runs them under wine")
     parser.add_argument("--build", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--presets", action="store_true", help=argparse.SUPPRESS)
     given = parser.parse_args()
     for name in given.names:
         if name not in (*HARNESSES, *FUZZERS, *BY_NAME):
             parser.error(f"no such harness: {name}")
+        if given.windows and name not in ON_WINDOWS:
+            parser.error(f"not on Windows: {name}")
     if given.case is not None and len(given.names) != 1:
         parser.error("--case needs the name of one harness")
     if given.case is not None and given.names[0] in (*FUZZERS, "coverage"):
@@ -52,12 +58,16 @@ def names_of(given):
     """The harnesses to run. Nobody waits for clang and two more builds who has a few minutes only."""
     if given.names:
         return given.names
+    if given.windows:
+        return ON_WINDOWS
     long = given.full or given.minutes >= LEAST_MINUTES_FOR_FUZZERS
     return (*HARNESSES, *FUZZERS) if long else HARNESSES
 
 
 def presets_of(given):
     """What has to be built, by the names of CMake's presets."""
+    if given.windows:
+        return ["windows-proof"]
     names = names_of(given)
     lists = [] if set(names) <= {*FUZZERS, *BY_NAME} else ["proof"]
     return lists + [preset for name, (preset, _) in FUZZERS.items() if name in names]
@@ -65,6 +75,8 @@ def presets_of(given):
 
 def program_of(given, name):
     """The program whose change makes a harness begin again."""
+    if given.windows:
+        return given.build / "windows-proof" / "bin" / f"proof_{name}.exe"
     if name == "security":
         return given.build / "proof" / "casefile" / "tool" / "casefile"
     if name == "commands":
@@ -74,6 +86,8 @@ def program_of(given, name):
 
 def command_of(given, name):
     """A harness without its options."""
+    if given.windows:
+        return [WINE, program_of(given, name)]
     if name == "security":
         return [sys.executable, "-B", SECURITY, "--casefile", program_of(given, name), "--gate",
                 given.build / "proof" / "proof" / "proof_gate.so"]
@@ -101,7 +115,7 @@ def fuzzing(given, name):
 
 def state_of(given, name):
     """The file of a harness's progress, which holds for one seed and one program: another build begins again."""
-    state = given.build / "proof" / "state"
+    state = given.build / ("windows-proof" if given.windows else "proof") / "state"
     state.mkdir(parents=True, exist_ok=True)
     if name in BY_NAME:  # their builds are theirs, and so is the progress
         program = "own"
@@ -122,6 +136,9 @@ def run(given, name):
     if not given.full:
         command += ["--seconds", str(max(1, round(given.minutes * 60 * share(given))))]
     done = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
+    if given.windows and not done.stdout:  # wine ends a program before its first line now and then
+        print(f"never began, is started once more: {name}")
+        done = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
     try:
         return json.loads(done.stdout.splitlines()[-1])
     except (IndexError, ValueError):
@@ -162,7 +179,7 @@ def main():
     print_table(summaries)
     found = [(summary["harness"], finding) for summary in summaries for finding in summary["findings"]]
     for name, finding in found:
-        again = finding.get("again", f"scripts/prove.sh --case {finding['case']} {name}")
+        again = finding.get("again", f"scripts/prove.sh{' --windows' * given.windows} --case {finding['case']} {name}")
         print(f"FOUND {name}: {finding['what']}\n  again: {again}")
     return 1 if found else 0
 

@@ -8,10 +8,8 @@ cd "$(dirname "$0")/.."
 
 jobs=${DATASOURCE_JOBS:-$(nproc)}
 . scripts/common.sh
-scripts/setup.sh windows
+get_what_windows_needs
 use_compiler_cache
-scripts/fetch-source.sh liblz4-dev build/windows/lz4-source
-scripts/fetch-source.sh libdeflate-dev build/windows/libdeflate-source
 cmake --preset windows >/dev/null
 shows build/windows/build.log cmake --build --preset windows --parallel "$jobs"
 # Wine's first start takes seconds; no test is to pay for it.

@@ -8,7 +8,7 @@
 #   tidy-change             clang-tidy, of what the change touches (scripts/changedSources.py)
 #   exports install tree    the exported symbols; install and use; the shape of the source tree
 #   abi                     types and functions of both libraries beside those recorded of the release; part of debug
-#   windows                 all tests on 64-bit Windows, under wine
+#   windows                 all tests on 64-bit Windows, under wine, and half a minute of the harnesses that run there
 #   s390x arm64             the tests on another processor, under qemu; the first one's numbers begin with the high byte
 #   fuzz                    the fuzzers built as the fuzzing service builds them, and their corpora replayed
 #   package                 the Debian packages made, installed in an empty Debian, used and removed
@@ -108,7 +108,7 @@ run_check() {
     install) build release && run_label install ;;
     tree) configure release && run_label tree ;;
     abi) build debug Datasource && build debug Datasource_casefile && run_tests debug --label-regex '^abi$' ;;
-    windows) scripts/check-windows.sh ;;
+    windows) scripts/check-windows.sh && scripts/prove.sh --windows --minutes 0.4 ;;
     s390x | arm64) scripts/check-cross.sh "$1" ;;
     fuzz) scripts/check-fuzz.sh ;;
     package) scripts/check-package.sh ;;

@@ -10,6 +10,13 @@ use_compiler_cache() {
   export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros,include_file_mtime,include_file_ctime}
 }
 
+# Installs and unpacks what a build for 64-bit Windows needs.
+get_what_windows_needs() {
+  scripts/setup.sh windows
+  scripts/fetch-source.sh liblz4-dev build/windows/lz4-source
+  scripts/fetch-source.sh libdeflate-dev build/windows/libdeflate-source
+}
+
 # Every file of the tree that no build folder holds.
 files_of_the_tree() {
   find . -name .git -prune -o -path ./build -prune -o -name 'build[-_]*' -prune -o -type f -print | sort
