@@ -6,10 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <functional>
 #include <iostream>
 #include <iterator>
 #include <map>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <string_view>
@@ -244,6 +247,33 @@ std::vector<std::string> wordsOf(const std::string& text) {
   return {std::istream_iterator<std::string>(words), {}};
 }
 
+// Functions of the parser that may not throw ask for memory: where there is none the program ends there, and says so as
+// it does elsewhere.
+class EndWithoutMemory {
+ public:
+  EndWithoutMemory() noexcept : before_(std::set_terminate(end)) {}
+  ~EndWithoutMemory() { std::set_terminate(before_); }
+  EndWithoutMemory(const EndWithoutMemory&) = delete;
+  EndWithoutMemory& operator=(const EndWithoutMemory&) = delete;
+
+ private:
+  [[noreturn]] static void end() noexcept {
+    try {
+      if (const auto error = std::current_exception()) {
+        std::rethrow_exception(error);
+      }
+    } catch (const std::bad_alloc&) {
+      sayNoMemory("");
+      std::_Exit(kFailed);
+    } catch (...) {
+      std::abort();
+    }
+    std::abort();
+  }
+
+  std::terminate_handler before_;
+};
+
 // One command line: CLI11's description of it and the structure that it fills.
 class CommandLine {
  public:
@@ -368,6 +398,9 @@ class CommandLine {
 
 }  // namespace
 
-Request readCommandLine(std::vector<std::string> arguments) { return CommandLine().read(std::move(arguments)); }
+Request readCommandLine(std::vector<std::string> arguments) {
+  const EndWithoutMemory ending;
+  return CommandLine().read(std::move(arguments));
+}
 
 }  // namespace casefile::program

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
@@ -6,9 +8,11 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "casefile/error.h"
+#include "commandLine.h"
 #include "failure.h"
 #include "inside/programTest.h"
 
@@ -95,6 +99,44 @@ TEST(NoMemory, NamesNoFileWhereNoneIsKnown) {
 TEST(NoMemory, SendsNoControlCharacterToATerminal) {
   const auto error = std::make_exception_ptr(std::bad_alloc());
   EXPECT_EQ(reported(error, "a\x1b[2J\xc2\x9b.case"), "casefile: a?[2J??.case: not enough memory\n");
+}
+
+// What the program ends with, in a process of its own, when memory ends behind so many allocations of reading its
+// command line.
+int endOfReading(long allocations) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    std::vector<std::string> arguments{"append", "--row0", "5", "--encoder", "zlib", "-j", "2", "file", "more"};
+    std::string file;
+    int code = casefile::program::kDone;
+    const Refusal refusal(allocations);
+    try {
+      file = casefile::program::readCommandLine(std::move(arguments)).file;
+    } catch (...) {
+      code = casefile::program::report(std::current_exception(), file);
+    }
+    ::_exit(code);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+// The parser has functions that may not throw. What it does with one option it does with each, so a part of the
+// allocations will do.
+TEST(NoMemory, ForTheCommandLineIsSaid) {
+  constexpr long kStep = 5;
+  ::testing::internal::CaptureStderr();
+  long allocations = 0;
+  std::string expected;
+  int code = casefile::program::kFailed;
+  while ((code = endOfReading(allocations)) == casefile::program::kFailed) {
+    allocations += kStep;
+    expected += "casefile: not enough memory\n";
+  }
+  EXPECT_EQ(code, casefile::program::kDone) << "behind " << allocations << " allocations";
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), expected);
+  EXPECT_GT(allocations, 100);
 }
 
 using CommandWithoutMemory = casefiletest::ProgramTest;
