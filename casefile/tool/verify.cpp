@@ -93,7 +93,9 @@ int verifyOne(const std::string& file, const Options& options) {
     sayDamage(file, told);
   }
   if (told.asBeforeAppend && told.sound()) {
-    say(file, "without that append, as the next one will find it: sound, " + sizes(told));
+    const bool isCopy = told.unfinishedAppend.found == JournalFound::ofAnother;
+    say(file, std::string("without that append, as ") +
+                  (isCopy ? "casefile recover writes it" : "the next one will find it") + ": sound, " + sizes(told));
   }
   if (!told.sound() || told.unfinishedAppend.isOpen()) {
     return kFailed;

@@ -197,6 +197,11 @@ class JournalOfAnotherFile(AppendTest):
         result = self.run_casefile("append", self.path("copy"), input=b"", expect=1)
         self.assert_says(result, "this one is a copy; nothing was changed")
         self.assertEqual(self.read("copy"), torn)
+        result = self.run_casefile("verify", self.path("copy"), expect=1)
+        lines = result.stderr.decode().splitlines()
+        self.assertEqual(len(lines), 2, lines)
+        self.assertIn("this one is a copy", lines[0])
+        self.assertIn("without that append, as casefile recover writes it: sound", lines[1])
         self.run_casefile("recover", self.path("copy"), self.path("out"))
         self.assertEqual(self.read("out"), before)
 

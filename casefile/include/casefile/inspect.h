@@ -72,7 +72,8 @@ struct Inspection {
 
 /// Reads heading and position table of a compressed data file, and lists the rules that they break. Blocks are not
 /// looked into: verify() does that. Of a file to which an append has not finished this is told as it was before, which
-/// is what the next append makes of it; where its journal does not allow that, as it lies there.
+/// is what the next append makes of it, and so of a copy that verify() judges so; where its journal does not allow
+/// that, as it lies there.
 ///
 /// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
 /// Raises: Error: `system` when the file cannot be opened or read; `notADataFile` when it has no heading at the row-0

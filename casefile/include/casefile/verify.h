@@ -55,7 +55,8 @@ struct Verification {
 };
 
 /// Checks heading, position table and every block of a compressed data file, and goes on behind damage. A file to which
-/// an append has not finished is judged as it was before, which is what the next append makes of it.
+/// an append has not finished is judged as it was before, which is what the next append makes of it. So is a copy of
+/// one beside a copy of its journal that cannot be read as it lies.
 ///
 /// Requires: on Windows the name is UTF-8; elsewhere its bytes are taken as they are.
 /// Raises: Error: `system` when the file cannot be opened or read; `notADataFile` when it has no heading at the row-0

@@ -74,7 +74,7 @@ std::int64_t BeforeAppend::nextData(std::int64_t position) const {
   return std::max(next, position);
 }
 
-std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file) {
+std::shared_ptr<const BeforeAppend> openBeforeAppend(const std::string& file) {
   auto current = openFile(file);
   FoundJournal found = findJournal(file);
   if (!found.counts()) {

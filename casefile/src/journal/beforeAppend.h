@@ -21,6 +21,8 @@ class BeforeAppend : public RandomAccessFile {
   std::int64_t size() const override { return facts_.oldLength; }
   std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override;
   std::int64_t nextData(std::int64_t position) const override;
+  /// Returns: where the case data begin that are appended to.
+  int64 row0() const noexcept { return facts_.row0; }
 
  private:
   std::shared_ptr<const RandomAccessFile> current_;
@@ -30,7 +32,7 @@ class BeforeAppend : public RandomAccessFile {
 
 /// Opens a data file as it was before the unfinished append to it.
 /// Raises: Error when journal or file is not what it should be.
-std::shared_ptr<const RandomAccessFile> openBeforeAppend(const std::string& file);
+std::shared_ptr<const BeforeAppend> openBeforeAppend(const std::string& file);
 
 }  // namespace casefile
 

@@ -37,11 +37,13 @@ bool lastBlockIsSound(SourceReader& source, const CaseTable& table) {
   return stateOf(facts, *last) == datasource::form::BlockState::sound;
 }
 
-bool isSoundBefore(SourceReader& before, const JournalFacts& facts) {
+// `fits` looks at the table.
+template <typename Fits>
+bool isSound(SourceReader& source, int64 row0, Fits fits) {
   try {
-    ProgressReport unheard({}, before.name(), kOperation);
-    const CaseTable table(before, locate(before, facts.row0, ByteOrder::find, unheard));
-    return isFactsOf(facts, before, {table.row0(), table.last()}) && lastBlockIsSound(before, table);
+    ProgressReport unheard({}, source.name(), kOperation);
+    const CaseTable table(source, locate(source, row0, ByteOrder::find, unheard));
+    return fits(table) && lastBlockIsSound(source, table);
   } catch (const Error& error) {
     if (error.kind() == ErrorKind::system) {
       throw;
@@ -56,7 +58,10 @@ void requireSoundBefore(std::shared_ptr<const RandomAccessFile> current, const F
   const std::string file = current->name();
   SourceReader before(
       std::make_shared<const BeforeAppend>(std::move(current), fileThrough(*found.handle, found.name), found.facts));
-  if (!isSoundBefore(before, found.facts)) {
+  const auto isOfTheJournal = [&](const CaseTable& table) {
+    return isFactsOf(found.facts, before, {table.row0(), table.last()});
+  };
+  if (!isSound(before, found.facts.row0, isOfTheJournal)) {
     refuse(file, "its journal " + found.name +
                      " would make no sound file of it; nothing was changed: remove the journal if the file is right as "
                      "it is");
@@ -126,6 +131,10 @@ void takeBack(FileLock& data, const std::string& file, const FoundJournal& found
 }  // namespace
 
 std::string workingJournalName(const std::string& file) { return journalName(file) + ".tmp"; }
+
+bool isSoundWhereAppended(SourceReader& source, int64 row0) {
+  return isSound(source, row0, [](const CaseTable&) { return true; });
+}
 
 void restore(files::SystemFile& data, FileBytes& journal, const JournalFacts& facts, const std::string& journalName) {
   const int64 tailEnd = kJournalTailAt + facts.oldLength - facts.tailStart;

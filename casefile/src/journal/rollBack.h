@@ -5,6 +5,7 @@
 
 #include "fileLock.h"
 #include "journalForm.h"
+#include "sourceReader.h"
 
 namespace casefile {
 
@@ -15,6 +16,10 @@ namespace casefile {
 /// Returns: whether something was taken back.
 /// Raises: Error when what has the journal's name is no sound journal of this file; all is as before then.
 bool rollBack(FileLock& data, const std::string& file);
+
+/// Returns: whether what an append overwrites, heading, table and last block, can be read.
+/// Raises: Error (`system`).
+bool isSoundWhereAppended(SourceReader& source, int64 row0);
 
 /// Writes the old bytes back and returns when they are on the disk.
 /// Raises: Error (`damaged`) when the journal ends before its tail does; std::system_error.

@@ -57,6 +57,11 @@ std::string wordsFor(ReplacedJournal found, const std::string& journal) {
   return journal + " is a damaged journal of the file that had this name: it stays, remove it";
 }
 
+bool canBeReadAsItLies(const std::shared_ptr<const RandomAccessFile>& bytes, int64 row0) {
+  SourceReader source(bytes);
+  return isSoundWhereAppended(source, row0);
+}
+
 // Removes it, unless it is damaged or belongs to the file that has the name.
 ReplacedJournal removeUnlessNeeded(FoundJournal& found, const std::string& name) {
   if (found.isDamaged()) {
@@ -99,11 +104,16 @@ JournalOfReplaced removeJournalOfReplaced(const std::string& name) {
 
 JudgedFile openAsAppendFinds(const std::string& name) {
   JudgedFile judged{openFile(name), unfinishedAppendOf(name), false};
-  if (judged.append.found != JournalFound::unfinished) {
+  const bool isOfAnother = judged.append.found == JournalFound::ofAnother;
+  if (judged.append.found != JournalFound::unfinished && !isOfAnother) {
     return judged;
   }
   try {
-    judged.bytes = openBeforeAppend(name);
+    auto before = openBeforeAppend(name);
+    if (isOfAnother && canBeReadAsItLies(judged.bytes, before->row0())) {
+      return judged;  // nobody but the user knows which of the two is right
+    }
+    judged.bytes = std::move(before);
     judged.asBefore = true;
   } catch (const Error& error) {
     if (error.kind() != ErrorKind::damaged && error.kind() != ErrorKind::busy) {

@@ -17,8 +17,8 @@ struct JudgedFile {
 };
 
 /// Opens a data file as the next append would find it: as it was before one that has not finished, where that can be
-/// told, else as it is.
-/// Raises: Error: as openFile and unfinishedAppendOf.
+/// told, else as it is. A copy of such a file, which no append takes back, is opened as it was before where it cannot
+/// be read as it is. Raises: Error: as openFile and unfinishedAppendOf.
 JudgedFile openAsAppendFinds(const std::string& name);
 
 }  // namespace casefile

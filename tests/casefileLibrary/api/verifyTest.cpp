@@ -401,6 +401,42 @@ TEST_F(VerifyUnfinishedAppend, AJournalOfAnotherFileIsTold) {
   EXPECT_TRUE(told.sound());
 }
 
+// It used to be told fault by fault what the append had overwritten by then.
+TEST_F(VerifyUnfinishedAppend, ACopyThatCannotBeReadAsItLiesIsJudgedAsItWasBefore) {
+  const std::string bytes = folder_.readWhole("file");
+  const auto lastBlock = static_cast<std::size_t>(Image::of(kRow0, {kBlock, 300}).records[1].translatePos);
+  const std::string table = bytes.substr(bytes.size() - 3 * 24);
+  const std::size_t tableAt = bytes.size() - table.size();
+  const std::string overwritten[] = {
+      bytes.substr(0, lastBlock) + std::string(5000, 'x'),
+      bytes.substr(0, lastBlock) + std::string(tableAt - lastBlock, 'x') + table,  // the last block alone
+  };
+  for (const std::string& now : overwritten) {
+    folder_.writePlain("copy", now);
+    folder_.copy("kept", "copy.journal");
+    const Verification told = verify(folder_.path("copy"));
+    EXPECT_EQ(told.unfinishedAppend.found, JournalFound::ofAnother);
+    EXPECT_TRUE(told.asBeforeAppend);
+    EXPECT_TRUE(told.sound()) << told.faults.front().what;
+    EXPECT_EQ(told.caseBytes, kBlockLength + 300);
+    const Inspection seen = inspect(folder_.path("copy"));
+    EXPECT_EQ(seen.unfinishedAppend.found, JournalFound::ofAnother);
+    EXPECT_TRUE(seen.faults.empty());
+    EXPECT_EQ(seen.fileSize, std::ssize(bytes));
+  }
+}
+
+// As it is, it may be right: whoever has it decides.
+TEST_F(VerifyUnfinishedAppend, ACopyThatCanBeReadIsJudgedAsItLies) {
+  folder_.writePlain("copy", folder_.readWhole("file") + "dead");
+  folder_.copy("kept", "copy.journal");
+  const Verification told = verify(folder_.path("copy"));
+  EXPECT_EQ(told.unfinishedAppend.found, JournalFound::ofAnother);
+  EXPECT_FALSE(told.asBeforeAppend);
+  EXPECT_TRUE(told.sound());
+  EXPECT_EQ(told.deadBytes, 4);
+}
+
 TEST_F(VerifyUnfinishedAppend, AReaderSaysSo) {
   const Reader reader = Reader::open(name_);
   EXPECT_FALSE(reader.unfinishedAppend());
