@@ -1,8 +1,8 @@
 import struct
 import zlib
 
-from support import (BLOCK, HEADER, P, SMALL_MEMORY, CasefileTest, Form, build, hardly_compressible, positions, posix_only,
-                     text_rows, with_other_order)
+from support import (BLOCK, HEADER, ORDER, P, SMALL_MEMORY, CasefileTest, Form, build, hardly_compressible,
+                     measures_memory, positions, text_rows, with_other_order)
 
 
 class FileInTheDictionaryPart(CasefileTest):
@@ -114,7 +114,7 @@ class DeadBytesOfAnAppend(CasefileTest):
 
     def test_numbers_and_marks_that_were_data(self):
         new = build([b"rows"])
-        marks = struct.pack("<qqii", -100, 0, BLOCK, 5) + bytes(24)
+        marks = struct.pack(ORDER + "qqii", -100, 0, BLOCK, 5) + bytes(24)
         self.check(new + marks * 10 + positions(5000, (len(new) + 2400) // 8 * 8 + 1), b"rows")
 
 
@@ -137,11 +137,11 @@ class ManyHints(CasefileTest):
             self.run_casefile("recover", self.path("file"), self.path("out"), expect=2)
             self.assertEqual(self.names(), ["file"])
 
-    @posix_only
+    @measures_memory
     def test_headings_without_end(self):
         with open(self.path("file"), "wb") as file:
             for start in range(0, 2 * 2 ** 20, 24):
-                file.write(struct.pack("<qqq", start, start + 24, 24))
+                file.write(struct.pack(ORDER + "qqq", start, start + 24, 24))
         for arguments in [("verify", self.path("file")), ("recover", self.path("file"), self.path("out"))]:
             messages, peak = self.run_and_measure(*arguments, expect=2)
             self.assertLess(peak, SMALL_MEMORY)

@@ -1,8 +1,8 @@
 import io
 import os
 
-from support import (BLOCK, HEADER, P, CasefileTest, Form, build, hardly_compressible, no_sanitizer, positions, posix_only,
-                     text_rows)
+from support import (BLOCK, HEADER, P, CasefileTest, Form, build, hardly_compressible, measures_memory, no_sanitizer,
+                     positions, text_rows)
 
 
 class RoundTrip(CasefileTest):
@@ -60,8 +60,8 @@ class Encoders(CasefileTest):
                 self.run_casefile("verify", self.path("file.case"))
                 self.assertEqual(self.unpacked(), HEADER + data + data)
 
+    @measures_memory
     @no_sanitizer
-    @posix_only
     def test_take_no_more_memory_than_a_few_blocks_for_each_thread(self):
         for threads, blocks in [(1, 8), (2, 10), (8, 24)]:  # more than the memory that is granted
             file = self.write("in", HEADER + positions(blocks * BLOCK))
@@ -216,8 +216,8 @@ class DamagedBlock(CasefileTest):
         self.assertEqual(result.stdout, self.before[-BLOCK:])
 
 
+@measures_memory
 @no_sanitizer
-@posix_only
 class Memory(CasefileTest):
     MIB = 2 ** 20
 

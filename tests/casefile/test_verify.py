@@ -2,8 +2,8 @@ import random
 import struct
 from concurrent.futures import ThreadPoolExecutor
 
-from support import (BLOCK, HEADER, P, SMALL_MEMORY, CasefileTest, Form, build, no_sanitizer, positions, posix_only,
-                     sweep, text_rows)
+from support import (BLOCK, HEADER, ORDER, P, SMALL_MEMORY, CasefileTest, Form, build, measures_memory,
+                     no_sanitizer, positions, posix_only, sweep, text_rows)
 
 
 class Sound(CasefileTest):
@@ -74,13 +74,13 @@ class DamagedBlocks(CasefileTest):
 
     def test_record_with_a_wrong_position_names_that_block_alone(self):
         table = Form(self.data).table
-        struct.pack_into("<q", self.data, table + 24 * 3, 12345)
+        struct.pack_into(ORDER + "q", self.data, table + 24 * 3, 12345)
         text = self.verify(f"damaged: {self.logical(2, 2)}\n")
         self.assertNotIn("block 3 ", text)
 
     def test_record_with_wrong_sizes_names_that_block_alone(self):
         table = Form(self.data).table
-        struct.pack_into("<ii", self.data, table + 24 * 3 + 16, BLOCK - 1, self.records[2][3] - 1)
+        struct.pack_into(ORDER + "ii", self.data, table + 24 * 3 + 16, BLOCK - 1, self.records[2][3] - 1)
         text = self.verify(f"block 2 ({self.logical(2, 2)}): ")
         self.assertNotIn("block 3 ", text)
 
@@ -120,15 +120,15 @@ class WorthAWordOnly(CasefileTest):
     def test_spare_bytes_between_blocks_and_table(self):
         table = self.form.table
         moved = self.data[:table] + b"." * 10 + self.data[table:]
-        struct.pack_into("<q", moved, P + 8, table + 10)
+        struct.pack_into(ORDER + "q", moved, P + 8, table + 10)
         self.check(moved, f"the position table lies at {table + 10}, the blocks end at {table}")
 
     def test_another_block_size_in_the_header_record(self):
-        struct.pack_into("<i", self.data, self.form.table + 16, 4096)
+        struct.pack_into(ORDER + "i", self.data, self.form.table + 16, 4096)
         self.check(self.data, "gives 4096 as the block size")
 
     def test_a_file_position_in_the_header_record(self):
-        struct.pack_into("<q", self.data, self.form.table + 8, 7)
+        struct.pack_into(ORDER + "q", self.data, self.form.table + 8, 7)
         self.check(self.data, "gives 7 as a file position")
 
 
@@ -136,8 +136,8 @@ class HiddenBlocks(CasefileTest):
     def test_table_cut_short_with_its_heading_is_refused(self):
         data = bytearray(self.pack(text_rows(BLOCK + 100)))
         form = Form(data)
-        struct.pack_into("<q", data, P + 16, 48)
-        struct.pack_into("<i", data, form.table + 20, 1)
+        struct.pack_into(ORDER + "q", data, P + 16, 48)
+        struct.pack_into(ORDER + "i", data, form.table + 20, 1)
         self.write("file.case", data)
         self.assert_says(self.run_casefile("verify", self.path("file.case"), expect=1), "hides blocks")
         self.run_casefile("unpack", self.path("file.case"), self.path("out"), expect=1)
@@ -146,9 +146,9 @@ class HiddenBlocks(CasefileTest):
         data = bytearray(self.pack(text_rows(BLOCK + 100)))
         form = Form(data)
         _, position, _, size = form.records[0]
-        struct.pack_into("<q", data, P + 16, 48)
-        struct.pack_into("<i", data, form.table + 20, 1)
-        struct.pack_into("<i", data, form.table + 44, size + 3)
+        struct.pack_into(ORDER + "q", data, P + 16, 48)
+        struct.pack_into(ORDER + "i", data, form.table + 20, 1)
+        struct.pack_into(ORDER + "i", data, form.table + 44, size + 3)
         self.write("file.case", data)
         result = self.run_casefile("verify", self.path("file.case"), expect=1)
         self.assert_says(result, f"a block that no record names begins where the last one's zlib stream ends, at "
@@ -207,14 +207,14 @@ class HostileTables(CasefileTest):
     def test_numbers_at_their_limits(self):
         data = self.pack(text_rows(BLOCK + 100))
         form = Form(data)
-        for offset, width, kind in [(P + 8, 8, "<q"), (P + 16, 8, "<q"), (form.table + 16, 4, "<i"),
-                                    (form.table + 20, 4, "<i"), (form.table + 24, 8, "<q"), (form.table + 32, 8, "<q"),
-                                    (form.table + 40, 4, "<i"), (form.table + 44, 4, "<i"), (form.table + 48, 8, "<q"),
-                                    (form.table + 56, 8, "<q"), (form.table + 64, 4, "<i"), (form.table + 68, 4, "<i")]:
+        for offset, width, kind in [(P + 8, 8, "q"), (P + 16, 8, "q"), (form.table + 16, 4, "i"),
+                                    (form.table + 20, 4, "i"), (form.table + 24, 8, "q"), (form.table + 32, 8, "q"),
+                                    (form.table + 40, 4, "i"), (form.table + 44, 4, "i"), (form.table + 48, 8, "q"),
+                                    (form.table + 56, 8, "q"), (form.table + 64, 4, "i"), (form.table + 68, 4, "i")]:
             largest = 2 ** (8 * width - 1) - 1
             for value in sweep([0, -1, 24, largest, -largest - 1, largest - 24, 2 ** 31 - 1, -(2 ** 31)]):
                 damaged = bytearray(data)
-                struct.pack_into(kind, damaged, offset, value)
+                struct.pack_into(ORDER + kind, damaged, offset, value)
                 if damaged == data:
                     continue
                 self.write("file.case", damaged)
@@ -244,10 +244,10 @@ class ManyDamagedBlocks(CasefileTest):
         block = data[P + 24:P + 24 + Form(data).records[0][3]]
         broken = bytes([block[0] ^ 1]) + block[1:]  # told at its first byte: half of the blocks are inflated
         table = P + 24 + count * len(block)
-        out = data[:P] + struct.pack("<qqq", P, table, 24 * (count + 1)) + (broken + block) * (count // 2)
-        out += struct.pack("<qqii", -100, 0, BLOCK, count)
+        out = data[:P] + struct.pack(ORDER + "qqq", P, table, 24 * (count + 1)) + (broken + block) * (count // 2)
+        out += struct.pack(ORDER + "qqii", -100, 0, BLOCK, count)
         for i in range(count):
-            out += struct.pack("<qqii", P + i * BLOCK, P + 24 + i * len(block), BLOCK, len(block))
+            out += struct.pack(ORDER + "qqii", P + i * BLOCK, P + 24 + i * len(block), BLOCK, len(block))
         return bytes(out)
 
 
@@ -255,12 +255,12 @@ class TableBeyondTheFile(CasefileTest):
     def test_leaves_no_dead_bytes_to_count(self):
         data = bytearray(self.pack(b"rows"))
         for position in [len(data), len(data) + 1, 2 ** 62, 2 ** 63 - 48, 2 ** 63 - 1, -1, -2 ** 63]:
-            struct.pack_into("<q", data, P + 8, position)
+            struct.pack_into(ORDER + "q", data, P + 8, position)
             self.write("file.case", data)
             self.assertEqual(self.info("file.case", "--row0", str(P), expect=1)["deadBytes"], 0)
 
 
-@posix_only
+@measures_memory
 class HostileLengths(CasefileTest):
     """What a file claims about its table costs neither memory nor messages without end."""
 
@@ -269,9 +269,9 @@ class HostileLengths(CasefileTest):
     def sparse(self, table, records, first=b""):
         """A file of holes whose heading names a table; only the table's beginning is written."""
         with open(self.path("file.case"), "wb") as file:
-            file.write(HEADER + struct.pack("<qqq", P, table, 24 * (records + 1)))
+            file.write(HEADER + struct.pack(ORDER + "qqq", P, table, 24 * (records + 1)))
             file.seek(table)
-            file.write(struct.pack("<qqii", -100, 0, BLOCK, min(records, 2 ** 31 - 1)) + first)
+            file.write(struct.pack(ORDER + "qqii", -100, 0, BLOCK, min(records, 2 ** 31 - 1)) + first)
             file.truncate(table + 24 * (records + 1))
 
     def check(self, text, places):
@@ -292,7 +292,7 @@ class HostileLengths(CasefileTest):
         self.check("the position table is longer than 2147483647 bytes", [("--row0", P)])
 
     def test_table_of_many_records_that_are_zero(self):
-        self.sparse(2 ** 24, 10 * 2 ** 20, struct.pack("<qqii", P, P + 24, BLOCK, 5000))
+        self.sparse(2 ** 24, 10 * 2 ** 20, struct.pack(ORDER + "qqii", P, P + 24, BLOCK, 5000))
         self.check("the position table is damaged in more than 1000 places", [(), ("--row0", P)])
 
     def test_recover_from_a_table_of_many_records_that_are_zero(self):
