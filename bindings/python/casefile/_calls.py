@@ -126,8 +126,7 @@ class LongCall:
     def __init__(self, progress: Optional[ProgressCallback]) -> None:
         self._state = _State(progress)
         # Kept as long as the library may call it.
-        self.callback = ffi.callback("int32_t(void*, const casefile_progress*)", self._state.tell, error=1,
-                                     onerror=self._state.failed)
+        self.callback = ffi.callback("casefile_progress_callback", self._state.tell, error=1, onerror=self._state.failed)
 
     def run(self, call: Callable[[Any], Any], sources: Optional[Raised] = None, short: bool = False) -> None:
         """As checked(); `sources` keeps what a source of the program's own raises. A short call is made at once."""

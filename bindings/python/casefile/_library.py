@@ -37,6 +37,28 @@ def _open() -> Any:
 lib: Any = _open()
 
 
+# Handles, structures and results, as the package hands them to functions.
+_TYPES = [f"casefile_{name}" for name in (
+    "appender**", "appender_info*", "appender_options*", "block*", "check_options*", "error*", "fault*", "inspection**",
+    "inspection_info*", "journal_of_replaced*", "loss*", "progress_callback", "range*", "range[]", "reader**",
+    "reader_info*", "reader_options*", "recover_options*", "recovery**", "recovery_info*", "source**",
+    "source_callbacks*", "unfinished_append*", "verification**", "verification_info*", "writer**", "writer_options*")]
+_TYPES += ["char[]", "int32_t*", "int64_t*", "intptr_t", "size_t*", "void*"]
+
+
+def _look_everything_up() -> None:
+    """cffi looks a function or a type up where it is used first, under a lock that no thread takes twice: when garbage is
+    collected just then, and a handle freed with it, the thread would wait for itself.
+    """
+    for name in dir(lib):
+        getattr(lib, name)
+    for kind in _TYPES:
+        ffi.typeof(kind)
+
+
+_look_everything_up()
+
+
 # What the library may look at as long as a handle lives, by the handle's address.
 _kept: Dict[int, Any] = {}
 # Handles that another process made, of which this one is a copy: it has neither their threads nor a right to their files.

@@ -18,6 +18,9 @@ def is_name(source: Source) -> bool:
     return isinstance(source, (str, bytes, os.PathLike))
 
 
+_TELL_LENGTH = ffi.typeof("int32_t(*)(void*, int64_t*)")
+_READ = ffi.typeof("int32_t(*)(void*, void*, size_t, int64_t, size_t*)")
+
 # Sources that the library may still read: it says when it does no more.
 _in_use: Dict[int, "_Reading"] = {}
 
@@ -33,9 +36,8 @@ class _Reading:
         self.callbacks = ffi.new("casefile_source_callbacks*")
         lib.casefile_source_callbacks_init(self.callbacks, ffi.sizeof(self.callbacks[0]))
         self._kept = (
-            ffi.callback("int32_t(void*, int64_t*)", self._tell_length, error=errno.EIO, onerror=self._failed),
-            ffi.callback("int32_t(void*, void*, size_t, int64_t, size_t*)", self._read, error=errno.EIO,
-                         onerror=self._failed))
+            ffi.callback(_TELL_LENGTH, self._tell_length, error=errno.EIO, onerror=self._failed),
+            ffi.callback(_READ, self._read, error=errno.EIO, onerror=self._failed))
         self.callbacks.length, self.callbacks.read_at = self._kept
         self.callbacks.release = _release
         self.callbacks.user = ffi.cast("void*", id(self))
