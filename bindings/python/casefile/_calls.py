@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 import threading
 from typing import Any, Callable, NamedTuple, Optional
 
@@ -28,6 +29,14 @@ def natural(name: str, value: int) -> int:
     if value < 0:
         raise ValueError(f"{name} cannot be negative: {value}")
     return value
+
+
+def require_no_objects(data: Any) -> None:
+    """Raises: TypeError for memory that holds references to Python's objects, not their values."""
+    kind = getattr(data, "dtype", None)
+    letters = re.sub(":[^:]*:", "", data.format) if isinstance(data, memoryview) else ""  # without names of fields
+    if getattr(kind, "hasobject", False) or "O" in letters:
+        raise TypeError(f"bytes are wanted, not references to objects: {kind or data.format}")
 
 
 class Raised:
@@ -67,10 +76,15 @@ class _State:
         self.raised = Raised()
         self.progress = progress
         self.stopped = False
+        self.teller: Optional[int] = None
 
     def tell(self, _: Any, told: Any) -> int:
         if self.progress is not None:
-            self.progress(Progress(told.bytes_done, told.bytes_in_all, _PHASES[told.phase]))
+            self.teller = threading.get_ident()
+            try:
+                self.progress(Progress(told.bytes_done, told.bytes_in_all, _PHASES[told.phase]))
+            finally:
+                self.teller = None
         return 1 if self.stopped else 0
 
     def failed(self, _: Any, exception: Optional[BaseException], __: Any) -> None:
@@ -127,6 +141,10 @@ class LongCall:
         self._state = _State(progress)
         # Kept as long as the library may call it.
         self.callback = ffi.callback("casefile_progress_callback", self._state.tell, error=1, onerror=self._state.failed)
+
+    def is_telling(self) -> bool:
+        """Whether this thread is in the progress callback."""
+        return self._state.teller == threading.get_ident()
 
     def run(self, call: Callable[[Any], Any], sources: Optional[Raised] = None, short: bool = False) -> None:
         """As checked(); `sources` keeps what a source of the program's own raises. A short call is made at once."""

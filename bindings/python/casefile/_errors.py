@@ -104,6 +104,15 @@ def _text(field: Any) -> str:
     return os.fsdecode(ffi.string(field))
 
 
+def wrong_use(message: str, name: Any) -> UsageError:
+    """Returns: the exception for a call that the library need not be asked about."""
+    error = UsageError(f"{name}: {message}")
+    error.filename = name
+    error.status = "usage"
+    error.message = str(error.args[0])
+    return error
+
+
 def error_of(raised: Any) -> BaseException:
     """Returns: the exception for a filled ``casefile_error``."""
     message = _text(raised.message)

@@ -3,10 +3,11 @@
 from __future__ import annotations
 
 import io
+import operator
 import os
 from typing import TYPE_CHECKING, Any, Iterator, List, NamedTuple, Optional, cast
 
-from ._calls import LongCall, ProgressCallback, checked, natural
+from ._calls import LongCall, ProgressCallback, checked, natural, require_no_objects
 from ._library import ffi, lib, owned
 from ._source import Source, opened
 
@@ -19,6 +20,7 @@ _CACHE = 64 << 20
 _MANY_BYTES = 2 * BLOCK_SIZE
 # So much is read first where a line's end is looked for.
 _LINE = 512
+_MOST = (1 << 63) - 1
 _uncleared = ffi.new_allocator(should_clear_after_alloc=False)
 
 
@@ -141,6 +143,7 @@ class File(io.RawIOBase):
 
         Returns: how many bytes there were.
         """
+        require_no_objects(buffer)
         with ffi.from_buffer("char[]", buffer, require_writable=True) as room:
             return self._read_into(room, position, progress)
 
@@ -236,9 +239,11 @@ class File(io.RawIOBase):
         origins = {os.SEEK_SET: 0, os.SEEK_CUR: self._position, os.SEEK_END: self._size}
         if whence not in origins:
             raise ValueError(f"no such origin: {whence}")
-        position = origins[whence] + offset
+        position = origins[whence] + operator.index(offset)
         if position < 0:
             raise ValueError(f"a negative position: {position}")
+        if position > _MOST:
+            raise OverflowError(f"no file has a position {position}")
         self._position = position
         return position
 

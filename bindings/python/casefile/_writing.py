@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import os
+import threading
 from types import TracebackType
 from typing import Any, Callable, Iterable, Optional, Type, Union
 
-from ._calls import LongCall, ProgressCallback, checked, natural
+from ._calls import LongCall, ProgressCallback, checked, natural, require_no_objects
+from ._errors import wrong_use
 from ._file import BLOCK_SIZE
 from ._library import encoded, ffi, is_inherited, lib, owned
 
@@ -29,30 +31,59 @@ def _is_bytes(data: Any) -> bool:
         memoryview(data)
     except TypeError:
         return False
+    except ValueError:  # some of numpy's types, dates for one, are none that a buffer has
+        return hasattr(data, "tobytes")
     return True
+
+
+def _bytes_of(data: Any) -> Any:
+    """Returns: the bytes of a buffer, those of an array in the order of its elements."""
+    if isinstance(data, bytes):
+        return data
+    require_no_objects(data)
+    if hasattr(data, "dtype") and hasattr(data, "tobytes"):
+        data = data.reshape(-1).view("u1")
+    view = memoryview(data)
+    require_no_objects(view)
+    return view if view.c_contiguous else view.tobytes()
 
 
 class _Output:
     """What Writer and Appender have in common. In a ``with`` statement it is finished at the end of the block; when an
-    exception leaves the block, nothing of it is left."""
+    exception leaves the block, nothing of it is left. Threads wait for each other at it."""
 
     def __init__(self, name: Name, progress: Optional[ProgressCallback]) -> None:
         self.name = name
         self._call = LongCall(progress)
         self._handle: Any = None
+        # Taken again by a signal's handler, or an object's end, that comes while this thread holds it.
+        self._lock = threading.RLock()
+        self._at_work = False
 
-    def _output(self) -> Any:
-        if self._handle is None:
-            raise ValueError("it is finished or cancelled")
-        if is_inherited(self._handle):
+    def _alone(self, call: Callable[[Any], None]) -> None:
+        """Makes a call with the handle while nobody else does: another one at the same time would break it.
+
+        Raises: UsageError where waiting for the call that is at work would never end.
+        """
+        if self._handle is not None and is_inherited(self._handle):  # and so is a lock that nobody here gives back
             raise ValueError("another process is writing it, of which this one is a copy")
-        return self._handle
+        if self._call.is_telling():
+            raise wrong_use("its own progress callback may not call it; what that raises ends the call", self.name)
+        with self._lock:
+            if self._at_work:
+                raise wrong_use("it is called out of a call of its own", self.name)
+            try:
+                self._at_work = True
+                if self._handle is None:
+                    raise ValueError("it is finished or cancelled")
+                call(self._handle)
+            finally:
+                self._at_work = False
 
     def _give(self, function: Callable[..., Any], data: Any) -> None:
-        output = self._output()
-        view = memoryview(data)
-        with ffi.from_buffer("char[]", view if view.c_contiguous else view.tobytes()) as room:
-            self._call.run(lambda error: function(output, room, len(room), error), short=len(room) < _SHORT)
+        with ffi.from_buffer("char[]", _bytes_of(data)) as room:
+            self._alone(lambda output: self._call.run(lambda error: function(output, room, len(room), error),
+                                                      short=len(room) < _SHORT))
 
     def _write(self, function: Callable[..., Any], data: "Any | Iterable[Any]") -> None:
         if isinstance(data, str):
@@ -70,14 +101,34 @@ class _Output:
         elif self._handle is not None:
             self.finish()
 
+    def __reduce_ex__(self, protocol: Any) -> Any:
+        raise TypeError(f"a {type(self).__name__} cannot be copied: the file has one")
+
     def finish(self) -> None:
         raise NotImplementedError
 
     def cancel(self) -> None:
-        """Gives up: nothing of it is left."""
-        if self._handle is not None:
-            handle, self._handle = self._handle, None
-            ffi.release(handle)  # as the library's own cancelling
+        """Gives up: nothing of it is left. A call that another thread makes comes to its end first."""
+        if self._handle is None or is_inherited(self._handle):
+            self._handle = None
+            return
+        try:
+            self._alone(self._free)
+        except ValueError:
+            if self._handle is not None:
+                raise
+
+    def _complete(self, function: Callable[..., Any]) -> None:
+        def finish(output: Any) -> None:
+            try:
+                self._call.run(lambda error: function(output, error))
+            finally:
+                self._free(output)
+        self._alone(finish)
+
+    def _free(self, output: Any) -> None:
+        self._handle = None
+        ffi.release(output)  # as the library's own cancelling
 
 
 class Writer(_Output):
@@ -112,8 +163,8 @@ class Writer(_Output):
     def position(self) -> int:
         """The logical position behind all bytes given so far."""
         position = ffi.new("int64_t*")
-        output = self._output()
-        checked(lambda error: lib.casefile_writer_get_position(output, position, error))
+        self._alone(lambda output: checked(
+            lambda error: lib.casefile_writer_get_position(output, position, error)))
         return int(position[0])
 
     def write(self, data: Any) -> None:
@@ -127,11 +178,7 @@ class Writer(_Output):
 
     def finish(self) -> None:
         """Writes what is left and gives the file its name."""
-        output = self._output()
-        try:
-            self._call.run(lambda error: lib.casefile_writer_finish(output, error))
-        finally:
-            self.cancel()
+        self._complete(lib.casefile_writer_finish)
 
 
 class Appender(_Output):
@@ -156,8 +203,8 @@ class Appender(_Output):
 
     def _info(self) -> Any:
         info = ffi.new("casefile_appender_info*")
-        output = self._output()
-        checked(lambda error: lib.casefile_appender_get_info(output, info, ffi.sizeof(info[0]), error))
+        self._alone(lambda output: checked(
+            lambda error: lib.casefile_appender_get_info(output, info, ffi.sizeof(info[0]), error)))
         return info
 
     def __enter__(self) -> "Appender":
@@ -173,9 +220,11 @@ class Appender(_Output):
 
     def read_at(self, position: int, size: int) -> bytes:
         """Reads what the file holds, before the first new byte is given."""
-        room, done = bytearray(size), ffi.new("size_t*")
-        output, view = self._output(), ffi.from_buffer("char[]", room, require_writable=True)
-        checked(lambda error: lib.casefile_appender_read_at(output, view, size, position, done, error))
+        there_is = max(0, min(natural("size", size), self.position - position))
+        room, done = bytearray(there_is), ffi.new("size_t*")
+        view = ffi.from_buffer("char[]", room, require_writable=True)
+        self._alone(lambda output: checked(
+            lambda error: lib.casefile_appender_read_at(output, view, there_is, position, done, error)))
         return bytes(room[:done[0]])
 
     def write(self, data: Any) -> None:
@@ -184,11 +233,7 @@ class Appender(_Output):
 
     def finish(self) -> None:
         """Returns when all is on the disk."""
-        output = self._output()
-        try:
-            self._call.run(lambda error: lib.casefile_appender_finish(output, error))
-        finally:
-            self.cancel()
+        self._complete(lib.casefile_appender_finish)
 
 
 def compress_block(data: Any, encoder: str = "automatic") -> bytes:
@@ -197,8 +242,7 @@ def compress_block(data: Any, encoder: str = "automatic") -> bytes:
     """
     number, length = _encoder(encoder), ffi.new("size_t*")
     made = bytearray(BLOCK_SIZE)
-    view = memoryview(data)
-    with ffi.from_buffer("char[]", view if view.c_contiguous else view.tobytes()) as plain, \
+    with ffi.from_buffer("char[]", _bytes_of(data)) as plain, \
             ffi.from_buffer("char[]", made, require_writable=True) as room:
         checked(lambda error: lib.casefile_compress_block(plain, len(plain), number, room, len(room), length, error))
     return bytes(memoryview(made)[:length[0]])

@@ -55,6 +55,21 @@ def test_reads_at_positions(record_file):
         assert bytes(room) == bytes(5) + plain[:10] + bytes(5)
         with pytest.raises(casefile.UsageError):
             file.read_at(-1, 1)
+        for position, refused in ((1.5, TypeError), (-1, ValueError), (1 << 63, OverflowError)):
+            with pytest.raises(refused):
+                file.seek(position)
+        assert file.tell() == 0
+
+
+def test_references_to_objects_are_not_overwritten(record_file):
+    # They were, by bytes of the file, and the next look at the array ended the process.
+    array = numpy.zeros(4, dtype=[("name", "i8"), ("value", "O")])
+    with casefile.open(record_file) as file:
+        for buffer in (array, memoryview(array)):
+            with pytest.raises(TypeError, match="references"):
+                file.read_into(buffer, 0)
+        dates = numpy.zeros(3, "M8[s]")
+        assert file.read_into(dates, ROW0) == 24 and dates.tobytes() == records(2).tobytes()[:24]
 
 
 class CountedFile(casefile.File):

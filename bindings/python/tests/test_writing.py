@@ -33,6 +33,19 @@ def test_writes_what_is_read(tmp_path):
     assert content(path) == b"headabc\0\1\2\0\2\4xyz"
 
 
+def test_an_array_is_written_as_its_elements_lie_in_memory(tmp_path):
+    path = tmp_path / "new.case"
+    dates = numpy.array(["2026-11-23", "1970-01-02"], "M8[s]")  # of a type that no buffer has
+    with casefile.create(path, b"head") as writer:
+        writer.write(dates)
+        writer.write(dates[0])
+        writer.write(numpy.arange(6, dtype="u1").reshape(2, 3).T)
+        for objects in (numpy.array(["text", None]), memoryview(numpy.array([1, "x"], dtype=object))):
+            with pytest.raises(TypeError, match="references"):
+                writer.write(objects)  # it was their addresses that were written
+    assert content(path) == b"head" + dates.tobytes() + dates[:1].tobytes() + b"\0\3\1\4\2\5"
+
+
 def test_an_exception_in_the_block_leaves_nothing(tmp_path):
     with pytest.raises(LookupError):
         with casefile.create(tmp_path / "new.case", b"head") as writer:
@@ -103,7 +116,7 @@ def test_appends(tmp_path):
         writer.write(b"first")
     with casefile.append(path) as appender:
         assert appender.row0 == 4 and appender.position == 9 and not appender.took_back
-        assert appender.read_at(4, 100) == b"first"
+        assert appender.read_at(4, 1 << 60) == b"first" and appender.read_at(100, 5) == b""
         with pytest.raises(casefile.BusyError):
             casefile.append(path)
         appender.write(b" second")
