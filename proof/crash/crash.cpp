@@ -212,8 +212,8 @@ class CrashHarness : public Harness {
   // Before anything was mended: what a Reader delivers is right, or it says why not.
   static std::string readAsItIs(const Scenario& scenario, const Image& left, Tally& tally) {
     const auto row0 = static_cast<std::int64_t>(kDictionary.size());
-    const Bytes before = readByTheBook(scenario.atFirst.at(kFile), row0, kBlock).logical();
-    const Bytes after = readByTheBook(scenario.atLast.at(kFile), row0, kBlock).logical();
+    const Bytes before = readByTheBook(scenario.atFirst.at(kFile), row0, kBlock).logical().bytes();
+    const Bytes after = readByTheBook(scenario.atLast.at(kFile), row0, kBlock).logical().bytes();
     MemoryDisk disk(left);
     std::string what;
     try {

@@ -37,14 +37,10 @@ casefile::ReaderOptions finding() {
   return options;
 }
 
-std::shared_ptr<const casefile::RandomAccessFile> inMemory(const Bytes& file) {
-  return casefile::fileFromMemory(std::as_bytes(std::span(file)), "file");
-}
-
-// What a Reader gives, piece by piece; pieces that cannot be read are empty.
-std::vector<Bytes> piecesOf(const casefile::Reader& reader) {
+// What a Reader gives from a position on, piece by piece; pieces that cannot be read are empty.
+std::vector<Bytes> piecesOf(const casefile::Reader& reader, std::int64_t from) {
   std::vector<Bytes> pieces;
-  for (std::int64_t at = 0; at < reader.size(); at += kPiece) {
+  for (std::int64_t at = from; at < reader.size(); at += kPiece) {
     Bytes piece(std::min<std::size_t>(kPiece, static_cast<std::size_t>(reader.size() - at)));
     try {
       piece.resize(reader.readAt(std::as_writable_bytes(std::span(piece)), at));
@@ -56,15 +52,21 @@ std::vector<Bytes> piecesOf(const casefile::Reader& reader) {
   return pieces;
 }
 
+// All that a Reader of the file has from where reading begins.
+casefile::LogicalRange from(const casefile::Reader& reader, const Shape& shape) {
+  const std::int64_t begin = std::min(shape.begin(), reader.size());
+  return {begin, reader.size() - begin};
+}
+
 // --- through a Reader
 
-std::string readInOrder(const Damaged& damaged, const casefile::ReaderOptions& options, bool missingIsWrong,
+std::string readInOrder(const Damaged& damaged, const Shape& shape, const casefile::ReaderOptions& options,
                         Tally& tally) {
   std::string wrong;
-  std::int64_t next = 0;
+  std::int64_t next = shape.begin();
   try {
-    const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file()), options);
-    reader.read({0, reader.size()}, [&](std::span<const std::byte> bytes, std::int64_t position) {
+    const casefile::Reader reader = casefile::Reader::open(opened(damaged.file()), options);
+    reader.read(from(reader, shape), [&](std::span<const std::byte> bytes, std::int64_t position) {
       if (position != next && wrong.empty()) {
         wrong = "gives position " + std::to_string(position) + " behind " + std::to_string(next);
       }
@@ -78,7 +80,7 @@ std::string readInOrder(const Damaged& damaged, const casefile::ReaderOptions& o
     return error.file().empty() ? std::string("an error without a file: ") + error.what() : wrong;
   }
   ++tally["reads to the end"];
-  if (wrong.empty() && missingIsWrong && static_cast<std::size_t>(next) < damaged.size()) {
+  if (wrong.empty() && next < damaged.size()) {
     wrong = "ends at " + std::to_string(next) + " of " + std::to_string(damaged.size()) + " without a word";
   }
   return wrong;
@@ -86,7 +88,7 @@ std::string readInOrder(const Damaged& damaged, const casefile::ReaderOptions& o
 
 std::string readAtRandom(const Damaged& damaged, const Shape& shape, Tally& tally) {
   try {
-    const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file()), told(shape));
+    const casefile::Reader reader = casefile::Reader::open(opened(damaged.file()), told(shape));
     for (std::int64_t step = 1; step <= 5; ++step) {
       Bytes buffer(kPiece);
       const std::int64_t at = reader.size() * step * 7919 % std::max<std::int64_t>(reader.size(), 1);
@@ -110,7 +112,7 @@ std::string readAtRandom(const Damaged& damaged, const Shape& shape, Tally& tall
 int assertions = 0;
 
 std::string readByStream(const Damaged& damaged, const Shape& shape, int mode, Tally& tally) {
-  MemoryDisk disk({{kFile, damaged.file()}});
+  MemoryDisk disk(kFile, damaged.file());
   assertions = 0;
   std::int64_t at = shape.row0;
   {
@@ -120,7 +122,7 @@ std::string readByStream(const Damaged& damaged, const Shape& shape, int mode, T
     stream.readFilePosInfo(shape.row0, shape.otherOrder);
     stream.Seek(at, VORN_StrBaseIO::SeekFromStart);
     Bytes piece(kPiece);
-    for (std::size_t got = 1; got > 0 && at < (std::int64_t{1} << 20);) {
+    for (std::size_t got = 1; got > 0 && at - shape.row0 < (std::int64_t{1} << 20);) {
       got = stream.Read(piece.data(), piece.size());
       if (std::string wrong = damaged.judge(at, piece.data(), got, tally); !wrong.empty()) {
         return wrong;
@@ -132,7 +134,7 @@ std::string readByStream(const Damaged& damaged, const Shape& shape, int mode, T
   if (disk.openDescriptors() != 0) {
     return "a descriptor stays open";
   }
-  if (assertions == 0 && static_cast<std::size_t>(at) < damaged.size()) {
+  if (assertions == 0 && at < damaged.size()) {
     return "ends at " + std::to_string(at) + " of " + std::to_string(damaged.size()) + " without a word";
   }
   return "";
@@ -147,7 +149,7 @@ std::string verifies(const Damaged& damaged, const Shape& shape, Tally& tally) {
   options.byteOrder = told(shape).byteOrder;
   options.threads = 1;
   try {
-    if (!casefile::verify(inMemory(damaged.file()), options).sound()) {
+    if (!casefile::verify(opened(damaged.file()), options).sound()) {
       ++tally["files that verify calls damaged"];
       return damaged.isSound() ? "calls a sound file damaged" : "";
     }
@@ -156,8 +158,8 @@ std::string verifies(const Damaged& damaged, const Shape& shape, Tally& tally) {
   }
   ++tally["files that verify calls sound"];
   try {
-    const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file()), told(shape));
-    reader.read({0, reader.size()}, [](std::span<const std::byte>, std::int64_t) {});
+    const casefile::Reader reader = casefile::Reader::open(opened(damaged.file()), told(shape));
+    reader.read(from(reader, shape), [](std::span<const std::byte>, std::int64_t) {});
     return "";
   } catch (const casefile::Error& error) {
     return std::string("calls sound what cannot be read: ") + error.what();
@@ -174,13 +176,13 @@ std::string recovers(const Damaged& damaged, const Shape& shape, bool finds, Tal
   }
   casefile::Recovery recovery;
   try {
-    recovery = casefile::recover(inMemory(damaged.file()), kFile, options);
+    recovery = casefile::recover(opened(damaged.file()), kFile, options);
   } catch (const casefile::Error&) {
     ++tally["files that recover finds nothing in"];
-    return disk.image().empty() ? "" : "leaves something behind";
+    return disk.holdsOnly({}) ? "" : "leaves something behind";
   }
   ++tally[recovery.complete() ? "files that recover calls complete" : "files that recover saves a part of"];
-  const Contents contents = readByTheBook(disk.image().at(kFile), recovery.row0, kSmallBlock);
+  const Contents contents = readByTheBook(disk.file(kFile), recovery.row0, kSmallBlock);
   if (!contents.sound) {
     return "makes a file that is not sound";
   }
@@ -188,8 +190,12 @@ std::string recovers(const Damaged& damaged, const Shape& shape, bool finds, Tal
     ++tally["files of which recover saves other case data"];
     return "";
   }
-  const Bytes saved = contents.logical();
-  if (std::string wrong = damaged.judge(0, saved.data(), saved.size(), tally); !wrong.empty()) {
+  const SparseBytes saved = contents.logical();
+  if (saved.nextData(0) < std::min(shape.begin(), damaged.file().nextData(0))) {
+    return "puts bytes into the hole of the dictionary part";
+  }
+  const Bytes bytes = saved.read(static_cast<std::size_t>(saved.size() - shape.begin()), shape.begin());
+  if (std::string wrong = damaged.judge(shape.begin(), bytes.data(), bytes.size(), tally); !wrong.empty()) {
     return wrong;
   }
   // A damaged heading may say that there is nothing.
@@ -204,20 +210,21 @@ std::string recovers(const Damaged& damaged, const Shape& shape, bool finds, Tal
 const Bytes kMore(700, 'm');
 
 // Everything that could be read before can be read behind an append, and what was appended too.
-std::string judgeAppended(const std::vector<Bytes>& before, std::int64_t end, const Bytes& file, const Shape& shape) {
+std::string judgeAppended(const std::vector<Bytes>& before, std::int64_t end, const SparseBytes& file,
+                          const Shape& shape) {
   casefile::ReaderOptions options = told(shape);
   options.byteOrder = casefile::ByteOrder::find;
   try {
-    const casefile::Reader reader = casefile::Reader::open(inMemory(file), options);
+    const casefile::Reader reader = casefile::Reader::open(opened(file), options);
     if (reader.size() != end + static_cast<std::int64_t>(kMore.size())) {
       return "has the length " + std::to_string(reader.size());
     }
-    const std::vector<Bytes> after = piecesOf(reader);
+    const std::vector<Bytes> after = piecesOf(reader, shape.begin());
     for (std::size_t i = 0; i < before.size(); ++i) {
       if (!before[i].empty() &&
           !std::equal(before[i].begin(), before[i].end(), after[i].begin(),
                       after[i].begin() + static_cast<std::ptrdiff_t>(std::min(before[i].size(), after[i].size())))) {
-        return "loses what could be read at " + std::to_string(i * kPiece);
+        return "loses what could be read at " + std::to_string(shape.begin() + static_cast<std::int64_t>(i * kPiece));
       }
     }
     Bytes tail(kMore.size());
@@ -229,7 +236,7 @@ std::string judgeAppended(const std::vector<Bytes>& before, std::int64_t end, co
 }
 
 std::string appendByAppender(const Damaged& damaged, const Shape& shape, Tally& tally) {
-  MemoryDisk disk({{kFile, damaged.file()}});
+  MemoryDisk disk(kFile, damaged.file());
   try {
     casefile::AppenderOptions options;
     options.row0 = shape.row0;
@@ -237,26 +244,26 @@ std::string appendByAppender(const Damaged& damaged, const Shape& shape, Tally& 
     options.threads = 1;
     options.encoder = casefile::Encoder::zlib;
     casefile::Appender appender = casefile::Appender::open(kFile, options);
-    const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file()), told(shape));
-    const std::vector<Bytes> before = piecesOf(reader);
+    const casefile::Reader reader = casefile::Reader::open(opened(damaged.file()), told(shape));
+    const std::vector<Bytes> before = piecesOf(reader, shape.begin());
     appender.write(std::as_bytes(std::span(kMore)));
     appender.finish();
     ++tally["appends made"];
-    return judgeAppended(before, reader.size(), disk.image().at(kFile), shape);
+    return judgeAppended(before, reader.size(), disk.file(kFile), shape);
   } catch (const casefile::Error&) {
     ++tally["appends refused"];
-    return disk.image() == Image{{kFile, damaged.file()}} ? "" : "a refused append changed the file or left another";
+    return disk.holdsOnly({{kFile, damaged.file()}}) ? "" : "a refused append changed the file or left another";
   }
 }
 
 std::string appendByStream(const Damaged& damaged, const Shape& shape, Tally& tally) {
-  MemoryDisk disk({{kFile, damaged.file()}});
+  MemoryDisk disk(kFile, damaged.file());
   std::vector<Bytes> before;
   // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): it counts where the Reader raises
   std::int64_t end = shape.row0;
   try {
-    const casefile::Reader reader = casefile::Reader::open(inMemory(damaged.file()), told(shape));
-    before = piecesOf(reader);
+    const casefile::Reader reader = casefile::Reader::open(opened(damaged.file()), told(shape));
+    before = piecesOf(reader, shape.begin());
     end = reader.size();
   } catch (const casefile::Error&) {
     // the stream has to find out by itself
@@ -274,10 +281,10 @@ std::string appendByStream(const Damaged& damaged, const Shape& shape, Tally& ta
   }
   if (assertions > 0 || written == 0) {
     ++tally["stream appends refused"];
-    return disk.image() == Image{{kFile, damaged.file()}} ? "" : "a refused append through a stream changed the file";
+    return disk.holdsOnly({{kFile, damaged.file()}}) ? "" : "a refused append through a stream changed the file";
   }
   ++tally["stream appends made"];
-  return judgeAppended(before, end, disk.image().at(kFile), shape);
+  return judgeAppended(before, end, disk.file(kFile), shape);
 }
 
 }  // namespace
@@ -286,8 +293,8 @@ const std::vector<Attempt>& attempts() {
   using D = const Damaged&;
   using S = const Shape&;
   static const std::vector<Attempt> all{
-      {"a Reader in order", [](D d, S s, Tally& t) { return readInOrder(d, told(s), true, t); }},
-      {"a Reader that finds row 0", [](D d, S /*s*/, Tally& t) { return readInOrder(d, finding(), true, t); }},
+      {"a Reader in order", [](D d, S s, Tally& t) { return readInOrder(d, s, told(s), t); }},
+      {"a Reader that finds row 0", [](D d, S s, Tally& t) { return readInOrder(d, s, finding(), t); }},
       {"a Reader at random", [](D d, S s, Tally& t) { return readAtRandom(d, s, t); }},
       {"a stream", [](D d, S s, Tally& t) { return readByStream(d, s, 0, t); }},
       {"a stream with a worker", [](D d, S s, Tally& t) { return readByStream(d, s, 2, t); }},

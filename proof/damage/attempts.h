@@ -17,8 +17,11 @@ struct Attempt {
   std::string (*run)(const Damaged& damaged, const Shape& shape, Tally& tally);
 };
 
-/// Returns: every use: reading in order, at random and by streams, checking, recovering, appending.
+/// Returns: every use: reading in order, at random and by streams, checking, recovering, appending. Corpora name them
+/// by number.
 const std::vector<Attempt>& attempts();
+/// Returns: the uses that need the program's sources.
+const std::vector<Attempt>& programAttempts();
 
 /// An assertion handler that returns: the attempts look at what the streams do then.
 void noteAssertion(const wchar_t* text, const wchar_t* file, unsigned int line);

@@ -20,9 +20,11 @@ constexpr std::size_t kMostMemory = std::size_t{64} << 20;
 class DamageHarness : public Harness {
  public:
   DamageHarness() : shapes_(shapesOfFiles()) {
+    const std::vector<Shape> more = moreShapesOfFiles();
+    shapes_.insert(shapes_.end(), more.begin(), more.end());
     datasource::platform::setAssertionHandler(noteAssertion);
     for (const Shape& shape : shapes_) {
-      const Contents contents = readByTheBook(shape.file, shape.row0, kSmallBlock);
+      const Contents contents = readByTheBook(shape.whole(), shape.row0, kSmallBlock);
       if (!contents.sound) {
         throw std::logic_error("the oracle does not read the sound file: " + shape.name);
       }
@@ -55,16 +57,18 @@ class DamageHarness : public Harness {
 
  private:
   static std::string attempt(const Damaged& damaged, const Shape& shape, Tally& tally) {
-    for (const Attempt& attempt : attempts()) {
-      if (const std::string wrong = attempt.run(damaged, shape, tally); !wrong.empty()) {
-        return attempt.who + (": " + wrong);
+    for (const auto* const all : {&attempts(), &programAttempts()}) {
+      for (const Attempt& attempt : *all) {
+        if (const std::string wrong = attempt.run(damaged, shape, tally); !wrong.empty()) {
+          return attempt.who + (": " + wrong);
+        }
       }
     }
     return "";
   }
 
   std::vector<Shape> shapes_;
-  std::vector<Bytes> before_;
+  std::vector<SparseBytes> before_;
   std::vector<Damages> damages_;
   std::uint64_t count_ = 0;
 };

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <limits>
 #include <random>
+#include <span>
 
+#include "Datasource/fileStream.h"
+#include "Datasource/zcmpsFilestr.h"
 #include "casefile/casefile.h"
 #include "support/oracle.h"
 
@@ -15,6 +18,16 @@ constexpr std::size_t kRecord = 24;
 constexpr std::uint64_t kByteValues = 255;
 constexpr std::size_t kBoundaryValues = 27;
 constexpr std::uint64_t kRandomEdits = 20000;
+constexpr std::int64_t kLong = (std::int64_t{1} << 32) + 12345;
+// How much of a hole is left where it is cut.
+constexpr std::int64_t kCutsOfHole[] = {1,
+                                        4096,
+                                        (std::int64_t{1} << 31) - 1,
+                                        std::int64_t{1} << 31,
+                                        (std::int64_t{1} << 32) - 1,
+                                        std::int64_t{1} << 32,
+                                        kLong - 1,
+                                        kLong};
 
 Bytes text(std::size_t count) {
   Bytes bytes;
@@ -35,8 +48,11 @@ Bytes noise(std::size_t count) {
 
 Shape shape(const std::string& name, const Bytes& data, const MakeOptions& options = {},
             const std::string& dictionary = "name,age,city\n") {
-  return {name, makeByTheBook(dictionary, data, options), static_cast<std::int64_t>(dictionary.size()),
-          options.otherOrder};
+  return {name,
+          makeByTheBook(dictionary, data, options),
+          static_cast<std::int64_t>(dictionary.size()),
+          options.otherOrder,
+          {}};
 }
 
 // What an Appender makes of a file.
@@ -53,6 +69,22 @@ Shape appended(const std::string& name, Shape shape, std::size_t count) {
   shape.name = name;
   shape.file = disk.image().at("/disk/file");
   shape.otherOrder = false;
+  return shape;
+}
+
+// What a stream makes of a file to which it appends nothing.
+Shape appendedNothing(const std::string& name, Shape shape, std::int64_t end) {
+  MemoryDisk disk({{"/disk/file", shape.file}});
+  {
+    VORN_FileStream plain("/disk/file", "rb");
+    zcmpsFilestr stream(plain);
+    stream.readFilePosInfo(shape.row0, shape.otherOrder);
+    stream.Seek(end, VORN_StrBaseIO::SeekFromStart);
+    stream.setFileToAppend(end, shape.otherOrder);
+    stream.Close();
+  }
+  shape.name = name;
+  shape.file = disk.image().at("/disk/file");
   return shape;
 }
 
@@ -89,7 +121,53 @@ std::int64_t read(const Bytes& file, std::size_t at, std::size_t width, bool big
   return width == 4 ? static_cast<std::int32_t>(static_cast<std::uint32_t>(value)) : static_cast<std::int64_t>(value);
 }
 
+Shape holeInFront() {
+  MakeOptions options;
+  options.holeInFront = kLong;
+  Shape made = shape("row 0 beyond 4 GiB", text(2 * kBlock + 300), options);
+  made.row0 += kLong;
+  made.hole = {0, kLong};
+  return made;
+}
+
+Shape holeInFrontOfTable() {
+  MakeOptions options;
+  options.holeInFrontOfTable = kLong;
+  Shape made = shape("a table beyond 4 GiB", text(2 * kBlock + 300), options);
+  const auto heading = static_cast<std::size_t>(made.row0);
+  made.hole = {static_cast<std::size_t>(read(made.file, heading + 8, 8, false) - kLong), kLong};
+  return made;
+}
+
+Shape holeBehindTable() {
+  Shape made = shape("dead bytes beyond 4 GiB", text(kBlock + 100), withDeadBytes(false));
+  made.hole = {made.file.size() - 100, kLong};
+  return made;
+}
+
 }  // namespace
+
+SparseBytes Shape::whole(const Bytes& bytes) const {
+  SparseBytes result(bytes);
+  if (hole.size == 0 || bytes.size() < hole.at) {
+    return result;
+  }
+  result.resize(static_cast<std::int64_t>(hole.at) + hole.size);
+  result.write(bytes.data() + hole.at, bytes.size() - hole.at, result.size());
+  return result;
+}
+
+std::vector<Shape> moreShapesOfFiles() {
+  const auto end = [](const Shape& of, std::size_t count) { return of.row0 + static_cast<std::int64_t>(count); };
+  const Shape whole = shape("", text(2 * kBlock));
+  const Shape part = shape("", text(kBlock + 50));
+  return {holeInFront(),
+          holeInFrontOfTable(),
+          holeBehindTable(),
+          appendedNothing("an append of nothing to whole blocks", whole, end(whole, 2 * kBlock)),
+          appendedNothing("an append of nothing to a part", part, end(part, kBlock + 50)),
+          appendedNothing("an append that only cuts", part, end(part, kBlock + 20))};
+}
 
 std::vector<Shape> shapesOfFiles() {
   std::vector<Shape> all;
@@ -115,9 +193,19 @@ std::vector<Shape> shapesOfFiles() {
   return all;
 }
 
+// Where a byte of the file lies in Shape::file, which has no hole, and the other way round.
+std::size_t Damages::placeOf(std::int64_t position) const noexcept {
+  const auto at = static_cast<std::int64_t>(shape_.hole.at);
+  return static_cast<std::size_t>(position < at + shape_.hole.size ? std::min(position, at)
+                                                                   : position - shape_.hole.size);
+}
+std::int64_t Damages::positionOf(std::size_t place) const noexcept {
+  return static_cast<std::int64_t>(place) + (place < shape_.hole.at ? 0 : shape_.hole.size);
+}
+
 Damages::Damages(const Shape& shape) : shape_(shape) {
-  const auto heading = static_cast<std::size_t>(shape.row0);
-  const auto table = static_cast<std::size_t>(read(shape.file, heading + 8, 8, shape.otherOrder));
+  const std::size_t heading = placeOf(shape.row0);
+  const std::size_t table = placeOf(read(shape.file, heading + 8, 8, shape.otherOrder));
   const auto size = static_cast<std::size_t>(read(shape.file, heading + 16, 8, shape.otherOrder));
   for (const auto& [name, at] : {std::pair("place", 0U), std::pair("table", 8U), std::pair("size", 16U)}) {
     fields_.push_back({std::string("heading's ") + name, heading + at, 8});
@@ -143,49 +231,58 @@ Damages::Damages(const Shape& shape) : shape_(shape) {
   }
 }
 
-std::uint64_t Damages::count() const noexcept {
-  const std::uint64_t pairs = fields_.size() * (fields_.size() - 1) / 2;
-  return shape_.file.size() + formBytes_.size() * kByteValues + shape_.file.size() * 8 +
-         pairs * kBoundaryValues * kBoundaryValues + kRandomEdits;
+std::uint64_t Damages::cuts() const noexcept {
+  return shape_.file.size() + (shape_.hole.size > 0 ? std::size(kCutsOfHole) : 0);
 }
 
-Bytes Damages::damaged(std::uint64_t index, std::string& words) const {
-  if (index < shape_.file.size()) {
+std::uint64_t Damages::count() const noexcept {
+  const std::uint64_t pairs = fields_.size() * (fields_.size() - 1) / 2;
+  return cuts() + formBytes_.size() * kByteValues + shape_.file.size() * 8 + pairs * kBoundaryValues * kBoundaryValues +
+         kRandomEdits;
+}
+
+SparseBytes Damages::damaged(std::uint64_t index, std::string& words) const {
+  if (index < cuts()) {
     return cut(index, words);
   }
-  index -= shape_.file.size();
+  index -= cuts();
   if (index < formBytes_.size() * kByteValues) {
-    return byteChanged(index, words);
+    return shape_.whole(byteChanged(index, words));
   }
   index -= formBytes_.size() * kByteValues;
   if (index < shape_.file.size() * 8) {
-    return bitFlipped(index, words);
+    return shape_.whole(bitFlipped(index, words));
   }
   index -= shape_.file.size() * 8;
   const std::uint64_t pairs = fields_.size() * (fields_.size() - 1) / 2;
   if (index < pairs * kBoundaryValues * kBoundaryValues) {
-    return fieldsChanged(index, words);
+    return shape_.whole(fieldsChanged(index, words));
   }
-  return edited(index - pairs * kBoundaryValues * kBoundaryValues, words);
+  return shape_.whole(edited(index - pairs * kBoundaryValues * kBoundaryValues, words));
 }
 
-Bytes Damages::cut(std::uint64_t index, std::string& words) const {
-  words = "cut to " + std::to_string(index) + " bytes";
-  return {shape_.file.begin(), shape_.file.begin() + static_cast<std::ptrdiff_t>(index)};
+SparseBytes Damages::cut(std::uint64_t index, std::string& words) const {
+  const std::int64_t size = index < shape_.file.size()
+                                ? positionOf(index)
+                                : static_cast<std::int64_t>(shape_.hole.at) + kCutsOfHole[index - shape_.file.size()];
+  words = "cut to " + std::to_string(size) + " bytes";
+  SparseBytes file = shape_.whole();
+  file.resize(size);
+  return file;
 }
 
 Bytes Damages::byteChanged(std::uint64_t index, std::string& words) const {
   Bytes file = shape_.file;
   unsigned char& byte = file[formBytes_[index / kByteValues]];
   byte = static_cast<unsigned char>(byte ^ (index % kByteValues + 1));
-  words = "byte " + std::to_string(formBytes_[index / kByteValues]) + " is " + std::to_string(byte);
+  words = "byte " + std::to_string(positionOf(formBytes_[index / kByteValues])) + " is " + std::to_string(byte);
   return file;
 }
 
 Bytes Damages::bitFlipped(std::uint64_t index, std::string& words) const {
   Bytes file = shape_.file;
   file[index / 8] = static_cast<unsigned char>(file[index / 8] ^ (1U << (index % 8)));
-  words = "bit " + std::to_string(index % 8) + " of byte " + std::to_string(index / 8) + " is flipped";
+  words = "bit " + std::to_string(index % 8) + " of byte " + std::to_string(positionOf(index / 8)) + " is flipped";
   return file;
 }
 
@@ -234,14 +331,14 @@ Bytes Damages::edited(std::uint64_t index, std::string& words) const {
         std::copy_n(file.begin() + static_cast<std::ptrdiff_t>(random() % (file.size() - size + 1)), size, place);
         break;
     }
-    words.append(" ").append(std::to_string(size)).append(" at ").append(std::to_string(at));
+    words.append(" ").append(std::to_string(size)).append(" at ").append(std::to_string(positionOf(at)));
   }
   return file;
 }
 
 std::int64_t Damages::value(const Field& field, std::size_t choice) const {
   const std::int64_t now = read(shape_.file, field.at, field.width, shape_.otherOrder);
-  const auto size = static_cast<std::int64_t>(shape_.file.size());
+  const std::int64_t size = std::ssize(shape_.file) + shape_.hole.size;
   using Short = std::numeric_limits<std::int32_t>;
   using Long = std::numeric_limits<std::int64_t>;
   const std::int64_t values[kBoundaryValues] = {0,
@@ -256,7 +353,7 @@ std::int64_t Damages::value(const Field& field, std::size_t choice) const {
                                                 4095,
                                                 4096,
                                                 4097,
-                                                8192,
+                                                shape_.hole.size > 0 ? now & 0xFFFFFFFF : 8192,
                                                 Short::max(),
                                                 Short::max() + std::int64_t{1},
                                                 Short::min(),

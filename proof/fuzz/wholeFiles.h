@@ -12,7 +12,7 @@ namespace proof {
 /// A sound file and what it holds.
 struct WholeFile {
   Shape shape;
-  Bytes logical;  ///< dictionary part and case data
+  SparseBytes logical;  ///< dictionary part and case data
 };
 
 /// Returns: the sound files that targets begin with, in an order that does not change: corpora name them by number.

@@ -1,5 +1,6 @@
 #include "support/memoryDisk.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "support/memoryDiskState.h"
@@ -8,11 +9,17 @@ namespace proof {
 
 MemoryDisk::MemoryDisk(const Image& files) : state_(std::make_unique<State>()) {
   for (const auto& [name, bytes] : files) {
-    auto file = state_->make();
-    file->bytes = bytes;
-    state_->giveName(file, name);
-    state_->atFirst[name] = file->number;
+    state_->add(name, bytes);
   }
+  standIn();
+}
+
+MemoryDisk::MemoryDisk(const std::string& name, SparseBytes file) : state_(std::make_unique<State>()) {
+  state_->add(name, std::move(file));
+  standIn();
+}
+
+void MemoryDisk::standIn() {
   MemoryDiskCalls::disk = state_.get();
   state_->runtimeBefore = datasource::platform::replaceCRuntime(&MemoryDiskCalls::runtimeTable);
   state_->systemBefore = datasource::platform::replaceSystemCalls(&MemoryDiskCalls::systemTable);
@@ -29,9 +36,25 @@ void MemoryDisk::remove(const std::string& name) { state_->takeName(name); }
 Image MemoryDisk::image() const {
   Image result;
   for (const auto& [name, file] : state_->names) {
-    result[name] = file->bytes;
+    result[name] = file->bytes.bytes();
   }
   return result;
+}
+
+const SparseBytes& MemoryDisk::file(const std::string& name) const { return state_->names.at(name)->bytes; }
+
+bool MemoryDisk::holdsOnly(const std::map<std::string, SparseBytes>& files) const {
+  return std::equal(state_->names.begin(), state_->names.end(), files.begin(), files.end(),
+                    [](const auto& has, const auto& should) {
+                      return has.first == should.first && has.second->bytes == should.second;
+                    });
+}
+
+void MemoryDisk::takeStandardOutput(const std::string& name) {
+  constexpr int kStandardOutput = 1;
+  auto file = state_->make();
+  state_->giveName(file, name);
+  state_->opened[kStandardOutput] = {std::move(file), 0, false, true, false};
 }
 
 const std::vector<MemoryDisk::Step>& MemoryDisk::steps() const { return state_->steps; }

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "Datasource/platform/types.h"
+#include "support/sparseBytes.h"
 
 namespace proof {
 
-using Bytes = std::vector<unsigned char>;
 /// Every file of a disk, by name.
 using Image = std::map<std::string, Bytes>;
 
@@ -53,14 +53,22 @@ class MemoryDisk {
   using Interference = std::function<Fate(const char* call, unsigned size)>;
 
   explicit MemoryDisk(const Image& files = {});
+  /// One file, which may have holes.
+  MemoryDisk(const std::string& name, SparseBytes file);
   ~MemoryDisk();
   MemoryDisk(const MemoryDisk&) = delete;
   MemoryDisk& operator=(const MemoryDisk&) = delete;
 
   /// Removes a file, as somebody else might.
   void remove(const std::string& name);
-  /// Returns: every file that has a name.
+  /// Returns: every file that has a name. Raises: std::logic_error when one is longer than 64 MiB.
   Image image() const;
+  /// Returns: a file that may have holes, as it is now. Raises: std::out_of_range when there is none.
+  const SparseBytes& file(const std::string& name) const;
+  /// Returns: whether these are all the files that have a name.
+  bool holdsOnly(const std::map<std::string, SparseBytes>& files) const;
+  /// Lets standard output lead to a new file with the name.
+  void takeStandardOutput(const std::string& name);
   /// Returns: all that was done since the disk was made, in order.
   const std::vector<Step>& steps() const;
   /// Returns: the numbers that files had at first, by name, for `steps`.
@@ -73,6 +81,7 @@ class MemoryDisk {
  private:
   friend struct MemoryDiskCalls;
   struct State;
+  void standIn();
   std::unique_ptr<State> state_;
 };
 

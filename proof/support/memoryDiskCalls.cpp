@@ -97,40 +97,36 @@ struct Calls {
   // --- transfers
 
   static int readBytes(Opened& from, void* buffer, unsigned count, int64 position) {
-    const auto& bytes = from.file->bytes;
     if (!from.reads) {
       return refuse(EBADF);
     }
     if (position < 0) {
       return refuse(EINVAL);
     }
-    const auto at = static_cast<std::size_t>(position);
-    const std::size_t size = at >= bytes.size() ? 0 : std::min<std::size_t>(count, bytes.size() - at);
-    if (size > 0) {
-      std::memcpy(buffer, bytes.data() + at, size);
-    }
-    return static_cast<int>(size);
+    return static_cast<int>(from.file->bytes.read(static_cast<unsigned char*>(buffer), count, position));
   }
 
   static int writeBytes(Opened& to, const void* buffer, unsigned count, int64 position) {
-    constexpr int64 kLargest = int64{64} << 20;
-    auto& bytes = to.file->bytes;
+    constexpr int64 kLongest = int64{1} << 43;
+    constexpr std::size_t kMostRoom = std::size_t{64} << 20;
+    SparseBytes& bytes = to.file->bytes;
     if (!to.writes) {
       return refuse(EBADF);
     }
     if (position < 0) {
       return refuse(EINVAL);
     }
-    if (position + count > kLargest) {
+    if (position > kLongest - count) {
       return refuse(EFBIG);
+    }
+    if (bytes.room() > kMostRoom) {
+      return refuse(ENOSPC);
     }
     if (count == 0) {
       return 0;
     }
-    const auto at = static_cast<std::size_t>(position);
-    bytes.resize(std::max(bytes.size(), at + count));
-    std::memcpy(bytes.data() + at, buffer, count);
     const auto* const first = static_cast<const unsigned char*>(buffer);
+    bytes.write(first, count, position);
     inUse()->note(Kind::write, to.file->number, position, Bytes(first, first + count));
     return static_cast<int>(count);
   }
@@ -156,7 +152,7 @@ struct Calls {
       inUse()->note(Kind::name, file->number, 0, {}, name);
     }
     if ((flags & _O_TRUNC) != 0 && !file->bytes.empty()) {
-      file->bytes.clear();
+      file->bytes.resize(0);
       inUse()->note(Kind::truncate, file->number, 0);
     }
     const int descriptor = keep({file, 0, (flags & _O_WRONLY) == 0, writes, (flags & _O_APPEND) != 0});
@@ -172,7 +168,7 @@ struct Calls {
     if (file == nullptr) {
       return -1;
     }
-    const int64 base = origin == 0 ? 0 : origin == 1 ? file->position : static_cast<int64>(file->file->bytes.size());
+    const int64 base = origin == 0 ? 0 : origin == 1 ? file->position : file->file->bytes.size();
     if (base + offset < 0) {
       return refuse(EINVAL);
     }
@@ -205,7 +201,7 @@ struct Calls {
       return -1;
     }
     if (file->appends) {
-      file->position = static_cast<int64>(file->file->bytes.size());
+      file->position = file->file->bytes.size();
     }
     const int done = writeBytes(*file, buffer, call.sizeOf(count), file->position);
     file->position += std::max(done, 0);
@@ -318,9 +314,7 @@ struct Calls {
     if (file == nullptr) {
       return -1;
     }
-    const Bytes& bytes = file->file->bytes;
-    const auto from = bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), position);
-    *result = std::find_if(from, bytes.end(), [](auto byte) { return byte != decltype(byte){}; }) - bytes.begin();
+    *result = file->file->bytes.nextData(position);
     return 0;
   }
 
@@ -330,7 +324,7 @@ struct Calls {
     if (file == nullptr || length < 0) {
       return file == nullptr ? -1 : refuse(EINVAL);
     }
-    file->file->bytes.resize(static_cast<std::size_t>(length));
+    file->file->bytes.resize(length);
     inUse()->note(Kind::truncate, file->file->number, length);
     return 0;
   }
@@ -357,7 +351,7 @@ struct Calls {
   static void describe(const File& file, FileStatus* result) {
     *result = {};
     result->kind = FileKind::regular;
-    result->size = static_cast<int64>(file.bytes.size());
+    result->size = file.bytes.size();
     result->identity = {1, static_cast<std::uint64_t>(file.number), 1};
     result->names = file.names;
     result->tellsRights = true;

@@ -20,7 +20,7 @@ inline constexpr int kFirstDescriptor = 1000;
 /// A file, whatever its names.
 struct File {
   int number = 0;
-  Bytes bytes;
+  SparseBytes bytes;
   std::uint32_t mode = 0600;
   int64 accessed = 0;
   int64 modified = 0;
@@ -55,6 +55,12 @@ struct MemoryDisk::State {
     auto file = std::make_shared<File>();
     file->number = nextFile++;
     return file;
+  }
+  void add(const std::string& name, SparseBytes bytes) {
+    auto file = make();
+    file->bytes = std::move(bytes);
+    giveName(file, name);
+    atFirst[name] = file->number;
   }
   void giveName(const std::shared_ptr<File>& file, const std::string& name) {
     takeName(name);

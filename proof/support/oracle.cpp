@@ -8,13 +8,14 @@
 namespace proof {
 namespace {
 
-constexpr std::size_t kRecord = 24;
+constexpr std::int64_t kRecord = 24;
 
 // A number at a place, in little-endian order or the other one.
-std::int64_t number(const Bytes& file, std::size_t at, std::size_t width, bool big) {
+std::int64_t number(const SparseBytes& file, std::int64_t at, std::size_t width, bool big) {
+  const Bytes bytes = file.read(width, at);
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < width; ++i) {
-    value |= std::uint64_t{file.at(at + i)} << (8 * (big ? width - 1 - i : i));
+    value |= std::uint64_t{bytes.at(i)} << (8 * (big ? width - 1 - i : i));
   }
   return width == 4 ? static_cast<std::int32_t>(static_cast<std::uint32_t>(value)) : static_cast<std::int64_t>(value);
 }
@@ -32,17 +33,18 @@ struct Record {
   std::int64_t compressed;
 };
 
-Record recordAt(const Bytes& file, std::size_t at, bool big) {
+Record recordAt(const SparseBytes& file, std::int64_t at, bool big) {
   return {number(file, at, 8, big), number(file, at + 8, 8, big), number(file, at + 16, 4, big),
           number(file, at + 20, 4, big)};
 }
 
-FoundBlock inflateBlock(const Bytes& file, const Record& record, std::size_t blockSize) {
+FoundBlock inflateBlock(const SparseBytes& file, const Record& record, std::size_t blockSize) {
   FoundBlock block{record.logical, Bytes(blockSize + 1), false};
+  Bytes compressed = file.read(static_cast<std::size_t>(record.compressed), record.position);
   z_stream stream{};
   inflateInit(&stream);
-  stream.next_in = const_cast<unsigned char*>(file.data() + record.position);
-  stream.avail_in = static_cast<uInt>(record.compressed);
+  stream.next_in = compressed.data();
+  stream.avail_in = static_cast<uInt>(compressed.size());
   stream.next_out = block.bytes.data();
   stream.avail_out = static_cast<uInt>(block.bytes.size());
   const int result = inflate(&stream, Z_FINISH);
@@ -53,28 +55,27 @@ FoundBlock inflateBlock(const Bytes& file, const Record& record, std::size_t blo
   return block;
 }
 
-Contents readInOrder(const Bytes& file, std::int64_t row0, std::size_t blockSize, bool big) {
+Contents readInOrder(const SparseBytes& file, std::int64_t row0, std::size_t blockSize, bool big) {
   Contents contents;
-  const auto start = static_cast<std::size_t>(row0);
-  if (row0 < 0 || file.size() < start + kRecord) {
+  const std::int64_t end = file.size();
+  if (row0 < 0 || end - row0 < kRecord) {
     return contents;
   }
-  contents.dictionary.assign(file.begin(), file.begin() + row0);
-  const std::int64_t place = number(file, start, 8, big);
-  const std::int64_t table = number(file, start + 8, 8, big);
-  const std::int64_t length = number(file, start + 16, 8, big);
-  const auto end = static_cast<std::int64_t>(file.size());
+  contents.dictionary = file;
+  contents.dictionary.resize(row0);
+  const std::int64_t place = number(file, row0, 8, big);
+  const std::int64_t table = number(file, row0 + 8, 8, big);
+  const std::int64_t length = number(file, row0 + 16, 8, big);
   if (place != row0 || table < row0 + 24 || table > end || length < 24 || length > end - table || length % 24 != 0) {
     return contents;
   }
-  const auto tableAt = static_cast<std::size_t>(table);
-  const Record header = recordAt(file, tableAt, big);
+  const Record header = recordAt(file, table, big);
   bool sound = header.logical == -100 && header.position == 0 && header.size == static_cast<std::int64_t>(blockSize) &&
                header.compressed == length / 24 - 1;
   std::int64_t logical = row0;
   std::int64_t position = row0 + 24;
   for (std::int64_t i = 1; sound && i < length / 24; ++i) {
-    const Record record = recordAt(file, tableAt + static_cast<std::size_t>(i) * kRecord, big);
+    const Record record = recordAt(file, table + i * kRecord, big);
     const bool last = i + 1 == length / 24;
     sound = record.logical == logical && record.position == position && record.size > 0 &&
             record.size <= static_cast<std::int64_t>(blockSize) && record.compressed > 0 &&
@@ -88,23 +89,23 @@ Contents readInOrder(const Bytes& file, std::int64_t row0, std::size_t blockSize
     position += record.compressed;
   }
   // What lies between blocks and table may be an old table; never the beginning of a block.
-  sound = sound && (position == table || number(file, static_cast<std::size_t>(position), 2, true) % 31 != 0 ||
-                    (file.at(static_cast<std::size_t>(position)) & 15U) != 8);
+  sound = sound && (position == table || number(file, position, 2, true) % 31 != 0 ||
+                    (number(file, position, 1, true) & 15) != 8);
   contents.sound = sound;
   return contents;
 }
 
 }  // namespace
 
-Bytes Contents::logical() const {
-  Bytes result(dictionary.begin(), dictionary.end());
+SparseBytes Contents::logical() const {
+  SparseBytes result = dictionary;
   for (const FoundBlock& block : blocks) {
-    result.insert(result.end(), block.bytes.begin(), block.bytes.end());
+    result.write(block.bytes.data(), block.bytes.size(), result.size());
   }
   return result;
 }
 
-Contents readByTheBook(const Bytes& file, std::int64_t row0, std::size_t blockSize) {
+Contents readByTheBook(const SparseBytes& file, std::int64_t row0, std::size_t blockSize) {
   Contents contents = readInOrder(file, row0, blockSize, false);
   return contents.sound ? contents : readInOrder(file, row0, blockSize, true);
 }
@@ -112,8 +113,8 @@ Contents readByTheBook(const Bytes& file, std::int64_t row0, std::size_t blockSi
 Bytes makeByTheBook(const std::string& dictionary, const Bytes& caseData, const MakeOptions& options) {
   const bool big = options.otherOrder;
   Bytes file(dictionary.begin(), dictionary.end());
-  const auto row0 = static_cast<std::int64_t>(file.size());
-  file.resize(file.size() + kRecord);
+  const std::int64_t row0 = std::ssize(file) + options.holeInFront;
+  file.resize(file.size() + static_cast<std::size_t>(kRecord));
   std::vector<Record> records;
   for (std::size_t at = 0; at < caseData.size(); at += options.blockSize) {
     const std::size_t size = std::min(options.blockSize, caseData.size() - at);
@@ -126,11 +127,11 @@ Bytes makeByTheBook(const std::string& dictionary, const Bytes& caseData, const 
       throw std::logic_error("a block that does not fit");
     }
     file.resize(before + compressed);
-    records.push_back({row0 + static_cast<std::int64_t>(at), static_cast<std::int64_t>(before),
+    records.push_back({row0 + static_cast<std::int64_t>(at), static_cast<std::int64_t>(before) + options.holeInFront,
                        static_cast<std::int64_t>(size), static_cast<std::int64_t>(compressed)});
   }
   file.resize(file.size() + options.bytesBetweenBlocksAndTable);
-  const auto table = static_cast<std::int64_t>(file.size());
+  const std::int64_t table = std::ssize(file) + options.holeInFront + options.holeInFrontOfTable;
   const auto count = static_cast<std::int64_t>(records.size());
   records.insert(records.begin(), {-100, 0, static_cast<std::int64_t>(options.blockSize), count});
   for (const Record& record : records) {
@@ -143,7 +144,7 @@ Bytes makeByTheBook(const std::string& dictionary, const Bytes& caseData, const 
   put(heading, row0, 8, big);
   put(heading, table, 8, big);
   put(heading, (count + 1) * 24, 8, big);
-  std::copy(heading.begin(), heading.end(), file.begin() + row0);
+  std::copy(heading.begin(), heading.end(), file.begin() + std::ssize(dictionary));
   file.insert(file.end(), options.behindTable.begin(), options.behindTable.end());
   return file;
 }

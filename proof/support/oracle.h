@@ -20,14 +20,14 @@ struct FoundBlock {
 /// the library, and asks zlib for the blocks.
 struct Contents {
   bool sound = false;      ///< every rule of the form holds, and every block is whole
-  std::string dictionary;  ///< the bytes in front of row 0
+  SparseBytes dictionary;  ///< the bytes in front of row 0
   std::vector<FoundBlock> blocks;
   /// Returns: dictionary part and case data. Requires: sound.
-  Bytes logical() const;
+  SparseBytes logical() const;
 };
 
 /// Reads a file whose case data begin at `row0`, in either byte order.
-Contents readByTheBook(const Bytes& file, std::int64_t row0, std::size_t blockSize);
+Contents readByTheBook(const SparseBytes& file, std::int64_t row0, std::size_t blockSize);
 
 /// Makes a file of the form, by the book too.
 struct MakeOptions {
@@ -36,6 +36,8 @@ struct MakeOptions {
   std::size_t blockSize = 4096;
   std::size_t bytesBetweenBlocksAndTable = 0;
   Bytes behindTable;
+  std::int64_t holeInFront = 0;         ///< so long, and not in the result, whose positions know of it
+  std::int64_t holeInFrontOfTable = 0;  ///< the same
 };
 Bytes makeByTheBook(const std::string& dictionary, const Bytes& caseData, const MakeOptions& options = {});
 

@@ -36,7 +36,7 @@ Span nextSpan(Input& input, std::size_t end) {
 }
 
 std::string readByStream(const Damaged& damaged, const WholeFile& whole, int mode, Input& input) {
-  MemoryDisk disk({{kFile, damaged.file()}});
+  MemoryDisk disk(kFile, damaged.file());
   Tally tally;
   {
     VORN_FileStream plain(kFile.c_str(), "rb");
@@ -44,7 +44,7 @@ std::string readByStream(const Damaged& damaged, const WholeFile& whole, int mod
     stream.setMultiThread(mode);
     stream.readFilePosInfo(whole.shape.row0, whole.shape.otherOrder);
     for (int i = 0; i < kMostReads && !input.exhausted(); ++i) {
-      const Span span = nextSpan(input, whole.logical.size());
+      const Span span = nextSpan(input, static_cast<std::size_t>(whole.logical.size()));
       if (input.below(4) != 0) {  // else in order
         stream.Seek(std::max(span.at, whole.shape.row0), VORN_StrBaseIO::SeekFromStart);
       }
@@ -71,10 +71,9 @@ std::string readByReader(const Damaged& damaged, const WholeFile& whole, Input& 
   options.cacheBytes = input.below(4) * kSmallBlock;
   Tally tally;
   try {
-    const casefile::Reader reader =
-        casefile::Reader::open(casefile::fileFromMemory(std::as_bytes(std::span(damaged.file())), "file"), options);
+    const casefile::Reader reader = casefile::Reader::open(opened(damaged.file()), options);
     for (int i = 0; i < kMostReads && !input.exhausted(); ++i) {
-      const Span span = nextSpan(input, whole.logical.size());
+      const Span span = nextSpan(input, static_cast<std::size_t>(whole.logical.size()));
       Bytes piece(span.count);
       try {
         const std::size_t got = reader.readAt(std::as_writable_bytes(std::span(piece)), span.at);

@@ -63,7 +63,7 @@ struct Left {
   bool isEdited() const { return journalEdited || fileEdited; }
   // Returns: whether the bytes are the file as it was before the append, or as it would be behind it.
   bool isOldOrNew(const Bytes& file) const {
-    Bytes all = whole.logical;
+    Bytes all = whole.logical.bytes();
     all.insert(all.end(), more.begin(), more.end());
     if (file == whole.shape.file) {
       return true;

@@ -136,7 +136,7 @@ class KilledModel {
     const Bytes bytes{std::istreambuf_iterator<char>(in), {}};
     const Contents contents = readByTheBook(bytes, static_cast<std::int64_t>(row0_), kSmallBlock);
     require(contents.sound, "a file is not sound");
-    return contents.logical();
+    return contents.logical().bytes();
   }
   Bytes withMore(const Bytes& before) {
     Bytes result = before;
