@@ -90,7 +90,7 @@ def command_of(given, name):
         return [WINE, program_of(given, name)]
     if name == "security":
         return [sys.executable, "-B", SECURITY, "--casefile", program_of(given, name), "--gate",
-                given.build / "proof" / "proof" / "proof_gate.so"]
+                given.build / "proof" / "proof" / "proof_gate.so", "--calls", given.build / "proof" / "proof" / "proof_calls"]
     if name == "commands":
         return [sys.executable, "-B", COMMANDS, "--casefile", program_of(given, name), "--shim",
                 given.build / "proof" / "proof" / "proof_failing.so"]

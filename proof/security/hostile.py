@@ -1,8 +1,8 @@
 """Files that somebody made to cost their reader much: see docs/reliability.md.
 
 A hostile file is small on its disk and claims to be large: a sparse file, a block that inflates without end, a table of
-which no record is true. Every command comes back with an answer, soon, and takes no more memory than it takes for an
-honest file.
+which no record is true. Every command, and every call of the library (calls.cpp), comes back with an answer, soon, and takes no
+more memory than it takes for an honest file.
 """
 
 import dataclasses
@@ -21,7 +21,8 @@ from world import BLOCK, OWNER, ROWS, TERABYTE, wrong_end  # pylint: disable=wro
 
 MOST = 2**31 - 1
 DEADLINE = 60
-MOST_MEMORY = 128 << 20  # bytes; a thread's buffers and what every program takes are among them
+MOST_MEMORY = 128 << 20  # bytes, of a command; a thread's buffers and what every program takes are among them
+MOST_MEMORY_OF_A_CALL = 64 << 20  # of a call of the library with one thread, in a program that does nothing else
 
 
 # --- hostile files: pieces by position, and the length
@@ -123,30 +124,41 @@ COMMANDS = {
 }
 
 
+CALLS = ("read", "read-there", "random", "random-there", "inspect", "inspect-there", "verify", "verify-there", "recover",
+         "recover-there", "recover-zero", "recover-skip", "recover-partial", "append", "append-there")
+
+
 @dataclasses.dataclass(frozen=True)
 class Hostile:
     file: str
     command: str
+    is_call: bool = False
     runner: int = OWNER
 
     def words(self):
-        return f"{self.command} with {self.file}"
+        return f"{'call ' * self.is_call}{self.command} with {self.file}"
+
+    def started(self, world):
+        if self.is_call:
+            return world.command(self.command, "file", "out", program=world.calls)
+        return world.command(*COMMANDS[self.command])
 
     def tried(self, world, tally):
         FILES[self.file]().write(world.folder / "file")
         os.chown(world.folder / "file", world.runner, world.runner)
         with open(world.folder.parent / "said", "w+b") as said:
-            command, how = world.command(*COMMANDS[self.command], stdin=subprocess.DEVNULL, stdout=said, stderr=said)
-            code, memory = ended(subprocess.Popen(command, **how))
+            command, how = self.started(world)
+            child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=said, stderr=said, **how)
+            code, memory = ended(child)
             said.seek(0)
             words = said.read(1 << 20)
-        most = "MiB of memory at most, of hostile files"
+        most = f"MiB of memory at most, of {'calls' if self.is_call else 'commands'} with hostile files"
         tally[most] = max(tally.get(most, 0), memory >> 20)
         if code is None:
             return "does not come back"
         if wrong := wrong_end(code, words):
             return wrong
-        if memory > MOST_MEMORY:
+        if memory > (MOST_MEMORY_OF_A_CALL if self.is_call else MOST_MEMORY):
             return f"takes {memory >> 20} MiB"
         out = world.folder / "out"
         room = out.stat().st_blocks * 512 if out.exists() else 0
@@ -166,4 +178,5 @@ def ended(child):
 
 
 def all_cases():
-    return [Hostile(file, command) for file in FILES for command in COMMANDS]
+    return ([Hostile(file, command) for file in FILES for command in COMMANDS]
+            + [Hostile(file, call, True) for file in FILES for call in CALLS])

@@ -149,14 +149,14 @@ def judge(world, command, code):
 class Programs:
     """casefile and what it is started with, and worlds for it."""
 
-    def __init__(self, casefile, gate):
-        self.casefile, self.gate = casefile, gate
+    def __init__(self, casefile, gate, calls):
+        self.casefile, self.gate, self.calls = casefile, gate, calls
 
     def in_a_world(self, runner, action):
         with tempfile.TemporaryDirectory() as name:
             top = pathlib.Path(name)
             os.chmod(top, 0o711)
-            return action(World(top, self.casefile, self.gate, runner))
+            return action(World(top, self, runner))
 
 
 def all_swaps(programs):
@@ -172,14 +172,15 @@ def all_swaps(programs):
 
 
 def main():
-    given = support.options("casefile", "gate")
+    given = support.options("casefile", "gate", "calls")
     if os.geteuid() != 0:
         print("security: SKIPPED: it needs root, which makes two users", file=sys.stderr)
         return support.tell("security", given, (0, 0), {"SKIPPED: needs root": 1}, [])
     with tempfile.TemporaryDirectory() as copies:
         # The users may not reach the build folder.
         os.chmod(copies, 0o755)
-        programs = Programs(*(pathlib.Path(shutil.copy(program, copies)) for program in (given.casefile, given.gate)))
+        programs = Programs(*(pathlib.Path(shutil.copy(program, copies))
+                              for program in (given.casefile, given.gate, given.calls)))
         cases = all_swaps(programs) + planted.all_cases() + hostile.all_cases()
 
         def tried(case, tally):

@@ -25,8 +25,8 @@ def wrong_end(code, words):
 class World:
     """The shared folder, what lies outside it, and the command's start."""
 
-    def __init__(self, top, casefile, gate, runner):
-        self.casefile, self.gate, self.runner = casefile, gate, runner
+    def __init__(self, top, programs, runner):
+        self.casefile, self.gate, self.calls, self.runner = programs.casefile, programs.gate, programs.calls, runner
         self.folder, self.outside = top / "shared", top / "outside"
         self.folder.mkdir()
         os.chmod(self.folder, 0o777)
@@ -41,8 +41,8 @@ class World:
         os.chown(path, user, user)
         os.chmod(path, 0o600)
 
-    def command(self, *arguments, **more):
-        return [self.casefile, *arguments], {"cwd": self.folder, "user": self.runner, "group": self.runner,
+    def command(self, *arguments, program=None, **more):
+        return [program or self.casefile, *arguments], {"cwd": self.folder, "user": self.runner, "group": self.runner,
                                              "extra_groups": [], "umask": 0o022, **more}
 
     def run(self, *arguments, data=b""):
