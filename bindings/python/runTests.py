@@ -30,7 +30,8 @@ def main():
     library, headers, version, *more = sys.argv[1:]
     subprocess.run([sys.executable, os.path.join(HERE, "makeInterface.py"), headers, version, "--check"], check=True)
     with tempfile.TemporaryDirectory() as folder:
-        environment = {**os.environ, "CASEFILE_LIBRARY": library, "PYTHONPATH": HERE, "PYTHONDONTWRITEBYTECODE": "1"}
+        environment = {**os.environ, "CASEFILE_LIBRARY": os.path.abspath(library), "PYTHONPATH": HERE,
+                       "PYTHONDONTWRITEBYTECODE": "1"}
         command = [interpreter(), "-m", "pytest", "-q", "--basetemp", os.path.join(folder, "tests"), *more]
         sys.exit(subprocess.run(command, cwd=HERE, env=environment, check=False, stdin=subprocess.DEVNULL).returncode)
 

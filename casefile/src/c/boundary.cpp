@@ -118,8 +118,7 @@ void refuse(const std::string& what) {
 }
 
 void requireKnown(const void* options, std::size_t size, std::size_t knownSize) {
-  constexpr std::size_t kMost = 4096;  // no version has longer ones: these bytes were never set
-  if (size < knownSize || size > kMost) {
+  if (size < knownSize || size > kLongestStructure) {  // these bytes were never set
     refuse("options that were not made ready by their init function");
   }
   const auto* const bytes = static_cast<const unsigned char*>(options);

@@ -63,18 +63,26 @@ casefile_status making(Handle** handle, casefile_error* error, const Make& make)
   });
 }
 
+/// No version has a longer structure: a size beyond it was never that of one, and what it covers is not written over.
+constexpr std::size_t kLongestStructure = 1U << 16U;
+
 /// Fills a structure of the program's as far as it reaches; what a later version may know more of becomes zeros.
+/// Raises: Error (`usage`) for a null pointer, and for a size that no structure has.
 template <class Structure>
 void handOut(const Structure& structure, Structure* to, std::size_t size) {
   required(to);
+  if (size > kLongestStructure) {
+    refuse("a size that no result has");
+  }
   std::memset(static_cast<void*>(to), 0, size);
   std::memcpy(static_cast<void*>(to), &structure, std::min(size, sizeof(structure)));
 }
 
-/// Fills options of the program's with the defaults, and with their size. Null is left alone.
+/// Fills options of the program's with the defaults, and with their size. Null is left alone, and so is what has a size
+/// that no options have.
 template <class Options>
 void handOutDefaults(Options defaults, Options* to, std::size_t size) noexcept {
-  if (to != nullptr) {
+  if (to != nullptr && size <= kLongestStructure) {
     defaults.size = size;
     std::memset(static_cast<void*>(to), 0, size);
     std::memcpy(static_cast<void*>(to), &defaults, std::min(size, sizeof(defaults)));

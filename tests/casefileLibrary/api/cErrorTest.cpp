@@ -169,6 +169,20 @@ TEST_F(CErrors, ResultsOfAnEarlierVersionAreFilledAsFarAsTheyReach) {
   EXPECT_EQ(info.blocks, 77U);
 }
 
+TEST_F(CErrors, ASizeThatNoStructureHasIsNotFilled) {
+  // Zeros were written that far.
+  constexpr std::size_t kNonsense = static_cast<std::size_t>(-1);
+  casefile_reader_info info{};
+  info.blocks = 77;
+  EXPECT_EQ(casefile_reader_get_info(reader_.get(), &info, kNonsense, &error_), CASEFILE_USAGE);
+  EXPECT_EQ(info.blocks, 77U);
+  casefile_reader_options options{};
+  casefile_reader_options_init(&options, kNonsense);
+  casefile_reader* reader = nullptr;
+  const auto source = support::sourceOver(bytes_);
+  EXPECT_EQ(casefile_reader_open_source(source.get(), &options, &reader, &error_), CASEFILE_USAGE);
+}
+
 TEST_F(CErrors, NumbersThatMeanNothingAreUsage) {
   const auto source = support::sourceOver(bytes_);
   casefile_reader_options reading;
