@@ -62,6 +62,21 @@ class FaultHarness : public Harness {
   std::string name() const override { return "faults"; }
   std::uint64_t cases() const override { return count_; }
 
+  std::vector<std::uint64_t> counted() const override {
+    std::vector<std::uint64_t> all;
+    for (const Uses& uses : counts_) {
+      all.insert(all.end(), {uses.calls, uses.allocations, uses.starts});
+    }
+    return all;
+  }
+  void useCounted(const std::vector<std::uint64_t>& counted) override {
+    count_ = 0;
+    for (std::size_t i = 0; i < counts_.size(); ++i) {
+      counts_[i] = {counted[3 * i], counted[3 * i + 1], counted[3 * i + 2]};
+      count_ += casesOf(counts_[i]);
+    }
+  }
+
   std::string run(std::uint64_t index, Tally& tally) override {
     std::size_t at = 0;
     while (index >= casesOf(counts_[at])) {

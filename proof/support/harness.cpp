@@ -29,6 +29,7 @@ struct Arguments {
   std::string state;
   bool one = false;
   std::uint64_t index = 0;
+  std::string counted;
   bool some = false;  // as the process that another one watches
   std::uint64_t from = 0;
   std::uint64_t count = 0;
@@ -114,6 +115,28 @@ std::string runCase(Harness& harness, std::uint64_t index, Tally& tally) {
   std::_Exit(0);
 }
 
+// What a harness has counted, as one word.
+std::string wordOf(const std::vector<std::uint64_t>& counted) {
+  std::ostringstream word;
+  const char* between = "";
+  for (const std::uint64_t number : counted) {
+    word << between << number;
+    between = "-";
+  }
+  return word.str();
+}
+
+void useCounted(Harness& harness, const std::string& word) {
+  std::istringstream text(word);
+  std::vector<std::uint64_t> counted;
+  for (std::string number; std::getline(text, number, '-');) {
+    counted.push_back(std::strtoull(number.c_str(), nullptr, 10));
+  }
+  if (counted.size() == harness.counted().size()) {
+    harness.useCounted(counted);
+  }
+}
+
 // Looks after one process: takes its lines until it ends, hangs, or the time is over.
 class Watch {
  public:
@@ -138,9 +161,9 @@ class Watch {
 
  private:
   CaseProcess started(std::uint64_t first, std::uint64_t count) {
-    return CaseProcess(
-        [this, first, count](std::FILE* out) { runCases(harness_, order_, first, count, out); },
-        {"--seed", std::to_string(seed_), "--from", std::to_string(first), "--count", std::to_string(count)});
+    return CaseProcess([this, first, count](std::FILE* out) { runCases(harness_, order_, first, count, out); },
+                       {"--seed", std::to_string(seed_), "--from", std::to_string(first), "--count",
+                        std::to_string(count), "--counted", wordOf(harness_.counted()) + '.'});
   }
 
   // Returns: why the process is to be ended; empty when it has ended itself.
@@ -230,13 +253,19 @@ class Watch {
   bool heard_ = false;
 };
 
-// A state file: the seed and the number of cases that it holds for, then how far they have come.
-void load(const Arguments& arguments, std::uint64_t cases, Progress& progress) {
+// A state file: the seed and the number of cases that it holds for, how far they have come, and what the harness had
+// counted, with a dot at its end.
+void load(const Arguments& arguments, Harness& harness, Progress& progress) {
   std::ifstream file(arguments.state);
   std::uint64_t seed = 0;
   std::uint64_t count = 0;
   std::uint64_t next = 0;
-  if (!(file >> seed >> count >> next) || seed != arguments.seed || count != cases) {
+  std::string counted;
+  if (!(file >> seed >> count >> next >> counted) || seed != arguments.seed) {
+    return;
+  }
+  useCounted(harness, counted);
+  if (count != harness.cases()) {
     return;
   }
   progress.next = next;
@@ -252,11 +281,12 @@ void load(const Arguments& arguments, std::uint64_t cases, Progress& progress) {
   }
 }
 
-void save(const Arguments& arguments, std::uint64_t cases, const Progress& progress) {
+void save(const Arguments& arguments, const Harness& harness, const Progress& progress) {
   const std::string fresh = arguments.state + ".new";
   {
     std::ofstream file(fresh);
-    file << arguments.seed << ' ' << cases << ' ' << progress.next << '\n';
+    file << arguments.seed << ' ' << harness.cases() << ' ' << progress.next << ' ' << wordOf(harness.counted())
+         << ".\n";
     for (const auto& [name, count] : progress.tally) {
       file << "tally " << count << ' ' << name << '\n';
     }
@@ -283,6 +313,8 @@ bool read(int count, char** values, Arguments& arguments) {
     } else if (name == "--from") {
       arguments.some = true;
       arguments.from = std::strtoull(value, nullptr, 10);
+    } else if (name == "--counted") {
+      arguments.counted = value;
     } else if (name == "--count") {
       arguments.count = std::strtoull(value, nullptr, 10);
     } else {
@@ -342,6 +374,9 @@ int runHarness(Harness& harness, int argumentCount, char** argumentValues) {
     std::fprintf(stderr, "%s [--seconds N] [--seed S] [--state FILE] [--case INDEX]\n", argumentValues[0]);
     return 2;
   }
+  useCounted(harness, arguments.counted);
+  Progress progress;
+  load(arguments, harness, progress);
   if (arguments.one) {
     return runOne(harness, arguments.index % harness.cases());
   }
@@ -349,15 +384,13 @@ int runHarness(Harness& harness, int argumentCount, char** argumentValues) {
   if (arguments.some) {
     runCases(harness, order, std::min(arguments.from, harness.cases()), arguments.count, stdout);
   }
-  Progress progress;
-  load(arguments, harness.cases(), progress);
   const Clock::time_point start = Clock::now();
   const Clock::time_point end =
       arguments.seconds < 0 ? Clock::time_point::max() : start + std::chrono::seconds(arguments.seconds);
   while (progress.next < harness.cases() && Clock::now() < end && progress.findings.size() < kMostFindings) {
     Watch(harness, order, arguments.seed, progress).run(end);
     if (!arguments.state.empty()) {
-      save(arguments, harness.cases(), progress);
+      save(arguments, harness, progress);
     }
   }
   printSummary(harness, arguments, progress, std::chrono::duration<double>(Clock::now() - start).count());

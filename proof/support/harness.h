@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace proof {
 
@@ -18,6 +19,10 @@ class Harness {
   virtual std::string name() const = 0;
   /// Returns: how many cases there are, at least one.
   virtual std::uint64_t cases() const = 0;
+  /// Returns: what was counted to make the list, where threads let one process count otherwise than the next one.
+  virtual std::vector<std::uint64_t> counted() const { return {}; }
+  /// Makes the list anew, of what another process of the same program has counted.
+  virtual void useCounted(const std::vector<std::uint64_t>& /*counted*/) {}
   /// Runs one case. Returns: what is wrong, in one line; empty when nothing is. What it throws is a finding too.
   virtual std::string run(std::uint64_t index, Tally& tally) = 0;
 };
@@ -27,9 +32,9 @@ class Harness {
 ///   PROGRAM [--seconds N] [--seed S] [--state FILE] [--case INDEX]
 ///
 /// The seed chooses an order in which every case comes once, so a short run is a sample of all and a long one
-/// all of them. A state file lets the next run with the same seed go on behind the last case. The cases run in a
-/// process of their own: one that ends it, or does not come back within ten seconds, is a finding, and the next
-/// case runs in another process.
+/// all of them. A state file lets the next run with the same seed go on behind the last case, and one case be run
+/// again where the list is not the same in every process. The cases run in a process of their own: one that ends it, or
+/// does not come back within ten seconds, is a finding, and the next case runs in another process.
 ///
 /// Returns: the exit code: 0, 1 when there is a finding, 2 for wrong arguments.
 int runHarness(Harness& harness, int argumentCount, char** arguments);
