@@ -1,5 +1,6 @@
 #include "blockProbe.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "blockCodec.h"
@@ -11,25 +12,39 @@ namespace {
 
 constexpr auto kBlock = static_cast<int64>(kBlockSize);
 
-}  // namespace
-
-int64 BlockProbe::allowanceFor(int64 fileSize) noexcept {
-  constexpr int64 kBlocks = 1000;
-  constexpr int64 kTimes = 4;
-  return kBlocks * kBlock + std::min(fileSize, INT64_MAX / (2 * kTimes)) * kTimes;
+// The bytes of a file but for its holes, in pieces so long that it costs little to count them.
+int64 bytesOfData(const SourceReader& source) {
+  constexpr int64 kPiece = 64 * 1024;
+  int64 bytes = 0;
+  for (int64 at = source.nextData(0); at < source.size();) {
+    const int64 count = std::min(kPiece, source.size() - at);
+    bytes += count;
+    at = source.nextData(at + count);
+  }
+  return bytes;
 }
 
-BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report)
-    : BlockProbe(source, report, allowanceFor(source.size())) {}
+}  // namespace
 
-BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report, int64 allowance)
-    : source_(source), report_(report), allowance_(allowance) {}
+int64 BlockProbe::allowanceForData(int64 bytes) noexcept {
+  constexpr int64 kTimes = 4;
+  return std::min(bytes, INT64_MAX / (2 * kTimes)) * kTimes;
+}
+
+BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report) : BlockProbe(source, report, kFirstAllowance) {}
+
+BlockProbe::BlockProbe(SourceReader& source, ProgressReport& report, int64 first)
+    : source_(source), report_(report), allowance_(first) {}
 
 int64 BlockProbe::inflateAt(int64 position) {
   std::array<unsigned char, 2> bytes{};
   if (source_.read(bytes.data(), bytes.size(), position) != bytes.size() ||
       !datasource::form::beginsZlibStream(bytes.data())) {
     return 0;
+  }
+  if (allowance_ <= 0 && !dataAreCounted_) {  // which hardly a file comes to
+    allowance_ += allowanceForData(bytesOfData(source_));
+    dataAreCounted_ = true;
   }
   if (allowance_ <= 0) {
     throw Error(ErrorKind::notADataFile,

@@ -1,6 +1,8 @@
 #ifndef CASEFILE_FIND_BLOCKPROBE_H
 #define CASEFILE_FIND_BLOCKPROBE_H
 
+#include <block/blockSize.h>
+
 #include <array>
 #include <cstddef>
 
@@ -18,11 +20,13 @@ class BlockProbe {
  public:
   /// Requires: source and report outlive the object.
   BlockProbe(SourceReader& source, ProgressReport& report);
-  /// `allowance`: the uncompressed bytes behind which the file is given up.
-  BlockProbe(SourceReader& source, ProgressReport& report, int64 allowance);
+  /// `first`: the uncompressed bytes that are allowed whatever the file.
+  BlockProbe(SourceReader& source, ProgressReport& report, int64 first);
 
-  /// Returns: a block for each of a thousand positions, and a few times the file.
-  static int64 allowanceFor(int64 fileSize) noexcept;
+  /// A block for each of a thousand positions.
+  static constexpr int64 kFirstAllowance = int64{1000} * static_cast<int64>(kBlockSize);
+  /// Returns: what is allowed beyond that, a few times the file's data, of which holes are none.
+  static int64 allowanceForData(int64 bytes) noexcept;
 
   /// Returns: the uncompressed bytes of the sound block at a file position, 0 when there is none.
   /// Raises: Error: `notADataFile` when the file holds too much that looks like blocks; `cancelled`; what the
@@ -44,6 +48,7 @@ class BlockProbe {
   datasource::form::StreamInspector inspector_;
   std::array<Answer, kAnswers> answers_{};  // of a position: at its remainder
   int64 allowance_;                         // uncompressed bytes that all probes of the file may still make
+  bool dataAreCounted_ = false;             // and are a part of that
 };
 
 }  // namespace casefile

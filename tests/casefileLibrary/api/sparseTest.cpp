@@ -142,6 +142,22 @@ TEST(SparseFiles, TellOfABlockBehindThem) {
   EXPECT_EQ(error.filePosition(), there) << error.what();
 }
 
+TEST(SparseFiles, AreRescuedWithWhatLiesBehindAHoleInItsPlace) {
+  constexpr std::int64_t kRow0 = 900000;  // copied by pieces of 256 KiB
+  auto pieces = both({{0, "begins"}, {500000, "goes on"}, {899990, "ends"}}, piecesOf(Image::of(kRow0, {1000})));
+  const support::TestFolder folder;
+  casefile::RecoverOptions options;
+  options.row0 = kRow0;
+  EXPECT_TRUE(casefile::recover(sparse(pieces), folder.path("out"), options).complete());
+  std::string expected(kRow0, '\0');
+  for (const auto& [start, bytes] : pieces) {
+    if (start < kRow0) {
+      expected.replace(static_cast<std::size_t>(start), bytes.size(), bytes);
+    }
+  }
+  EXPECT_EQ(folder.readWhole("out").substr(0, kRow0), expected);
+}
+
 TEST(SparseFiles, AreRescuedWithoutTheHoleBehindThem) {
   const Image image = Image::of(10, {1000, 500});
   const support::TestFolder folder;

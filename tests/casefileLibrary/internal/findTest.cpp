@@ -181,7 +181,7 @@ TEST_F(BlockProbes, GiveAFileUpWhoseBlocksTakeTooMuch) {
   SourceReader source(std::make_shared<support::ScriptedSource>(block + block + block + block));
   const auto length = static_cast<int64>(block.size());
   for (const int64 allowance : {2000, 2001}) {
-    BlockProbe probe(source, report_, allowance);
+    BlockProbe probe(source, report_, allowance - BlockProbe::allowanceForData(4 * length));
     EXPECT_EQ(probe.plainSizeAt(0), 1000);
     EXPECT_EQ(probe.plainSizeAt(0), 1000) << "asked for again, it costs nothing";
     EXPECT_EQ(probe.plainSizeAt(length), 1000);
@@ -193,11 +193,40 @@ TEST_F(BlockProbes, GiveAFileUpWhoseBlocksTakeTooMuch) {
 }
 
 TEST_F(BlockProbes, MayInflateAThousandBlocksAndFourTimesTheFile) {
-  const int64 blocks = 1000 * support::kBlockLength;
-  EXPECT_EQ(BlockProbe::allowanceFor(0), blocks);
-  EXPECT_EQ(BlockProbe::allowanceFor(1000), blocks + 4000);
-  EXPECT_EQ(BlockProbe::allowanceFor(INT64_MAX / 8 + 1), BlockProbe::allowanceFor(INT64_MAX / 8));
-  EXPECT_EQ(BlockProbe::allowanceFor(INT64_MAX / 8 - 1), BlockProbe::allowanceFor(INT64_MAX) - 4);
+  EXPECT_EQ(BlockProbe::kFirstAllowance, 1000 * support::kBlockLength);
+  EXPECT_EQ(BlockProbe::allowanceForData(0), 0);
+  EXPECT_EQ(BlockProbe::allowanceForData(1000), 4000);
+  EXPECT_EQ(BlockProbe::allowanceForData(INT64_MAX / 8 + 1), BlockProbe::allowanceForData(INT64_MAX / 8));
+  EXPECT_EQ(BlockProbe::allowanceForData(INT64_MAX / 8 - 1), BlockProbe::allowanceForData(INT64_MAX) - 4);
+}
+
+// A file that is nearly all a hole of a terabyte was allowed four times that.
+TEST_F(BlockProbes, AreAllowedNothingForHoles) {
+  const std::string block = support::zipped(support::caseBytes(0, 1000));
+  class Sparse : public support::ScriptedSource {
+   public:
+    explicit Sparse(const std::string& bytes) : ScriptedSource(bytes), data_(std::ssize(bytes)) {}
+    std::int64_t size() const override { return int64{1} << 40; }
+    std::int64_t nextData(std::int64_t position) const override { return position < data_ ? position : size(); }
+
+   private:
+    std::int64_t data_;
+  };
+  // Data are counted by pieces of 64 KiB.
+  constexpr int64 kPiece = 65536;
+  for (const int64 pieces : {1, 2}) {
+    std::string bytes = block + block + block;
+    bytes.resize(static_cast<std::size_t>((pieces - 1) * kPiece + 40000), '.');
+    SourceReader source(std::make_shared<Sparse>(bytes));
+    for (const int64 allowance : {2000, 2001}) {
+      BlockProbe probe(source, report_, allowance - BlockProbe::allowanceForData(pieces * kPiece));
+      const auto length = static_cast<int64>(block.size());
+      EXPECT_EQ(probe.plainSizeAt(0), 1000);
+      EXPECT_EQ(probe.plainSizeAt(length), 1000);
+      const auto third = support::errorOf([&] { EXPECT_EQ(probe.plainSizeAt(2 * length), 1000); });
+      EXPECT_EQ(third.kind(), allowance == 2000 ? ErrorKind::notADataFile : ErrorKind::system);
+    }
+  }
 }
 
 TEST(ForeignFiles, AreNamedByTheirFirstBytes) {
