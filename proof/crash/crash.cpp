@@ -19,8 +19,6 @@ const std::string kFile = "/disk/file.case";
 const std::string kDictionary = "name,age,city\n";
 constexpr std::size_t kBlock = 4096;
 
-std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
-
 // Case data whose bytes tell their own position.
 Bytes caseData(std::size_t count, std::size_t from = 0) {
   Bytes bytes(count);

@@ -42,8 +42,6 @@ Bytes caseData(std::size_t count, std::size_t from) {
   return bytes;
 }
 
-std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
-
 Image sound() {
   const HarnessAllocations own;
   return {{kFile, makeByTheBook(kDictionary, caseData(kBytes))}};

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -33,7 +32,6 @@ struct Unwinding {};
 
 /// Returns: `count` bytes of case data, those behind `from`.
 Bytes caseData(std::size_t count, std::size_t from = 0);
-std::span<const std::byte> bytesOf(const Bytes& bytes);
 /// Returns: a disk with one sound file, kFile, of kBytes.
 Image sound();
 /// Returns: dictionary part and so much case data.

@@ -31,8 +31,6 @@ void require(bool holds, const std::string& what) {
   }
 }
 
-std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
-
 // A compressed file, and all that it should hold.
 class CompressedModel {
  public:

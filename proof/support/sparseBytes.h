@@ -5,11 +5,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <span>
 #include <vector>
 
 namespace proof {
 
 using Bytes = std::vector<unsigned char>;
+
+/// Returns: the bytes as the library's calls take them, as long as they live.
+inline std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
 
 /// The bytes of a file that may be long and have holes, which take no room.
 class SparseBytes {

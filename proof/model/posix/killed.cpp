@@ -14,7 +14,6 @@
 #include <functional>
 #include <iterator>
 #include <optional>
-#include <span>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -36,8 +35,6 @@ void require(bool holds, const std::string& what) {
     throw std::logic_error(what);
   }
 }
-
-std::span<const std::byte> bytesOf(const Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
 
 // A folder that goes with the object.
 class Folder {
