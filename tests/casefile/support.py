@@ -18,7 +18,8 @@ EMULATED = bool(EMULATOR)
 STARTS_FAST = os.environ.get("CASEFILE_STARTS_FAST") == "1"  # neither emulated nor with a sanitizer
 SMALL_MEMORY = (40 if STARTS_FAST else 1024) * 2 ** 20  # sanitizers keep what was given back
 # Seconds until a program that hangs fails its test: longer where a processor is emulated.
-DEADLINE = 240 * int(os.environ.get("DATASOURCE_TEST_PATIENCE", "1"))
+PATIENCE = int(os.environ.get("DATASOURCE_TEST_PATIENCE", "1"))
+DEADLINE = 240 * PATIENCE
 # A process counts its parent's memory as its own peak; so the parent is a small interpreter.
 MEASURE = """
 import resource, subprocess, sys
@@ -37,6 +38,7 @@ P = len(HEADER)
 
 no_sanitizer = unittest.skipUnless(STARTS_FAST, "a sanitizer opens files itself")
 posix_only = unittest.skipIf(PROGRAM.endswith(".exe"), "signals, limits and access rights of POSIX")
+inflates_gigabytes = unittest.skipIf(PATIENCE > 1, "an emulated processor takes minutes for gigabytes")
 measures_memory = unittest.skipIf(EMULATED, "an emulator's memory is not the program's")
 
 

@@ -2,8 +2,8 @@ import random
 import struct
 from concurrent.futures import ThreadPoolExecutor
 
-from support import (BLOCK, HEADER, ORDER, P, SMALL_MEMORY, CasefileTest, Form, build, measures_memory,
-                     no_sanitizer, positions, posix_only, sweep, text_rows)
+from support import (BLOCK, HEADER, ORDER, P, SMALL_MEMORY, CasefileTest, Form, build, inflates_gigabytes,
+                     measures_memory, no_sanitizer, positions, posix_only, sweep, text_rows)
 
 
 class Sound(CasefileTest):
@@ -228,6 +228,7 @@ class HostileTables(CasefileTest):
                         self.assertIn(told.returncode, (0, result.returncode))  # info looks into no block
 
 
+@inflates_gigabytes
 class ManyDamagedBlocks(CasefileTest):
     def test_beyond_a_thousand_are_counted(self):
         data = bytearray(build([text_rows(BLOCK)] * 3))
