@@ -185,6 +185,16 @@ TEST_F(CompressedWrite, IncompressibleBlockIsCutAndCounted_KeptAsIs) {
   }
 }
 
+TEST_F(CompressedWrite, CutBlocksAreCountedWhileAWorkerStillWrites) {
+  const auto stream = start(1);
+  const std::string noise = support::randomBytes(kBlock, 7);
+  EXPECT_EQ(stream->Write(noise.data(), kBlock), kBlock);
+  EXPECT_EQ(stream->Write(noise.data(), kBlock), kBlock);  // handed over when the worker is done with the first
+  EXPECT_GE(stream->truncatedBlocks(), 1U);
+  stream->Close();
+  EXPECT_EQ(stream->truncatedBlocks(), 2U);
+}
+
 TEST_F(CompressedWrite, CutBlocksAreNamedByTheirPlaces) {
   const std::string noise = support::randomBytes(kBlock, 7);
   for (const int mode : {0, 1}) {

@@ -65,6 +65,28 @@ TEST_F(CJournal, TellsWhetherAnAppendIsOpen) {
   EXPECT_THAT(found().what, HasSubstr("append"));
 }
 
+TEST_F(CJournal, AReaderTellsOfAnAppendThatIsOpen) {
+  leaveJournal();
+  casefile_reader* reader = nullptr;
+  ASSERT_EQ(casefile_reader_open(name_.c_str(), nullptr, &reader, &error_), CASEFILE_OK) << error_.message;
+  const support::Held<casefile_reader> held(reader);
+  casefile_reader_info info{};
+  ASSERT_EQ(casefile_reader_get_info(reader, &info, sizeof info, &error_), CASEFILE_OK);
+  EXPECT_EQ(info.unfinished, 1);
+}
+
+TEST_F(CJournal, AVerificationTellsThatItJudgesTheFileBeforeTheAppend) {
+  leaveJournal();
+  folder_.writePlain("file", before_.substr(0, before_.size() - 40) + "what the append wrote over it");
+  casefile_verification* verification = nullptr;
+  ASSERT_EQ(casefile_verify(name_.c_str(), nullptr, &verification, &error_), CASEFILE_OK) << error_.message;
+  const support::Held<casefile_verification> held(verification);
+  casefile_verification_info info{};
+  ASSERT_EQ(casefile_verification_get_info(verification, &info, sizeof info, &error_), CASEFILE_OK);
+  EXPECT_EQ(info.as_before_append, 1);
+  EXPECT_EQ(info.sound, 1);
+}
+
 TEST_F(CJournal, TakesAnAppendBackOnce) {
   leaveJournal();
   folder_.writePlain("file", before_.substr(0, before_.size() - 40) + "what the append wrote over it");
