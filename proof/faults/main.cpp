@@ -18,8 +18,10 @@ namespace {
 constexpr Fault kFaults[] = {
     {"EIO once", {EIO, false, false, false}, false, Where::everywhere},
     {"EIO from there on", {EIO, false, false, false}, true, Where::everywhere},
+    {"ENOSPC once", {ENOSPC, false, false, false}, false, Where::takesRoom},
     {"ENOSPC from there on", {ENOSPC, false, false, false}, true, Where::takesRoom},
 #ifdef EDQUOT  // Windows has no such number
+    {"EDQUOT once", {EDQUOT, false, false, false}, false, Where::takesRoom},
     {"EDQUOT from there on", {EDQUOT, false, false, false}, true, Where::takesRoom},
 #endif
     {"EINTR once", {EINTR, false, false, false}, false, Where::transfers},

@@ -283,6 +283,26 @@ Told recoverFile(std::size_t threads) {
   return casefile::recover(kFile, kOutput, options).complete() ? Told::success : Told::nothing;
 }
 
+Told unpackFile(std::size_t threads) {
+  casefile::ReaderOptions options;
+  options.threads = threads;
+  options.row0 = kRow0;
+  casefile::UnpackOptions how;
+  how.sync = true;
+  casefile::unpack(casefile::Reader::open(kFile, options), kOutput, how);
+  return Told::success;
+}
+
+// Complete or not there; an error behind the rename, as of a folder that cannot be synced, leaves the complete file.
+std::string judgeUnpacked(const Image& image, Told told) {
+  if (told != Told::success && image == sound()) {
+    return "";
+  }
+  Image complete = sound();
+  complete[kOutput] = logical(kBytes);
+  return image == complete ? "" : "what was unpacked is neither complete nor gone";
+}
+
 void addStreams(std::vector<Scenario>& all) {
   for (const End end : {End::close, End::destroy, End::unwind, End::giveUp}) {
     const std::string how = std::string(", ") + nameOf(end);
@@ -341,6 +361,7 @@ void addLibrary(std::vector<Scenario>& all, std::size_t threads) {
   }
   all.push_back({"verify" + with, sound(), [=] { return verifyFile(threads); }, onlyReads});
   all.push_back({"recover" + with, sound(), [=] { return recoverFile(threads); }, judgeRecovered, true});
+  all.push_back({"unpack" + with, sound(), [=] { return unpackFile(threads); }, judgeUnpacked, true});
 }
 
 }  // namespace

@@ -4,8 +4,9 @@
 Most cases run one command as one user, stop it in front of one system call (gate.cpp), let the other user swap a name in
 the folder for something else, and let the command go on. Whatever comes of it: nothing outside the folder is written or
 made, nothing of the command's user becomes readable for others, at no stop and not at the end; the other user's files
-get no byte; data that were sound are not lost. The other cases plant a journal (planted.py), or
-give a command a file that is made to cost much (hostile.py). It needs root, which makes both users, and says so where it is not.
+get no byte; data that were sound are not lost. The other cases plant a journal (planted.py), give a file a name that a
+terminal would obey (named.py), or give a command a file that is made to cost much (hostile.py). It needs root, which makes
+both users, and says so where it is not.
 """
 
 import dataclasses
@@ -16,6 +17,7 @@ import sys
 import tempfile
 
 import hostile
+import named
 import planted
 from world import HEADER, MORE, OTHER, OWNER, PLANTED, PRECIOUS, ROWS, World, prepare_case
 
@@ -181,7 +183,7 @@ def main():
         os.chmod(copies, 0o755)
         programs = Programs(*(pathlib.Path(shutil.copy(program, copies))
                               for program in (given.casefile, given.gate, given.calls)))
-        cases = all_swaps(programs) + planted.all_cases() + hostile.all_cases()
+        cases = all_swaps(programs) + planted.all_cases() + named.all_cases() + hostile.all_cases()
 
         def tried(case, tally):
             wrong = programs.in_a_world(case.runner, lambda world: case.tried(world, tally))
