@@ -13,7 +13,8 @@ import sys
 from drawing import LINE, SOFT, Drawing
 
 BAR, BETTER, WORSE = "#8db8de", "#9ccf94", "#e9b08a"
-LEFT, RIGHT, ROW = 290, 690, 28
+LEFT, RIGHT, ROW = 340, 690, 28
+LETTER = 6.6  # how wide one is in the widest fonts, on average
 
 
 def circumstances(context):
@@ -29,6 +30,8 @@ def bars(drawing, y, rows, better):
     one = LEFT - low * scale
     top = y
     for words, value in rows:
+        if len(words) * LETTER > LEFT - 12:
+            sys.exit(f"{words}: no room for so many letters")
         end = one + math.log(value) * scale
         drawing.text(LEFT - 12, y + 17, words, 13, "end")
         drawing.box(min(one, end), y + 3, abs(end - one), ROW - 8, BETTER if better(value) else WORSE, LINE)
