@@ -3,9 +3,12 @@ say in the end (see proof/run.py)."""
 
 import argparse
 import json
+import os
 import pathlib
 import random
 import time
+
+CASES_BETWEEN_SAVES = 20
 
 
 def options(*programs):
@@ -22,6 +25,21 @@ def options(*programs):
     return given
 
 
+def loaded(state):
+    """How far a run has come, and what it has met: the place of the next case, tally, findings."""
+    if not state.exists():
+        return 0, {}, []
+    kept = json.loads(state.read_text(encoding="utf-8"))
+    return kept["next"], kept.get("tally", {}), kept.get("findings", [])
+
+
+def save(state, at, tally, findings):
+    """Keeps it, whole or as it was before, for a run that is interrupted goes on from there."""
+    new = state.with_suffix(".new")
+    new.write_text(json.dumps({"next": at, "tally": tally, "findings": findings}), encoding="utf-8")
+    os.replace(new, state)
+
+
 def run(harness, given, cases, try_case):
     """Tries cases in the order of the seed, from where the last run ended, for the time given or to the end, and tells.
 
@@ -30,18 +48,20 @@ def run(harness, given, cases, try_case):
     """
     order = list(range(len(cases)))
     random.Random(given.seed).shuffle(order)
-    at = 0
+    at, tally, findings = 0, {}, []
+    keeps = given.state is not None and given.case is None
     if given.case is not None:
         order = [given.case]
-    elif given.state and given.state.exists():
-        at = json.loads(given.state.read_text(encoding="utf-8"))["next"]
-    tally, findings = {}, []
+    elif keeps:
+        at, tally, findings = loaded(given.state)
     while at < len(order) and (given.seconds is None or time.monotonic() - given.started < given.seconds):
         if wrong := try_case(cases[order[at]], tally):
             findings.append({"case": order[at], "what": wrong})
         at += 1
-    if given.state and given.case is None:
-        given.state.write_text(json.dumps({"next": at}), encoding="utf-8")
+        if keeps and at % CASES_BETWEEN_SAVES == 0:
+            save(given.state, at, tally, findings)
+    if keeps:
+        save(given.state, at, tally, findings)
     return tell(harness, given, (at, len(cases)), tally, findings)
 
 
