@@ -46,8 +46,8 @@ CodecResult compressBlock(const unsigned char* source, std::size_t count, unsign
 /// Changes: bytes of `dest` behind the produced ones may change too; never one behind the capacity.
 CodecResult decompressBlock(const unsigned char* source, std::size_t count, unsigned char* dest, std::size_t capacity);
 
-/// Returns: whether all `plainSize` bytes of a block come out of its cut zlib stream, because only the check
-///   value at the stream's end, or a part of it, is missing.
+/// Returns: whether all `plainSize` bytes of a block come out of its zlib stream, because that was not cut or only the
+///   check value at its end, or a part of it, is missing.
 /// Cost: decompresses the stream; no memory but the codec's and 16 KiB.
 bool yieldsAll(const unsigned char* cutStream, std::size_t count, std::size_t plainSize);
 

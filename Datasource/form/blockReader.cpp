@@ -6,7 +6,7 @@ namespace datasource::form {
 namespace {
 
 BlockState stateOf(const CodecResult& result, const bInfo& record, std::size_t count) {
-  if (!result.started || result.produced == 0) {
+  if (result.produced == 0) {
     return BlockState::nothing;
   }
   if (result.produced != static_cast<std::size_t>(record.orginalSize)) {

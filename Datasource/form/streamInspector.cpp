@@ -29,7 +29,7 @@ bool endsWith(z_stream& stream, uInt missing) {
   copy.avail_in = missing;
   copy.next_out = &more;
   copy.avail_out = 1;
-  const bool ends = inflate(&copy, Z_NO_FLUSH) == Z_STREAM_END && copy.avail_out == 1;
+  const bool ends = inflate(&copy, Z_NO_FLUSH) == Z_STREAM_END;
   inflateEnd(&copy);
   return ends;
 }

@@ -92,7 +92,10 @@ std::optional<zcmpsFilestr::Data::StoredTable> zcmpsFilestr::Data::ReadTable(con
 
 bool zcmpsFilestr::Data::LoadTable(const compressionHeading& heading, bool swap) {
   const auto table = ReadTable(heading, swap);
-  return table && pPosInfo->loadForRead(table->bytes.data(), table->bytes.size(), swap);
+  if (!table) {
+    return false;
+  }
+  return pPosInfo->loadForRead(table->bytes.data(), table->bytes.size(), swap);
 }
 
 bool zcmpsFilestr::Data::ReopenTable(const compressionHeading& heading, bool swap, int64 endpos, int64 filePos) {

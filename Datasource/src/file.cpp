@@ -84,7 +84,7 @@ VORN_File::~VORN_File() {
     Close();
   } catch (...) {
     datasource::platform::reportLostError("closing a file that nobody holds any more", std::current_exception());
-    if (IsOpen() && fStands != kGone) {
+    if (fStands != kGone) {
       cRuntime()._close(fHandle);  // ending the encryption failed; the descriptor must not stay behind
     }
   }

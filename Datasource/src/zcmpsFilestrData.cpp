@@ -142,15 +142,15 @@ void zcmpsFilestr::Data::Flush() {
   if (count == 0) {
     return;
   }
-  if (fpIOThread != nullptr) {
+  if (PreIOThread_W_C* const writer = Writer()) {
     try {
-      fpIOThread->requestWrite(fBuffer, count, fpos);
+      writer->requestWrite(fBuffer, count, fpos);
     } catch (...) {
       Fail();
       throw;
     }
     // An error that the worker meets meanwhile stays with it until the next request, which raises it.
-    if (Writer() != nullptr && Writer()->hasMadeNothing()) {
+    if (writer->hasMadeNothing()) {
       Fail();
     }
   } else {
@@ -186,8 +186,8 @@ void zcmpsFilestr::Data::CompressAndWrite(std::size_t count) {
 }
 
 /// Returns: the worker, if there is one that writes.
-const PreIOThread_W_C* zcmpsFilestr::Data::Writer() const noexcept {
-  return dynamic_cast<const PreIOThread_W_C*>(fpIOThread.get());
+PreIOThread_W_C* zcmpsFilestr::Data::Writer() const noexcept {
+  return dynamic_cast<PreIOThread_W_C*>(fpIOThread.get());
 }
 
 std::unique_ptr<PreIOThread_W_C> zcmpsFilestr::Data::TakeWriter() noexcept {
@@ -284,7 +284,7 @@ bool zcmpsFilestr::Data::FetchBlock(const bInfo& record) {
   }
   asked = record;
   if (fpIOThread == nullptr) {
-    return pRealFile != nullptr && readBlock(*pRealFile, record, Buffers(), {L"0", kSource, __LINE__});
+    return readBlock(*pRealFile, record, Buffers(), {L"0", kSource, __LINE__});
   }
   if (!DATASOURCE_ASSERT(isUsable(record), "0", kSource)) {
     return false;
@@ -373,7 +373,7 @@ void zcmpsFilestr::Data::Start(std::unique_ptr<PreIOThreadBase> worker, bool rea
 /// without one.
 void zcmpsFilestr::Data::StartReader() {
   asked = {};
-  if (fMultiThread >= 2 && pRealFile != nullptr) {
+  if (fMultiThread >= 2) {
     Start(std::make_unique<PreIOThread_R_D>(pRealFile, pPosInfo.get(), kBlockSize), true);
   }
 }

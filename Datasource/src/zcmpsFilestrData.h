@@ -170,7 +170,7 @@ class zcmpsFilestr::Data : public PageAligned {
   void EndOfData();
   void NoteCut(const PreIOThread_W_C& ended);
   void WriteTableAndHeading();
-  const PreIOThread_W_C* Writer() const noexcept;
+  PreIOThread_W_C* Writer() const noexcept;
   std::unique_ptr<PreIOThread_W_C> TakeWriter() noexcept;
   void Fail() noexcept;
 

@@ -81,7 +81,8 @@ void BlockHead::make(std::span<const CodeWord> lengthWords, std::span<const Code
   }
   makePrefixCode(frequencies_, inflating::kLongestInHead, words_);
   ordered_ = kSymbols;
-  while (ordered_ > kFewestOrdered && words_[kHeadOrder[ordered_ - 1]].length == 0) {
+  // The end of the block has a length, which is not 0, and stands behind the first kFewestOrdered.
+  while (words_[kHeadOrder[ordered_ - 1]].length == 0) {
     --ordered_;
   }
 }

@@ -53,7 +53,7 @@ class Inflation {
         return false;
       }
     }
-    return !reader_.overrun() && checkValueIsRight();
+    return checkValueIsRight();
   }
 
   std::size_t produced() const noexcept { return static_cast<std::size_t>(output_.next - output_.begin); }
