@@ -48,6 +48,17 @@ TEST_F(CodecFailure, BlockInTheMiddleEndsTheSession) {
   }
 }
 
+TEST_F(CodecFailure, OneWriteOfSeveralBlocksStopsAtTheOneThatFails) {
+  const std::string bytes = support::caseBytes(kRow0, 3 * kBlock);
+  const support::CodecWithoutMemory noMemory;
+  auto stream = support::startWriting(folder.path("f"), 0);
+  EXPECT_EQ(stream->Write(bytes.data(), bytes.size()), kBlock);
+  EXPECT_EQ(stream->Close(), 0);
+  EXPECT_THAT(assertions.takeTexts(), testing::ElementsAre("ret != 0"));
+  stream.reset();
+  expectUnfinished("f");
+}
+
 TEST_F(CodecFailure, HandlerThatThrowsLeavesTheSessionFailed) {
   for (const int mode : {0, 1}) {
     SCOPED_TRACE(mode);

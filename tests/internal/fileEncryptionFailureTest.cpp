@@ -82,6 +82,24 @@ TEST_F(EncryptedFailure, AReadBehindAFailedReadReadsWhereItSays) {
   EXPECT_EQ(readString(64, 0), selfDescribing(0, 64));
 }
 
+TEST_F(EncryptedFailure, AFailedReadThatNeededNoSeekIsRepeatedWithoutOne) {
+  writeFinished("f", 64);
+  file->Close();
+  open("f", "rb");
+  probe.clear();
+  probe.failNth(CallKind::read, 1, EIO);
+  EXPECT_EQ(raisedBy([this] { readString(64, 0); }), (Raised{1003, EIO}));
+  EXPECT_EQ(probe.count(CallKind::seek), 0);
+  probe.failNone();
+  EXPECT_EQ(readString(64, 0), selfDescribing(0, 64));
+}
+
+TEST_F(EncryptedFailure, AWholeWriteToAClosedFileRaises1002) {
+  open("f", "w+b");
+  file->Close();
+  EXPECT_EQ(raisedBy([this] { file->WriteWhole("abc", 3, 0); }), (Raised{1002, EBADF}));
+}
+
 // It used to read from where the failed write had left the descriptor.
 TEST_F(EncryptedFailure, AReadBehindAFailedWriteReadsWhereItSays) {
   writeFinished("f", 64);

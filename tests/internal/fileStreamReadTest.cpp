@@ -29,6 +29,15 @@ TEST_F(StreamRead, OneByteFillsTheBufferFromTheAlignedPositionAndTheNextIsServed
   EXPECT_EQ(stream->Tell(), 1002);
 }
 
+TEST_F(StreamRead, ARecordInTheBufferOfAClosedFileIsNotServed) {
+  openDescribing(2000);
+  readAt(1000, 1);
+  file().Close();
+  probe.clear();
+  EXPECT_EQ(readAt(1000, 8), "");
+  EXPECT_THAT(probe.list(), IsEmpty());
+}
+
 TEST_F(StreamRead, AFillSetsTheBuffersFields) {
   openDescribing(2000);
   readAt(1000, 1);

@@ -54,6 +54,13 @@ class StreamInspector : public ::testing::Test {
   const std::string stream = zipped(plain);
 };
 
+TEST_F(StreamInspector, StreamThatWantsADictionaryIsDamagedAndTheCodecHasNoWordsForIt) {
+  const StreamFacts facts = inspect(std::string("\x78\x20") + "dict" + stream.substr(2));
+  EXPECT_EQ(facts.verdict, Verdict::damaged);
+  EXPECT_EQ(facts.damage, "");
+  EXPECT_FALSE(facts.sound());
+}
+
 TEST_F(StreamInspector, WholeStreamIsSoundAndItsEndIsFound) {
   const StreamFacts facts = inspect("before" + stream + "behind", 1'000'000, 6);
   expect(facts, Verdict::complete, stream.size(), plain.size());
@@ -124,6 +131,7 @@ TEST_F(StreamInspector, BlockCutInsideItsCheckValueIsSound) {
     const StreamFacts facts = inspect(zipped(block).substr(0, kBlock) + "behind", kBlockLength);
     expect(facts, Verdict::needsInput, kBlock, kBlock);
     EXPECT_TRUE(facts.lacksCheckValueOnly) << over;
+    EXPECT_TRUE(facts.sound()) << over;
     EXPECT_TRUE(facts.sound()) << over;
   }
 }

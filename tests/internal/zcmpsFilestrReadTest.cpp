@@ -74,6 +74,19 @@ TEST_P(CompressedRead, ReadingNothingGivesNought) {
   read(100);
   EXPECT_EQ(readOnce(*stream, 0), "");
   EXPECT_EQ(stream->Tell(), kRow0);
+  EXPECT_EQ(readOnce(*stream, 10), caseBytes(kRow0, 10));
+  EXPECT_EQ(readOnce(*stream, 0), "");
+  EXPECT_EQ(stream->Tell(), kRow0 + 10);
+}
+
+TEST_P(CompressedRead, BlockOfTheFileThatWasOpenBeforeIsNotServed) {
+  read(100);
+  EXPECT_EQ(readOnce(*stream, 10), caseBytes(kRow0, 10));
+  folder.writePlain("g", std::string(1000, 'g'));
+  stream->VORN_FileStream::Open(folder.path("g").c_str(), "rb");
+  stream->Seek(kRow0 + 10, VORN_StrBaseIO::SeekFromStart);
+  EXPECT_EQ(readOnce(*stream, 10), "");
+  assertions.takeTexts();
 }
 
 TEST_P(CompressedRead, BlockBoundaryIsCrossedWithoutAGap) {

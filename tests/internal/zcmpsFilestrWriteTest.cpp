@@ -373,6 +373,28 @@ TEST_F(CompressedWrite, FileThatCannotBeOpenedForUpdateRaises1201) {
   EXPECT_EQ(stream.Close(), 1);
 }
 
+TEST_F(CompressedWrite, RecordForAnotherFileDoesNotGoIntoTheOldOnesBuffer) {
+  const auto stream = start();
+  writeCases(*stream, 10);
+  const int64 position = stream->Tell();
+  stream->VORN_FileStream::Open(folder.path("g").c_str(), "w+b");
+  stream->Seek(position, VORN_StrBaseIO::SeekFromStart);
+  EXPECT_EQ(stream->Write("abc", 3), 0U);
+  EXPECT_EQ(stream->Close(), 0);
+  EXPECT_EQ(folder.readWhole("g"), "");
+}
+
+TEST_F(CompressedWrite, CloseBehindALostDescriptorRaises1002AndAsksItNothing) {
+  auto stream = start();
+  writeCases(*stream, 10);
+  probe.failNth(CallKind::close, 1, EIO);
+  EXPECT_EQ(raisedBy([&] { closeBehind(*stream); }), (Raised{1002, EIO}));
+  probe.clear();
+  EXPECT_EQ(raisedBy([&] { stream->Close(); }), (Raised{1002, EBADF}));
+  EXPECT_THAT(probe.list(), IsEmpty());
+  EXPECT_EQ(raisedBy([&] { stream.reset(); }), (Raised{1002, EBADF}));
+}
+
 TEST_F(CompressedWrite, BlockThatCouldNotBeWrittenIsWrittenByARetry) {
   const auto stream = start();
   const std::string bytes = caseBytes(kRow0, 2 * kBlock);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Datasource/sortTemp/zlibCompress.h"
+#include "blockCodec.h"
 #include "support/assertionRecorder.h"
 #include "support/compressedBytes.h"
 #include "support/compressedImage.h"
@@ -151,9 +152,9 @@ TEST_F(ZlibCodec, AnyOneArgumentPasses) {
       }
       EXPECT_THAT(assertions.takeTexts(), IsEmpty()) << given;
     }
-    unsigned char* made = nullptr;
+    unsigned char* made = destination;
     count = given == 2 ? 1 : 0;
-    if (given != 1 && codec.inflateToNew(source, sourceCount, made, count) == 0) {
+    if (codec.inflateToNew(source, sourceCount, made, count) == 0) {
       std::free(made);
     }
     EXPECT_THAT(assertions.takeTexts(), IsEmpty()) << given;
@@ -225,6 +226,30 @@ TEST_F(InflateToNew, CapacityAboveThirtyTwoBitsFails) {
   std::size_t guess = 5'000'000'000;
   EXPECT_EQ(zlibCompressBlock::inflateToNew(bytesOf(stream), stream.size(), dest, guess), -1);
   EXPECT_EQ(dest, nullptr);
+}
+
+/// For as long as it lives, no room is enough for what comes out.
+class EndlessStream {
+ public:
+  EndlessStream() {
+    datasource::form::codecCalls().decompress = [](const unsigned char*, std::size_t, unsigned char*,
+                                                   std::size_t room) {
+      return datasource::form::CodecResult{datasource::form::Verdict::outputFull, room, 0, true};
+    };
+  }
+  ~EndlessStream() { datasource::form::codecCalls() = before_; }
+  EndlessStream(const EndlessStream&) = delete;
+  EndlessStream& operator=(const EndlessStream&) = delete;
+
+ private:
+  datasource::form::CodecCalls before_ = datasource::form::codecCalls();
+};
+
+TEST_F(InflateToNew, GuessThatGrowsAboveThirtyTwoBitsFails) {
+  const EndlessStream endless;
+  // Times 1, 2, 6, 24, 120 and 720; 5,040 times as much is too long.
+  EXPECT_EQ(inflate(support::zipped("x"), 900'000), -1);
+  EXPECT_THAT(assertions.takeTexts(), IsEmpty());
 }
 
 TEST_F(InflateToNew, UsageErrorFailsAndThePointerIsNotToBeFreed_KeptAsIs) {

@@ -423,6 +423,80 @@ TEST(StrictInflate, WordsThatTheCodeDoesNotHaveAreRefused) {
   expectRefused(other.zlibStream("aaaa"));
 }
 
+/// Begins a stream whose first block is long enough for the fast loop to begin with the second one, which is to be
+/// added.
+DeflateBits behindALongBlock(const std::string& plain) {
+  DeflateBits bits;
+  bits.number(0, 1).number(1, 2);
+  for (const char letter : plain) {
+    bits.word(0x30U + static_cast<unsigned char>(letter), 8);
+  }
+  bits.word(0, 7);
+  return bits;
+}
+
+TEST(StrictInflate, WordsThatTheCodeDoesNotHaveAreRefusedInALongStreamToo) {
+  const std::string plain(2000, 'a'), behind(2000, 'x');
+  const std::vector<support::LengthStep> endAlone = {zeros(138), zeros(118), codeLength(1), codeLength(0)};
+  DeflateBits sound = behindALongBlock(plain);
+  sound.dynamicBlock(257, 1, endAlone).word(0, 1);
+  expectAsZlib(sound.zlibStream(plain) + behind, 5000, "an empty second block");
+  DeflateBits noLength = behindALongBlock(plain);
+  noLength.dynamicBlock(257, 1, endAlone).word(1, 1);
+  expectRefused(noLength.zlibStream(plain) + behind);
+  DeflateBits noDistance = behindALongBlock(plain);
+  noDistance.dynamicBlock(258, 1, with(lettersAndEnd(258, true), {codeLength(0)})).word(3, 2).word(0, 1).word(2, 2);
+  expectRefused(noDistance.zlibStream(plain + "aaa") + behind);
+}
+
+/// Begins the last block: 'a' to 'm' have words of 1 to 13 bits, the end has 14, the lengths 3 and 4 have 15 each, and
+/// the distance 1 has the word 0, while 1 is none.
+void blockOfLongWords(DeflateBits& bits) {
+  constexpr unsigned kHead[19] = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
+  constexpr unsigned kRunOfZeros = 18, kRunsWord = 15;
+  bits.number(1, 1).number(2, 2).number(259 - 257, 5).number(0, 5).number(19 - 4, 4);
+  for (const unsigned symbol : kHead) {
+    bits.number(symbol == kRunOfZeros || (symbol >= 1 && symbol <= 15) ? 4 : 0, 3);
+  }
+  const auto length = [&bits](unsigned bitsOfIt) { bits.word(bitsOfIt - 1, 4); };
+  const auto run = [&bits](unsigned count) { bits.word(kRunsWord, 4).number(count - 11, 7); };
+  run('a');
+  for (unsigned i = 1; i <= 13; ++i) {
+    length(i);
+  }
+  run(138 - 11);
+  run(256 - 'a' - 13 - (138 - 11));
+  length(14);
+  length(15);
+  length(15);
+  length(1);
+}
+
+TEST(StrictInflate, DistancesBehindTheLongestWordsAreCheckedToo) {
+  const std::string plain(2000, 'a'), behind(2000, 'x');
+  for (const unsigned distance : {0U, 1U}) {
+    DeflateBits bits = behindALongBlock(plain);
+    blockOfLongWords(bits);
+    bits.word(0x7FFE, 15).word(distance, 1).word(0x3FFE, 14);
+    const std::string stream = bits.zlibStream(plain + "aaa") + behind;
+    expectAsZlib(stream, 5000, "distance symbol " + std::to_string(distance));
+    EXPECT_EQ(byLoop(nullptr, stream, 5000).taken, distance == 0);
+  }
+}
+
+TEST(StrictInflate, ARepeatedLengthNeedsOneInFrontOfIt) {
+  DeflateBits bits;
+  bits.number(1, 1).number(2, 2).number(0, 5).number(0, 5).number(0, 4);
+  bits.number(1, 3).number(1, 3).number(0, 3).number(0, 3);  // the repetition, and the short run of zeros
+  bits.word(0, 1).number(0, 2);
+  expectRefused(bits.zlibStream("") + std::string(200, 'x'));
+}
+
+TEST(StrictInflate, AStreamThatEndsBehindABlockThatIsNotTheLastIsRefused) {
+  using namespace std::string_literals;
+  expectRefused("\x78\x01"s + "\x00\x00\x00\xFF\xFF"s);
+}
+
 TEST(StrictInflate, HeadAndCheckValueMustBeRight) {
   const std::string stream = deflated("some plain bytes", 1, Z_DEFAULT_STRATEGY);
   for (unsigned first = 0; first < 256; ++first) {
