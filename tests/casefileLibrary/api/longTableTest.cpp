@@ -46,6 +46,24 @@ TEST_F(LongTable, FaultsOfTheFirstThousandBlocksAreListedAndAllAreCounted) {
   EXPECT_EQ(*listed.rbegin(), 999U);
 }
 
+TEST_F(LongTable, FaultsOfTableAndBlocksTogetherAreListedOfAThousandBlocks) {
+  for (std::size_t block = 0; block < kBlocks; ++block) {
+    if (block % 10 == 0) {
+      image_.records[block].orginalPos += 1;  // which nobody sees who looks at the block alone
+    } else {
+      support::breakBlock(image_, block);
+    }
+  }
+  const casefile::Verification told = casefile::verify(std::make_shared<ScriptedSource>(image_.bytes()));
+  std::set<std::size_t> listed;
+  for (const casefile::Fault& fault : told.faults) {
+    if (fault.block) {
+      listed.insert(*fault.block);
+    }
+  }
+  EXPECT_EQ(listed.size(), 1000U);
+}
+
 TEST_F(LongTable, ReadingItCanBeStopped) {
   casefile::InspectOptions options;
   options.row0 = kRow0;
