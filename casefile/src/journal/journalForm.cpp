@@ -160,8 +160,8 @@ bool forEachPiece(FileBytes& source, int64 from, int64 to, const PieceUse& use, 
     from += static_cast<int64>(got);
     // The system is asked for holes only behind zeros, which most files do not have.
     const int64 data = useHole && from < to && isZero(piece.data(), got) ? std::min(source.nextData(from), to) : from;
-    if (data > from && !useHole(from, data)) {
-      return false;
+    if (data > from) {
+      useHole(from, data);
     }
     from = data;
   }
@@ -212,7 +212,6 @@ bool writeJournal(files::SystemFile& out, FileBytes& source, JournalFacts& facts
     facts.tailCheck = extendByZeros(facts.tailCheck, to - from);
     end = to;
     eachPiece();
-    return true;
   };
   if (!forEachPiece(source, facts.tailStart, facts.oldLength, keep, skip)) {
     return false;

@@ -85,14 +85,14 @@ bool anchorFits(FileBytes& source, const JournalFacts& facts);
 /// Returns: whether the file is what taking the append back would make of it.
 bool isAsBefore(FileBytes& source, FileBytes& journal, const JournalFacts& facts);
 
-/// What is done with a piece of a file at a position, and with the zeros between two positions. Returns: whether to go
-/// on.
+/// What is done with a piece of a file at a position. Returns: whether to go on.
 using PieceUse = std::function<bool(const unsigned char* bytes, std::size_t count, int64 position)>;
-using HoleUse = std::function<bool(int64 from, int64 to)>;
+/// What is done with the zeros between two positions.
+using HoleUse = std::function<void(int64 from, int64 to)>;
 
 /// Gives the bytes from `from` to `to` piece by piece, with their positions; of a hole, where `useHole` is given, only
 /// the first piece of zeros, and then its ends.
-/// Returns: false when a use does, or the source ends before.
+/// Returns: false when the use of a piece does, or the source ends before.
 bool forEachPiece(FileBytes& source, int64 from, int64 to, const PieceUse& use, const HoleUse& useHole = {});
 
 }  // namespace casefile

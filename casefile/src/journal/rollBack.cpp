@@ -143,10 +143,7 @@ void restore(files::SystemFile& data, FileBytes& journal, const JournalFacts& fa
     data.writeAt(bytes, count, position + shift);
     return true;
   };
-  const auto clearHole = [&](int64 from, int64 to) {
-    clear(data, from + shift, to + shift);
-    return true;
-  };
+  const auto clearHole = [&](int64 from, int64 to) { clear(data, from + shift, to + shift); };
   if (!forEachPiece(journal, kJournalTailAt, tailEnd, writeBack, clearHole)) {
     refuse(journalName, "has been cut");
   }

@@ -33,11 +33,12 @@ class CutFile : public FileBytes {
   std::size_t end_;
 };
 
-// A file that tells where its holes end: zeros but for the last byte of each third.
+// A file that tells where its holes end, of which the last one goes to its end: zeros but for the last byte of each
+// third.
 class SparseFile : public FileBytes {
  public:
   static constexpr int64 kThird = 4 * 1024 * 1024;
-  int64 size() const override { return 3 * kThird + 70000; }
+  int64 size() const override { return 3 * kThird + 700000; }
   std::size_t read(void* buffer, std::size_t count, int64 position) override {
     const auto got = static_cast<std::size_t>(std::min<int64>(static_cast<int64>(count), size() - position));
     std::memset(buffer, 0, got);
