@@ -115,6 +115,18 @@ TEST_P(RecoverTest, NeitherHeadingNorTableIsNeeded) {
   EXPECT_EQ(plain(), dictionary() + block(0) + block(1) + block(2) + block(3) + block(4));
 }
 
+TEST_P(RecoverTest, AHeadingThatPutsTheTableAmongTheBlocksIsNotBelieved) {
+  const std::string whole = image_.bytes();
+  const auto table = static_cast<std::size_t>(image_.heading._infoPos);
+  image_.heading._infoPos = image_.records[2].translatePos;
+  EXPECT_TRUE(recovered(image_.bytes(), options()).complete());
+  EXPECT_TRUE(support::sameBytes(folder_.readWhole("out"), whole));
+  const Recovery told = recovered(image_.bytes().substr(0, table) + "no block, and no table", options());
+  EXPECT_EQ(told.blocks, 5U);
+  EXPECT_EQ(told.losses.size(), 1U);
+  EXPECT_TRUE(support::sameBytes(folder_.readWhole("out"), whole));
+}
+
 TEST_P(RecoverTest, StopsAtTheFirstDamageAndTellsWhatMoreThereIs) {
   support::breakBlock(image_, 1);
   support::breakBlock(image_, 3);
