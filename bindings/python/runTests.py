@@ -31,7 +31,8 @@ def main():
     subprocess.run([sys.executable, os.path.join(HERE, "makeInterface.py"), headers, version, "--check"], check=True)
     with tempfile.TemporaryDirectory() as folder:
         environment = {**os.environ, "CASEFILE_LIBRARY": os.path.abspath(library), "PYTHONPATH": HERE,
-                       "PYTHONDONTWRITEBYTECODE": "1"}
+                       "PYTHONDONTWRITEBYTECODE": "1",
+                       "DASK_TEMPORARY_DIRECTORY": folder}  # newer releases leave a folder in that for all programs
         command = [interpreter(), "-m", "pytest", "-q", "--basetemp", os.path.join(folder, "tests"), *more]
         sys.exit(subprocess.run(command, cwd=HERE, env=environment, check=False, stdin=subprocess.DEVNULL).returncode)
 
