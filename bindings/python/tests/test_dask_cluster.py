@@ -172,8 +172,22 @@ def test_they_write_what_one_process_writes(do, shared, count, tmp_path, folder)
     assert (tmp_path / "first").exists() and (tmp_path / "second").exists()
     assert size == len(DICTIONARY) + count * RECORD.itemsize
     assert casefile.verify(out / "new.case").sound
+    assert differing_blocks(out / "new.case", shared) == []
     assert check_of(out / "new.case") == check_of(shared)
     assert not folder or not list((tmp_path / folder).iterdir())
+
+
+def differing_blocks(path, other):
+    """The blocks that are not the same here and there: number, places, how many records differ, and the first of them."""
+    found = []
+    with casefile.open(path) as file, casefile.open(other) as theirs:
+        for number, (ours, wanted) in enumerate(zip(file.blocks, theirs.blocks)):
+            own, right = (numpy.frombuffer(each.read_at(block.start, block.stop - block.start), RECORD)
+                          for each, block in ((file, ours), (theirs, wanted)))
+            where = numpy.flatnonzero(own != right)
+            if len(where) or ours != wanted:
+                found.append((number, ours, wanted, len(where), own[where[:1]], right[where[:1]]))
+    return found
 
 
 def check_of(path):
