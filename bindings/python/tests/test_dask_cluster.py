@@ -178,7 +178,7 @@ def test_they_write_what_one_process_writes(do, shared, count, tmp_path, folder)
 
 
 def differing_blocks(path, other):
-    """The blocks that are not the same here and there: number, places, how many records differ, and the first of them."""
+    """The blocks that are not the same here and there: number, places, count of records, the first of them."""
     found = []
     with casefile.open(path) as file, casefile.open(other) as theirs:
         for number, (ours, wanted) in enumerate(zip(file.blocks, theirs.blocks)):
