@@ -173,26 +173,19 @@ def test_they_write_what_one_process_writes(do, shared, count, tmp_path, folder)
     assert size == len(DICTIONARY) + count * RECORD.itemsize
     assert casefile.verify(out / "new.case").sound
     assert differing_blocks(out / "new.case", shared) == []
-    assert check_of(out / "new.case") == check_of(shared)
     assert not folder or not list((tmp_path / folder).iterdir())
 
 
 def differing_blocks(path, other):
-    """The blocks that are not the same here and there: number, places, count of records, the first of them."""
+    """The blocks whose records are not the same here and there: number, places, count of records, the first of them.
+
+    Their compressed bytes may differ: ISA-L's depend a little on where in memory its state lies.
+    """
     found = []
     with casefile.open(path) as file, casefile.open(other) as theirs:
-        for number, (ours, wanted) in enumerate(zip(file.blocks, theirs.blocks)):
+        for number, (ours, wanted) in enumerate(zip(file.blocks, theirs.blocks, strict=True)):
             own, right = (numpy.frombuffer(each.read_at(block.start, block.stop - block.start), RECORD)
                           for each, block in ((file, ours), (theirs, wanted)))
-            where = numpy.flatnonzero(own != right)
-            if len(where) or ours != wanted:
-                found.append((number, ours, wanted, len(where), own[where[:1]], right[where[:1]]))
+            if ours[:2] != wanted[:2] or len(own) != len(right) or (own != right).any():
+                found.append((number, ours, wanted, (own != right).sum(), own[own != right][:1], right[own != right][:1]))
     return found
-
-
-def check_of(path):
-    with open(path, "rb") as file:
-        check = 0
-        while piece := file.read(1 << 24):
-            check = zlib.crc32(piece, check)
-        return check

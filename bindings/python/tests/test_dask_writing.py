@@ -34,7 +34,7 @@ def test_partitions_of_any_size_become_the_writers_file(tmp_path, record_file, c
     array = dask.array.from_array(records(1_000_000), chunks=chunk)
     size = casefile.dask.write_records(array, tmp_path / "new.case", DICTIONARY)
     assert size == len(DICTIONARY) + 16_000_000
-    assert (tmp_path / "new.case").read_bytes() == record_file.read_bytes()
+    assert content(tmp_path / "new.case") == content(record_file)
     assert len(list(tmp_path.iterdir())) == 1
 
 
@@ -96,7 +96,7 @@ def test_blocks_wait_in_a_folder_that_is_empty_again(tmp_path, record_file):
                                            compute=compute)
         if not compute:
             assert made.compute() == len(DICTIONARY) + 16_000_000
-        assert (tmp_path / "new.case").read_bytes() == record_file.read_bytes()
+        assert content(tmp_path / "new.case") == content(record_file)
         assert not list((tmp_path / "wait").iterdir())
     assert casefile.dask.write_records(array, tmp_path / "new.case", DICTIONARY, temporary="memory://wait")
     assert not fsspec.filesystem("memory").find("/wait")
@@ -108,7 +108,7 @@ def test_what_is_not_computed_at_once_can_be_computed_again(tmp_path, record_fil
                                        DICTIONARY, temporary=tmp_path / "wait", compute=False)
     for _ in range(2):
         assert made.compute() == len(DICTIONARY) + 16_000_000
-        assert (tmp_path / "new.case").read_bytes() == record_file.read_bytes()
+        assert content(tmp_path / "new.case") == content(record_file)
         assert not list((tmp_path / "wait").iterdir())
 
 
