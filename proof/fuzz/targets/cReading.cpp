@@ -346,7 +346,7 @@ std::string tryInput(Input& input) {
   for (std::size_t edits = input.below(4); edits > 0; --edits) {
     edit(file, input);
   }
-  const Damaged damaged(whole.shape, whole.logical, SparseBytes(file));
+  const Damaged damaged(whole.shape, whole.logical, file);
   const std::string wrong = Reading(input, damaged, whole.shape).run();
   return wrong.empty() ? "" : whole.shape.name + ": " + wrong;
 }

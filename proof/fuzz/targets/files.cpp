@@ -7,7 +7,6 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "Datasource/fileStream.h"
 #include "Datasource/zcmpsFilestr.h"
@@ -103,7 +102,7 @@ std::string tryInput(Input& input) {
   for (std::size_t edits = input.below(4); edits > 0; --edits) {
     edit(file, input);
   }
-  const Damaged damaged(whole.shape, whole.logical, std::move(file));
+  const Damaged damaged(whole.shape, whole.logical, file);
   // A worker is a thread, and costs more than all else: one run in four has one.
   const std::string wrong =
       way < 2 ? readByReader(damaged, whole, input) : readByStream(damaged, whole, way == 3 ? 2 : 0, input);
