@@ -7,6 +7,16 @@ include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Datasource)
+# What uninstalling may take away besides the files; noted before any of them is there.
+if(PROJECT_IS_TOP_LEVEL)
+  set(install_folders
+      ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_INCLUDEDIR} ${package_folder} ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+      ${CMAKE_INSTALL_DOCDIR} ${CMAKE_INSTALL_MANDIR}/man1 ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+      ${CMAKE_INSTALL_DATADIR}/zsh/site-functions ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  install(CODE "set(install_folders \"${install_folders}\")
+  set(made_folders_file \"${PROJECT_BINARY_DIR}/install_folders.txt\")" ALL_COMPONENTS)
+  install(SCRIPT cmake/noteNewFolders.cmake ALL_COMPONENTS)
+endif()
 install(
   TARGETS Datasource Datasource_headers Datasource_casefile Datasource_casefileHeaders
   EXPORT DatasourceTargets
@@ -40,6 +50,9 @@ install(FILES ${PROJECT_BINARY_DIR}/DatasourceConfig.cmake ${PROJECT_BINARY_DIR}
 
 include(DatasourcePkgConfig)
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+if(WIN32)
+  install(FILES packaging/windows/README.txt DESTINATION . COMPONENT documentation)
+endif()
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN site EXCLUDE PATTERN figures EXCLUDE)
 if(PROJECT_IS_TOP_LEVEL)

@@ -10,7 +10,6 @@ function(datasource_version_resource target kind resource_description resource_f
 endfunction()
 
 if(DATASOURCE_INSTALL)
-  install(FILES packaging/windows/README.txt DESTINATION . COMPONENT documentation)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME Datasource-${PROJECT_VERSION}-windows-x86_64)
   set(CPACK_PACKAGE_VENDOR "the Datasource authors")

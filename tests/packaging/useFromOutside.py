@@ -47,15 +47,22 @@ def build_with_pkg_config(options, consumer, prefix, work):
         run("pkg-config", "--static", "--exists", "--print-errors", package, env=environment)
 
 
+def below(folder):
+    return sorted(os.path.relpath(os.path.join(parent, name), folder) for parent, folders, names in os.walk(folder)
+                  for name in folders + names)
+
+
 def uninstall(cmake, source, build, work):
-    """Whatever an installation made is gone again."""
+    """Whatever an installation made is gone again, its folders too; what was there before stays, empty or not."""
     prefix = os.path.join(work, "removed")
-    shutil.rmtree(prefix, ignore_errors=True)
-    run(cmake, "--install", build, "--prefix", prefix, stdout=subprocess.DEVNULL)
-    run(cmake, "-P", os.path.join(source, "cmake", "uninstall.cmake"), cwd=build, stderr=subprocess.DEVNULL)
-    left = [os.path.join(folder, name) for folder, _, names in os.walk(prefix) for name in names]
-    if left:
-        sys.exit(f"uninstall left {left}")
+    for before in ([], ["share", "share/man", "share/man/man1"]):
+        shutil.rmtree(prefix, ignore_errors=True)
+        if before:
+            os.makedirs(os.path.join(prefix, before[-1]))
+        run(cmake, "--install", build, "--prefix", prefix, stdout=subprocess.DEVNULL)
+        run(cmake, "-P", os.path.join(source, "cmake", "uninstall.cmake"), cwd=build, stderr=subprocess.DEVNULL)
+        if os.path.exists(prefix) != bool(before) or below(prefix) != before:
+            sys.exit(f"there was {before}, and uninstall left {below(prefix)}")
 
 
 def installed_below(prefix):
@@ -88,8 +95,7 @@ def install_components(cmake, source, build, work):
         if strangers:
             sys.exit(f"not of {component}: {strangers}")
     run(cmake, "-P", os.path.join(source, "cmake", "uninstall.cmake"), cwd=build, stderr=subprocess.DEVNULL)
-    left = [os.path.join(folder, name) for component in parts
-            for folder, _, names in os.walk(os.path.join(work, "component-" + component)) for name in names]
+    left = [folder for folder in os.listdir(work) if folder.startswith("component-")]
     if left:
         sys.exit(f"uninstall left {left}")
     shutil.rmtree(os.path.join(work, "whole"), ignore_errors=True)

@@ -1,0 +1,17 @@
+# A part of `cmake --install`, before anything is copied: adds to the file ${made_folders_file} which of the folders
+# ${install_folders}, and of those that they lie in, are not there yet. uninstall.cmake takes these away again.
+set(new_folders "")
+foreach(folder ${install_folders})
+  if(NOT IS_ABSOLUTE "${folder}")
+    set(folder "${CMAKE_INSTALL_PREFIX}/${folder}")
+  endif()
+  set(folder "$ENV{DESTDIR}${folder}")
+  while(folder AND NOT EXISTS "${folder}")
+    list(APPEND new_folders "${folder}")
+    get_filename_component(folder "${folder}" DIRECTORY)
+  endwhile()
+endforeach()
+list(REMOVE_DUPLICATES new_folders)
+foreach(folder ${new_folders})
+  file(APPEND "${made_folders_file}" "${folder}\n")
+endforeach()
