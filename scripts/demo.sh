@@ -4,29 +4,26 @@
 # back, compares every byte, and draws how fast each step was. The first line of FILE is its dictionary part. Without
 # FILE: the registries of Debian's package ieee-data, over and over up to 100 MB.
 set -euo pipefail
-input=${1:+$(realpath -- "$1")}
+input=${1:+$(realpath -e -- "$1")}
 cd "$(dirname "$0")/.."
+. scripts/common.sh
 
 scripts/setup.sh build
 generator=()
 if command -v ninja >/dev/null && [ ! -e build/demo/CMakeCache.txt ]; then
   generator=(-G Ninja)
 fi
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
-echo "building in build/demo ..."
-if ! {
-  cmake -S . -B build/demo "${generator[@]}" -DCMAKE_BUILD_TYPE=Release -DDATASOURCE_BUILD_TESTS=OFF \
-    -DDATASOURCE_BUILD_EXAMPLES=OFF &&
-    cmake --build build/demo --parallel "$(nproc)" --target casefile
-} >"$log" 2>&1; then
-  cat "$log" >&2
+configuration=$(cmake -S . -B build/demo "${generator[@]}" -DCMAKE_BUILD_TYPE=Release -DDATASOURCE_BUILD_TESTS=OFF \
+  -DDATASOURCE_BUILD_EXAMPLES=OFF 2>&1) || {
+  echo "$configuration" >&2
   exit 1
-fi
+}
+echo "building in build/demo ..."
+shows build/demo/build.log cmake --build build/demo --parallel "$(nproc)" --target casefile
 casefile=$PWD/build/demo/casefile/tool/casefile
 
 work=$(mktemp -d)
-trap 'rm -rf "$log" "$work"' EXIT
+trap 'rm -rf "$work"' EXIT
 
 # The header line once, then the rows of every registry, again and again.
 join_registries() {

@@ -149,5 +149,12 @@ class Shows(Tree):
         self.assertEqual(self.shown(self.BUILD, DATASOURCE_VERBOSE="1"), self.BUILD)
 
 
+class Demo(Tree):
+    def test_a_file_that_is_not_there_is_told_before_anything_is_built(self):
+        done = self.run_here(os.path.join(SCRIPTS, "demo.sh"), "missing.csv", timeout=300)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertIn("missing.csv", done.stderr)
+
+
 if __name__ == "__main__":
     unittest.main()
