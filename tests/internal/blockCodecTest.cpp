@@ -119,7 +119,7 @@ TEST_F(FormCodec, BeginningsOfStreamsAreKnownByTheirHeader) {
   for (int level = 0; level <= 9; ++level) {
     EXPECT_TRUE(datasource::form::beginsZlibStream(bytesOf(zipped(plain, level)))) << level;
   }
-  for (const char* other : {"\x9c\xff", "\xff\xff", "x\x02", "ab", "\x88\x01"}) {
+  for (const char* other : {"\x9c\xff", "\xff\xff", "x\x02", "ab", "\x88\x01", "\x88\x1c"}) {
     EXPECT_FALSE(datasource::form::beginsZlibStream(reinterpret_cast<const unsigned char*>(other))) << other;
   }
 }

@@ -99,6 +99,14 @@ TEST_F(CompressedWrite, JumpedWriteIsAssertedOnAndTakesNothing) {
   expectCases("f", 1500);
 }
 
+TEST_F(CompressedWrite, NothingMayBeWrittenAnywhere) {
+  const auto stream = start();
+  writeCases(*stream, 1000);
+  stream->Seek(kRow0 + 5000, VORN_StrBaseIO::SeekFromStart);
+  EXPECT_EQ(stream->Write("", 0), 0U);
+  EXPECT_THAT(assertions.takeTexts(), IsEmpty());
+}
+
 TEST_F(CompressedWrite, FirstWriteWithoutASeekIsJumped) {
   const VORN_FileStream plain(folder.writePlain("f", std::string(kRow0, '.')).c_str(), "r+b");
   zcmpsFilestr stream(plain);

@@ -382,15 +382,20 @@ TEST(StrictInflate, HeadsOfDynamicBlocksThatBreakNoRuleAreTaken) {
   match.dynamicBlock(258, 1, with(lettersAndEnd(258, true), {codeLength(1)}));
   match.word(0, 1).word(3, 2).word(0, 1).word(2, 2);
   EXPECT_TRUE(byLoop(nullptr, match.zlibStream("aaaa"), 4).taken);
+  DeflateBits runToTheEnd;
+  runToTheEnd.dynamicBlock(257, 11, with(lettersAndEnd(257), {zeros(11)})).word(0, 1).word(1, 1);
+  EXPECT_TRUE(byLoop(nullptr, runToTheEnd.zlibStream("a"), 1).taken);
 }
 
 TEST(StrictInflate, HeadsOfDynamicBlocksThatBreakARuleAreRefused) {
   DeflateBits tooFar;
   tooFar.dynamicBlock(257, 1, with(lettersAndEnd(257), {zeros(11)})).word(0, 1).word(0, 1).word(1, 1);
   expectRefused(tooFar.zlibStream("aa"));
-  DeflateBits manyLengths;
-  manyLengths.dynamicBlock(288, 1, with(lettersAndEnd(288), {codeLength(0)})).word(0, 1).word(1, 1);
-  expectRefused(manyLengths.zlibStream("a"));
+  for (const unsigned many : {287U, 288U}) {
+    DeflateBits manyLengths;
+    manyLengths.dynamicBlock(many, 1, with(lettersAndEnd(many), {codeLength(0)})).word(0, 1).word(1, 1);
+    expectRefused(manyLengths.zlibStream("a"));
+  }
   DeflateBits manyDistances;
   const std::vector<support::LengthStep> none(32, codeLength(0));
   manyDistances.dynamicBlock(257, 32, with(lettersAndEnd(257), none)).word(0, 1).word(1, 1);
