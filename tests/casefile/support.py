@@ -5,6 +5,7 @@ import array
 import json
 import os
 import pathlib
+import signal
 import struct
 import subprocess
 import sys
@@ -20,6 +21,10 @@ SMALL_MEMORY = (40 if STARTS_FAST else 1024) * 2 ** 20  # sanitizers keep what w
 # Seconds until a program that hangs fails its test: longer where a processor is emulated.
 PATIENCE = int(os.environ.get("DATASOURCE_TEST_PATIENCE", "1"))
 DEADLINE = 240 * PATIENCE
+# A run in the background may ignore these, and so would every process that it starts: the program obeys.
+for ignored in {signal.SIGINT, getattr(signal, "SIGHUP", None), getattr(signal, "SIGQUIT", None)} - {None}:
+    if signal.getsignal(ignored) == signal.SIG_IGN:
+        signal.signal(ignored, signal.SIG_DFL)
 # A process counts its parent's memory as its own peak; so the parent is a small interpreter.
 MEASURE = """
 import resource, subprocess, sys
