@@ -69,7 +69,7 @@ bool endsInsideLine(Appender& appender) try {
     return false;
   }
   const auto last = bytesAt(appender, std::max(row0, end - kLookedAt), std::min(end - row0, kLookedAt));
-  return !last.empty() && !endsLine(last) && isText(last);
+  return !endsLine(last) && isText(last);
 } catch (const Error& error) {
   if (error.kind() == ErrorKind::usage) {
     throw;

@@ -29,7 +29,10 @@ constexpr std::size_t kMostPlaces = 16;
 // and the blocks behind it may have been.
 bool liesBehindHole(SourceReader& source, int64 row0) {
   unsigned char before = 1;
-  return row0 > 0 && source.read(&before, 1, row0 - 1) == 1 && before == 0;
+  if (row0 > 0) {
+    source.read(&before, 1, row0 - 1);
+  }
+  return before == 0;
 }
 
 // Collects the places that heading-like bytes and tables tell.

@@ -117,6 +117,16 @@ TEST_F(CErrors, ATextThatIsTooLongIsCutBetweenLetters) {
   }
 }
 
+TEST_F(CErrors, OfALetterWithoutEndNothingIsLeft) {
+  const std::string name(3000, '\x80');  // goes on with a letter that never began
+  casefile_source* source = nullptr;
+  ASSERT_EQ(casefile_source_from_memory("", 0, name.c_str(), &source, &error_), CASEFILE_OK);
+  const Held<casefile_source> held(source);
+  casefile_reader* reader = nullptr;
+  EXPECT_EQ(casefile_reader_open_source(source, nullptr, &reader, &error_), CASEFILE_NOT_A_DATA_FILE);
+  EXPECT_STREQ(error_.file, "");
+}
+
 TEST_F(CErrors, ATextThatJustFitsIsWhole) {
   for (const std::size_t more : {0U, 1U}) {
     const std::string name(sizeof error_.file - 1 + more, 'n');

@@ -139,6 +139,22 @@ TEST_F(CReports, ARecoveryTellsWhatItLeftOut) {
   EXPECT_EQ(room, std::string(1000, '\0'));
 }
 
+TEST_F(CReports, ALossOfWhichNobodyKnowsTheEndHasNoNumber) {
+  Image image = Image::of(kRow0, {support::kBlock, 1000});
+  support::breakBlock(image, 1);
+  const std::string bytes = support::withoutTable(image);
+  casefile_recovery* recovery = nullptr;
+  ASSERT_EQ(casefile_recover_source(support::sourceOver(bytes).get(), folder_.path("rescued.case").c_str(), nullptr,
+                                    &recovery, &error_),
+            CASEFILE_OK)
+      << error_.message;
+  const Held<casefile_recovery> held(recovery);
+  casefile_loss loss{};
+  ASSERT_EQ(casefile_recovery_get_loss(recovery, 0, &loss, sizeof loss, &error_), CASEFILE_OK);
+  EXPECT_EQ(loss.blocks, -1);
+  EXPECT_EQ(loss.range.start, kRow0 + static_cast<int64>(support::kBlock));
+}
+
 // A file of the other byte order with bytes behind its table.
 TEST_F(CReports, TellTheByteOrderAndWhatLiesBehindTheTable) {
   Image swapped = Image::of(kRow0, {1000});

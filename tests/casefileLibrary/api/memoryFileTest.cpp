@@ -25,6 +25,8 @@ TEST(MemoryFile, DeliversTheBytesAtAPositionAndNoneBeyondItsEnd) {
   EXPECT_EQ(readAt(*file, 8, 4), "89");
   EXPECT_EQ(readAt(*file, 10, 4), "");
   EXPECT_EQ(readAt(*file, -1, 4), "");
+  EXPECT_EQ(readAt(*file, 3, 0), "");
+  EXPECT_EQ(casefile::fileFromMemory({}, "nothing")->size(), 0);
 }
 
 TEST(MemoryFile, ANullPointerWithALengthIsWrongUse) {

@@ -146,6 +146,9 @@ TEST_F(PlainInputTest, ThatIsTooShortForItsDictionaryPartLeavesNothing) {
   EXPECT_EQ(errorOf([&] { pack(plain, output_, options); }).kind(), ErrorKind::usage);
   options.row0 = -1;
   EXPECT_EQ(errorOf([&] { pack(plain, output_, options); }).kind(), ErrorKind::usage);
+  options.row0.reset();
+  options.headerLines = -1;
+  EXPECT_EQ(errorOf([&] { pack(plain, output_, options); }).kind(), ErrorKind::usage);
   EXPECT_EQ(filesThere(), 1U);
   plain = input("");
   EXPECT_EQ(pack(plain, output_).row0, 0);
@@ -220,10 +223,10 @@ TEST_F(HeaderLinesTest, ALastLineWithoutEndIsNoticedInTextAlone) {
     Appender file = appender("head\n");
     return endsInsideLine(file);
   }());
-  EXPECT_FALSE([&] {
-    Appender file = appender("head\nro\x01w");
-    return endsInsideLine(file);
-  }());
+  for (const char* const noText : {"head\nro\x01w", "head\nro\x7Fw"}) {
+    Appender file = appender(noText);
+    EXPECT_FALSE(endsInsideLine(file));
+  }
   Appender file = appender("head\nrow");
   EXPECT_TRUE(endsInsideLine(file));
   EXPECT_EQ(file.blockCount(), 1U);

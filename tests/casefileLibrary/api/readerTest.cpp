@@ -301,6 +301,11 @@ TEST(ReaderUse, WrongUseIsAnErrorThatSaysSo) {
   EXPECT_TRUE(isUsage([&] { reader.partitions(4, 0); }));
   EXPECT_TRUE(isUsage([&] { Reader::open(std::shared_ptr<ScriptedSource>(), at(5)); }));
   EXPECT_TRUE(isUsage([&] { open("", at(-1)); }));
+  for (const int number : {-1, 3}) {
+    ReaderOptions order = at(kRow0);
+    order.byteOrder = static_cast<casefile::ByteOrder>(number);
+    EXPECT_TRUE(isUsage([&] { open(support::imageBytes(kRow0, 100), order); }));
+  }
   const Reader taken = std::move(reader);
   EXPECT_TRUE(isUsage([&] { reader.size(); }));  // NOLINT: what a moved-from reader says
   EXPECT_EQ(taken.size(), kRow0 + 100);

@@ -320,8 +320,10 @@ TEST_F(RecoverNames, WhatIsNoDataFileIsAnError) {
   options.row0 = -1;
   EXPECT_EQ(errorOf([&] { recover(in_, out_, options); }).kind(), ErrorKind::usage);
   options.row0 = kRow0;
-  options.holes = static_cast<Holes>(3);
-  EXPECT_EQ(errorOf([&] { recover(in_, out_, options); }).kind(), ErrorKind::usage);
+  for (const int number : {-1, 3}) {
+    options.holes = static_cast<Holes>(number);
+    EXPECT_EQ(errorOf([&] { recover(in_, out_, options); }).kind(), ErrorKind::usage);
+  }
   EXPECT_FALSE(folder_.exists("out"));
 }
 

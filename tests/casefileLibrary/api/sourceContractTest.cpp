@@ -43,6 +43,24 @@ TEST(ShrinkingSource, ADictionaryPartThatEndsTooEarlyIsDamage) {
   EXPECT_THAT(error.what(), HasSubstr("ends before its dictionary part does"));
 }
 
+TEST(ShrinkingSource, ATableThatEndsTooEarlyIsDamage) {
+  const std::string bytes = fileOf(1000);
+  for (std::size_t read = 1; read < 20; ++read) {
+    const auto source = std::make_shared<ScriptedSource>(bytes);
+    source->beforeRead = [&](int64) { source->mostAtOnce = source->reads < read ? SIZE_MAX : 0; };
+    casefile::ReaderOptions options;
+    options.row0 = kRow0;
+    const Error error = errorOf([&] { Reader::open(source, options); });
+    if (source->reads < read) {
+      EXPECT_STREQ(error.what(), "no error");
+      EXPECT_GT(read, 3U);
+      return;
+    }
+    EXPECT_TRUE(error.kind() == ErrorKind::damaged || error.kind() == ErrorKind::notADataFile) << error.what();
+  }
+  FAIL() << "it never opened";
+}
+
 TEST(ReaderHandOver, AReaderThatAnotherWasMovedToReadsItsFile) {
   Reader reader = Reader::open(std::make_shared<ScriptedSource>(fileOf(10)));
   Reader other = Reader::open(std::make_shared<ScriptedSource>(fileOf(2000)));

@@ -1,4 +1,5 @@
 // Files of a terabyte of which nearly all is a hole: nobody reads its zeros.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <memory>
 #include <span>
@@ -39,8 +41,9 @@ class SparseSource : public casefile::RandomAccessFile {
   std::int64_t size() const override { return size_; }
 
   std::size_t readAt(std::span<std::byte> buffer, std::int64_t position) const override {
-    const std::int64_t end = std::min(size_, position + static_cast<std::int64_t>(buffer.size()));
-    const std::int64_t count = std::max<std::int64_t>(0, end - position);
+    const std::int64_t left = std::max<std::int64_t>(0, size_ - position);
+    const std::int64_t count = std::min(left, static_cast<std::int64_t>(buffer.size()));
+    const std::int64_t end = position + count;
     if ((read_ += count) > kMostRead) {
       throw std::length_error("the holes are read");
     }
@@ -118,6 +121,18 @@ TEST(SparseFiles, HoldCaseDataAnywhere) {
     EXPECT_EQ(reader.readAt(support::writable(bytes), row0), bytes.size());
     EXPECT_EQ(bytes, support::caseBytes(row0, 1000));
   }
+}
+
+TEST(SparseFiles, AreDividedWhereNoPositionFollowsARecord) {
+  constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max();
+  const std::int64_t row0 = kLast - 2500;
+  casefile::ReaderOptions place;
+  place.row0 = row0;
+  const casefile::Reader reader = casefile::Reader::open(sparse(piecesOf(Image::of(row0, {1800, 200})), kLast), place);
+  // The second block lies nearer to the end of a record, which would be behind the last position that there is.
+  EXPECT_THAT(reader.partitions(2, 2600), testing::ElementsAre(casefile::LogicalRange{row0, 2000}));
+  EXPECT_THAT(reader.partitions(2, 1800),
+              testing::ElementsAre(casefile::LogicalRange{row0, 1800}, casefile::LogicalRange{row0 + 1800, 200}));
 }
 
 TEST(SparseFiles, AreSearchedBehindTheirTables) {

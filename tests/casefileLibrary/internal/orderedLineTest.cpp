@@ -138,8 +138,10 @@ TEST(OrderedLineState, AnAbandonedLineDeliversNothingMoreAndIsNoError) {
   line.offer(2);
   line.workOnce(0);
   line.abandon();
+  line.workOnce(0);
   line.workUntilClosed(0);
   EXPECT_EQ(work.delivered, upTo(1));
+  EXPECT_EQ(work.made, 1U);
   EXPECT_NO_THROW(line.awaitDelivered(2));
 }
 

@@ -10,9 +10,11 @@
 #include <vector>
 
 #include "atomicFile.h"
+#include "casefile/c.h"
 #include "casefile/error.h"
 #include "casefile/writer.h"
 #include "files.h"
+#include "sameFile.h"
 #include "support/systemProbe.h"
 #include "support/testFolder.h"
 
@@ -132,6 +134,19 @@ TEST_F(WriterSources, SayNothingWhenTheyAreNoRegularFiles) {
   EXPECT_GT(timeOf("new"), std::filesystem::file_time_type::clock::now() - std::chrono::hours(10));
 }
 
+TEST(SameFile, IsNoneThatTheSystemLetsNobodySee) {
+  const support::TestFolder folder;
+  const std::string name = folder.writePlain("file", "bytes");
+  const auto own = casefile::files::statusOf(name)->identity;
+  EXPECT_TRUE(casefile::isSameFile(own, name));
+  EXPECT_FALSE(casefile::isSameFile(own, folder.path("missing")));
+  support::SystemProbe probe;
+  probe.failEvery("statusOf", EACCES);
+  EXPECT_FALSE(casefile::isSameFile(own, name));
+  probe.failEvery("statusOf", EIO);
+  EXPECT_THROW(casefile::isSameFile(own, name), casefile::Error);
+}
+
 TEST(WriterLeftBehind, SaysWhatCancelCouldNotRemove) {
   const support::TestFolder folder;
   Writer writer = Writer::create(folder.path("new"));
@@ -141,6 +156,22 @@ TEST(WriterLeftBehind, SaysWhatCancelCouldNotRemove) {
   writer.cancel();
   ASSERT_TRUE(writer.leftBehind());
   EXPECT_THAT(writer.leftBehind()->what(), testing::HasSubstr(".tmp cannot be removed"));
+}
+
+TEST(WriterLeftBehind, IsToldToAProgramInC) {
+  const support::TestFolder folder;
+  casefile_error error{};
+  casefile_error why{};
+  casefile_writer* writer = nullptr;
+  ASSERT_EQ(casefile_writer_create(folder.path("new").c_str(), nullptr, &writer, &error), CASEFILE_OK) << error.message;
+  support::SystemProbe probe;
+  probe.failEvery("unlink", EPERM);
+  EXPECT_EQ(casefile_writer_cancel(writer, &error), CASEFILE_OK) << error.message;
+  EXPECT_EQ(casefile_writer_get_left_behind(writer, &why, &error), CASEFILE_OK);
+  casefile_writer_free(writer);
+  EXPECT_EQ(why.status, CASEFILE_SYSTEM);
+  EXPECT_EQ(why.system_code, EPERM);
+  EXPECT_THAT(why.message, testing::HasSubstr(".tmp cannot be removed"));
 }
 
 }  // namespace
