@@ -100,6 +100,8 @@ TEST_F(PlainInputTest, IsNotOpenedWhenTheProgramSaysSo) {
 }
 
 TEST_F(PlainInputTest, ThatCannotBeReadOrWasMovedFromIsAnError) {
+  const std::string twoNames("a\0b", 3);
+  EXPECT_EQ(errorOf([&] { PlainInput::open(twoNames); }).kind(), ErrorKind::usage);
   EXPECT_EQ(errorOf([&] { PlainInput::open(folder_.path("none")); }).operation(), "open");
   EXPECT_EQ(errorOf([&] { PlainInput::open(""); }).kind(), ErrorKind::usage);
   EXPECT_EQ(errorOf([&] { PlainInput::fromDescriptor(-1, "closed").peek(); }).operation(), "read");
