@@ -74,11 +74,21 @@ std::size_t RegularFile::readAt(std::span<std::byte> buffer, std::int64_t positi
   }
 }
 
+files::FileStatus RegularFile::status() const {
+  try {
+    return file_.status();
+  } catch (const std::system_error& error) {
+    fail("cannot be read", {name_, "status", {}, {}, {}}, error);
+  }
+}
+
 RandomAccessFile::~RandomAccessFile() = default;
 
 std::int64_t RandomAccessFile::nextData(std::int64_t position) const { return position; }
 
-std::shared_ptr<const RandomAccessFile> openFile(const std::string& name) {
+std::shared_ptr<const RandomAccessFile> openFile(const std::string& name) { return openRegularFile(name); }
+
+std::shared_ptr<const RegularFile> openRegularFile(const std::string& name) {
   requireWholeName(name);
   try {
     // Without waiting: the other end of a pipe may never be opened.

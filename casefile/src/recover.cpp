@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
 
 #include "atomicFile.h"
@@ -17,6 +17,7 @@
 #include "hiddenData.h"
 #include "journal/beforeAppend.h"
 #include "progressReport.h"
+#include "regularFile.h"
 #include "sameFile.h"
 #include "sourceReader.h"
 #include "threadCount.h"
@@ -153,14 +154,6 @@ Recovery rescue(SourceReader& source, const std::string& output, const RecoverOp
   return rescue.told();
 }
 
-std::optional<files::FileStatus> statusOf(const std::string& input) {
-  try {
-    return files::statusOf(input);
-  } catch (const std::system_error& error) {
-    throw Error(ErrorKind::system, "cannot be read", {input, "status", error.code(), {}, {}});
-  }
-}
-
 }  // namespace
 
 Recovery recover(std::shared_ptr<const RandomAccessFile> input, const std::string& output,
@@ -170,16 +163,15 @@ Recovery recover(std::shared_ptr<const RandomAccessFile> input, const std::strin
 }
 
 Recovery recover(const std::string& input, const std::string& output, const RecoverOptions& options) {
-  auto file = openFile(input);
+  const auto file = openRegularFile(input);
   UnfinishedAppend append = unfinishedAppendOf(input);
-  const auto status = statusOf(input);
-  if (status) {
-    requireNoInput(output, isSameFile(status->identity, output));
-  }
+  const files::FileStatus status = file->status();
+  requireNoInput(output, isSameFile(status.identity, output));
+  std::shared_ptr<const RandomAccessFile> bytes = file;
   if (append.isOpen()) {
-    file = openBeforeAppend(input);
+    bytes = openBeforeAppend(file);
   }
-  SourceReader source(std::move(file));
+  SourceReader source(std::move(bytes));
   Recovery told = rescue(source, output, options, status);
   told.unfinishedAppend = std::move(append);
   return told;

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <system_error>
 
 #include "atomicFile.h"
 #include "casefile/error.h"
@@ -18,14 +17,7 @@ namespace {
 // Nothing for what is no file of the system.
 std::optional<files::FileStatus> statusOf(const RandomAccessFile& source) {
   const auto* const file = dynamic_cast<const RegularFile*>(&source);
-  if (file == nullptr) {
-    return std::nullopt;
-  }
-  try {
-    return file->status();
-  } catch (const std::system_error& error) {
-    throw Error(ErrorKind::system, "cannot be read", {file->name(), "status", error.code(), {}, {}});
-  }
+  return file == nullptr ? std::nullopt : std::optional(file->status());
 }
 
 void writeContents(const Reader& reader, AtomicFile& output, const ProgressCallback& progress) {

@@ -74,8 +74,8 @@ std::int64_t BeforeAppend::nextData(std::int64_t position) const {
   return std::max(next, position);
 }
 
-std::shared_ptr<const BeforeAppend> openBeforeAppend(const std::string& file) {
-  auto current = openFile(file);
+std::shared_ptr<const BeforeAppend> openBeforeAppend(std::shared_ptr<const RandomAccessFile> current) {
+  const std::string file = current->name();
   FoundJournal found = findJournal(file);
   if (!found.counts()) {
     requireReachable(file, found.name);

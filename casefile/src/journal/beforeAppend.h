@@ -30,9 +30,9 @@ class BeforeAppend : public RandomAccessFile {
   JournalFacts facts_;
 };
 
-/// Opens a data file as it was before the unfinished append to it.
+/// Opens a data file as it was before the unfinished append to it; its journal is that beside its name.
 /// Raises: Error when journal or file is not what it should be.
-std::shared_ptr<const BeforeAppend> openBeforeAppend(const std::string& file);
+std::shared_ptr<const BeforeAppend> openBeforeAppend(std::shared_ptr<const RandomAccessFile> current);
 
 }  // namespace casefile
 

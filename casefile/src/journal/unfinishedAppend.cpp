@@ -109,7 +109,7 @@ JudgedFile openAsAppendFinds(const std::string& name) {
     return judged;
   }
   try {
-    auto before = openBeforeAppend(name);
+    auto before = openBeforeAppend(judged.bytes);
     if (isOfAnother && canBeReadAsItLies(judged.bytes, before->row0())) {
       return judged;  // nobody but the user knows which of the two is right
     }

@@ -142,7 +142,7 @@ TEST_F(FoundJournals, OfAnotherFileUnderAnotherNameHinderNoAppend) {
 using FilesBefore = support::JournalTest;
 
 TEST_F(FilesBefore, AreThoseOfASoundJournalOfTheFile) {
-  const auto open = [&] { return wordsOf([&] { openBeforeAppend(file_); }); };
+  const auto open = [&] { return wordsOf([&] { openBeforeAppend(casefile::openFile(file_)); }); };
   EXPECT_THAT(open(), HasSubstr("has gone: the append has ended meanwhile"));
   leave(damaged(journalOf("file")));
   EXPECT_THAT(open(), HasSubstr("is damaged; nothing was changed"));
@@ -161,7 +161,7 @@ TEST_F(FilesBefore, AreThoseOfASoundJournalOfTheFile) {
 TEST_F(FilesBefore, AreNotSaidToHaveNoJournalWhereNobodyMayLook) {
   SystemProbe probe;
   probe.failEvery("statusOf", EACCES);
-  const auto error = errorOf([&] { openBeforeAppend(file_); });
+  const auto error = errorOf([&] { openBeforeAppend(casefile::openFile(file_)); });
   ASSERT_TRUE(error);
   EXPECT_EQ(error->kind(), ErrorKind::system);
   EXPECT_EQ(error->code().value(), EACCES);
